@@ -1,0 +1,25 @@
+# Common settings of every target of the project: warnings and the precompiled Qt headers.
+function(mediamodel_setup_target target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra)
+    target_compile_definitions(${target} PRIVATE QT_NO_CAST_FROM_BYTEARRAY)
+    target_precompile_headers(${target} PRIVATE
+        <QtCore/QObject>
+        <QtCore/QString>
+        <QtCore/QList>
+        <QtCore/QMap>
+        <QtCore/QHash>
+        <QtCore/QVariant>
+        <QtCore/QSharedPointer>
+        <QtCore/QMutex>
+        <QtCore/QDebug>)
+endfunction()
+
+# A QtTest executable registered with CTest under its own name.
+function(mediamodel_add_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE Qt6::Test ${ARG_LIBRARIES})
+    mediamodel_setup_target(${name})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+endfunction()
