@@ -1,0 +1,16 @@
+#pragma once
+
+#include "fileitem.h"
+
+// A photo; a live photo also carries a short video.
+class ImageItem : public FileItem
+{
+public:
+    ImageItem(const im::Message &message, FileManager *files);
+
+    bool hasLivePhoto() const { return !m_livePhoto.isNull(); }
+    QSharedPointer<FileData> livePhotoFilePtr() const { return m_livePhoto; }
+
+private:
+    QSharedPointer<FileData> m_livePhoto;
+};

@@ -1,0 +1,186 @@
+#include "messagebase.h"
+
+#include "contentitem.h"
+#include "im.pb.h"
+
+#include <QCoreApplication>
+#include <QJSEngine>
+#include <QThread>
+
+struct MessageBase::Snapshot
+{
+    im::Message proto;
+    QSharedPointer<ContentItem> content;
+    QSharedPointer<MessageBase> quote;
+};
+
+QSharedPointer<MessageBase> MessageBase::create(const im::Message &proto, FileManager *files,
+                                                qint64 ownUserId)
+{
+    QSharedPointer<MessageBase> message(new MessageBase(proto, files, ownUserId),
+                                        &QObject::deleteLater);
+    if (QCoreApplication *app = QCoreApplication::instance()) {
+        message->moveToThread(app->thread());
+    }
+    return message;
+}
+
+MessageBase::MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId)
+    : m_files(files), m_ownUserId(ownUserId)
+{
+    QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
+    setProto(proto);
+}
+
+MessageBase::~MessageBase() = default;
+
+std::shared_ptr<const MessageBase::Snapshot> MessageBase::snapshot() const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_snapshot;
+}
+
+void MessageBase::setProto(const im::Message &proto)
+{
+    auto next = std::make_shared<Snapshot>();
+    next->proto = proto;
+    next->content = ContentItem::create(proto, m_files);
+    if (proto.has_quote()) {
+        next->quote = create(proto.quote(), m_files, m_ownUserId);
+    }
+    bool changed = false;
+    {
+        QMutexLocker locker(&m_mutex);
+        changed = m_snapshot != nullptr;
+        m_snapshot = std::move(next);
+    }
+    if (changed) {
+        Q_EMIT contentChanged();
+    }
+}
+
+QString MessageBase::dialogId() const
+{
+    return QString::fromStdString(snapshot()->proto.dialog_id());
+}
+
+qint64 MessageBase::dateTime() const
+{
+    return snapshot()->proto.time();
+}
+
+int MessageBase::type() const
+{
+    return snapshot()->proto.type();
+}
+
+QString MessageBase::text() const
+{
+    return QString::fromStdString(snapshot()->proto.text());
+}
+
+qint64 MessageBase::msgId() const
+{
+    return snapshot()->proto.msg_id();
+}
+
+qint64 MessageBase::subMsgId() const
+{
+    return snapshot()->proto.sub_msg_id();
+}
+
+qint64 MessageBase::parentMsgId() const
+{
+    return snapshot()->proto.parent_msg_id();
+}
+
+qint64 MessageBase::senderId() const
+{
+    return snapshot()->proto.sender_id();
+}
+
+QSharedPointer<ContentItem> MessageBase::contentItem() const
+{
+    return snapshot()->content;
+}
+
+MessageKey MessageBase::key() const
+{
+    const auto current = snapshot();
+    if (current->proto.parent_msg_id() > 0) {
+        return MessageKey(current->proto.parent_msg_id(), current->proto.msg_id());
+    }
+    return MessageKey(current->proto.msg_id(), current->proto.sub_msg_id());
+}
+
+QString MessageBase::referenceDialogId() const
+{
+    return QString::fromStdString(snapshot()->proto.ref_dialog_id());
+}
+
+ReferenceInfo MessageBase::referenceInfo() const
+{
+    const auto current = snapshot();
+    ReferenceInfo info;
+    info.dialogId = QString::fromStdString(current->proto.ref_dialog_id());
+    info.messageId = QString::fromStdString(current->proto.ref_msg_id());
+    if (current->quote) {
+        info.senderId = current->quote->senderId();
+        info.type = current->quote->type();
+    }
+    return info;
+}
+
+QSharedPointer<MessageBase> MessageBase::quoteMessage() const
+{
+    return snapshot()->quote;
+}
+
+bool MessageBase::isRemoved() const
+{
+    return snapshot()->proto.removed();
+}
+
+bool MessageBase::isRevoked() const
+{
+    return snapshot()->proto.revoked();
+}
+
+im::Message MessageBase::proto() const
+{
+    return snapshot()->proto;
+}
+
+QList<QSharedPointer<MessageBase>> MessageBase::combinedMessages() const
+{
+    const auto current = snapshot();
+    QList<QSharedPointer<MessageBase>> children;
+    children.reserve(current->proto.combined_messages_size());
+    for (const im::Message &child : current->proto.combined_messages()) {
+        children.append(create(child, m_files, m_ownUserId));
+    }
+    return children;
+}
+
+bool MessageBase::canForward(bool bGlobal) const
+{
+    Q_UNUSED(bGlobal)
+    const auto current = snapshot();
+    return !current->proto.not_forwardable() && !current->proto.revoked()
+            && !current->proto.removed();
+}
+
+bool MessageBase::isExcluded() const
+{
+    return false;
+}
+
+DeletionRecord MessageBase::makeDeletionRecord() const
+{
+    DeletionRecord record;
+    record.messageId = msgId();
+    record.subMsgId = subMsgId();
+    record.senderId = senderId();
+    record.flags = isSentByMe() ? DeletionRecord::SentByMe : 0;
+    return record;
+}

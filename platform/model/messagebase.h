@@ -1,0 +1,92 @@
+#pragma once
+
+#include "deletionrecord.h"
+#include "messagekey.h"
+#include "referenceinfo.h"
+
+#include <QEnableSharedFromThis>
+#include <QMutex>
+#include <QObject>
+#include <QSharedPointer>
+#include <memory>
+
+namespace im {
+class Message;
+}
+class ContentItem;
+class FileManager;
+
+// One chat message as the client holds it. Held by QSharedPointer (deleted with deleteLater on
+// its own thread) and always owned by C++, also when QML holds a pointer to it. Accessors read an
+// immutable snapshot under a lock, so they are safe from any thread; setProto replaces the
+// snapshot and emits contentChanged.
+class MessageBase : public QObject, public QEnableSharedFromThis<MessageBase>
+{
+    Q_OBJECT
+    Q_PROPERTY(QString dialogId READ dialogId CONSTANT)
+    Q_PROPERTY(qint64 msgId READ msgId CONSTANT)
+    Q_PROPERTY(qint64 subMsgId READ subMsgId CONSTANT)
+    Q_PROPERTY(qint64 dateTime READ dateTime NOTIFY contentChanged)
+    Q_PROPERTY(int type READ type NOTIFY contentChanged)
+    Q_PROPERTY(qint64 senderId READ senderId CONSTANT)
+    Q_PROPERTY(QString text READ text NOTIFY contentChanged)
+
+public:
+    // Builds a message on the calling thread and moves it to the application's main thread, so
+    // that QML may use it wherever it was made.
+    static QSharedPointer<MessageBase> create(const im::Message &proto, FileManager *files,
+                                              qint64 ownUserId);
+
+    MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId);
+    ~MessageBase() override;
+
+    QString dialogId() const;
+    qint64 dateTime() const;
+    int type() const;
+    QString text() const;
+    qint64 msgId() const;
+    qint64 subMsgId() const;
+    bool hasSubMsgId() const { return subMsgId() > 0; }
+    // The combined message that holds a child; 0 for a plain message. A child's own id (msgId)
+    // is its position in that message.
+    qint64 parentMsgId() const;
+    bool isSubMessage() const { return parentMsgId() > 0; }
+    bool isChildMsg() const { return isSubMessage(); }
+    // Where the local store keeps the message: (containing id, own id) for a child, else
+    // (own id, sub-message id).
+    MessageKey key() const;
+    qint64 senderId() const;
+    bool isSentByMe() const { return senderId() == m_ownUserId; }
+    QSharedPointer<ContentItem> contentItem() const;
+    QString referenceDialogId() const;
+    ReferenceInfo referenceInfo() const;
+    QSharedPointer<MessageBase> quoteMessage() const;
+    bool isRemoved() const;
+    bool isRevoked() const;
+    // A copy of the protocol record the message was made from.
+    im::Message proto() const;
+    // The messages a combined message holds, as their own message objects.
+    QList<QSharedPointer<MessageBase>> combinedMessages() const;
+
+    // Host decisions a subclass may answer differently.
+    virtual bool canForward(bool bGlobal) const;
+    virtual bool isExcluded() const;
+
+    QVariant revokeValue() const { return senderId(); }
+    DeletionRecord makeDeletionRecord() const;
+
+    // Replaces the content (an edit, a withdrawal, a removal mark).
+    void setProto(const im::Message &proto);
+
+Q_SIGNALS:
+    void contentChanged();
+
+private:
+    struct Snapshot;
+    std::shared_ptr<const Snapshot> snapshot() const;
+
+    FileManager *const m_files;
+    const qint64 m_ownUserId;
+    mutable QMutex m_mutex; // guards m_snapshot
+    std::shared_ptr<const Snapshot> m_snapshot;
+};

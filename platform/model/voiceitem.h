@@ -1,0 +1,14 @@
+#pragma once
+
+#include "fileitem.h"
+
+class VoiceItem : public FileItem
+{
+public:
+    VoiceItem(const im::Message &message, FileManager *files);
+    // Milliseconds.
+    qint64 duration() const { return m_duration; }
+
+private:
+    qint64 m_duration = 0;
+};

@@ -1,0 +1,216 @@
+#include "filereferencestorage.h"
+
+#include "database.h"
+#include "platformlog.h"
+#include "sqlhelpers_p.h"
+
+#include <QSqlQuery>
+
+namespace storage {
+
+namespace {
+
+// A WHERE clause with the values it binds.
+struct Where
+{
+    QString sql;
+    QVariantList values;
+};
+
+FileReferenceInfo rowAt(const QSqlQuery &query)
+{
+    FileReferenceInfo row;
+    row.dialogId = query.value(0).toString();
+    row.messageId = query.value(1).toLongLong();
+    row.subMsgId = query.value(2).toInt();
+    row.type = query.value(3).toInt();
+    row.dateTime = query.value(4).toLongLong();
+    row.thumbId = query.value(5).toString();
+    row.fileId = query.value(6).toString();
+    row.data = query.value(7).toByteArray();
+    return row;
+}
+
+const QString &selectColumns()
+{
+    static const QString sql = QStringLiteral("SELECT dialog_id, message_id, sub_msg_id, type, "
+                                              "date_time, thumb_id, file_id, data "
+                                              "FROM file_reference WHERE ");
+    return sql;
+}
+
+bool selectRows(QSqlDatabase db, const Where &where, QList<FileReferenceInfo> &rows,
+                const QString &orderBy = QString())
+{
+    QSqlQuery query(db);
+    if (!Sql::exec(query, selectColumns() + where.sql + orderBy, where.values)) {
+        return false;
+    }
+    while (query.next()) {
+        rows.append(rowAt(query));
+    }
+    return true;
+}
+
+bool deleteRows(QSqlDatabase db, const Where &where)
+{
+    QSqlQuery query(db);
+    return Sql::exec(query, QStringLiteral("DELETE FROM file_reference WHERE ") + where.sql,
+                     where.values);
+}
+
+// Reads and deletes the rows of every clause in one transaction: the rows removed, none on failure.
+QList<FileReferenceInfo> takeRows(Database *db, const QList<Where> &clauses)
+{
+    QList<FileReferenceInfo> removed;
+    const bool ok = db->transaction([&](QSqlDatabase &connection) {
+        for (const Where &where : clauses) {
+            if (!selectRows(connection, where, removed) || !deleteRows(connection, where)) {
+                return false;
+            }
+        }
+        return true;
+    });
+    return ok ? removed : QList<FileReferenceInfo>();
+}
+
+Where messageIdsWhere(const QString &dialogId, const QList<qint64> &messageIds)
+{
+    return { QStringLiteral("dialog_id = ? AND message_id IN (%1)")
+                     .arg(Sql::placeholders(messageIds.size())),
+             QVariantList { Sql::text(dialogId) } + Sql::toVariantList(messageIds) };
+}
+
+QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column,
+                                     const QList<QString> &ids)
+{
+    QList<FileReferenceInfo> rows;
+    const bool ok = Sql::selectWithIds(db->connection(),
+                                       selectColumns() + column + QStringLiteral(" IN (%1)"), {},
+                                       ids, rowAt, rows);
+    return ok ? rows : QList<FileReferenceInfo>();
+}
+
+} // namespace
+
+FileReferenceStorage::FileReferenceStorage(Database *db) : m_db(db) { }
+
+bool FileReferenceStorage::save(const QList<FileReferenceInfo> &rows)
+{
+    return Sql::execForRows(
+            m_db,
+            QStringLiteral("INSERT OR REPLACE INTO file_reference (dialog_id, message_id, "
+                           "sub_msg_id, type, date_time, thumb_id, file_id, data) "
+                           "VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
+            rows, [](const FileReferenceInfo &row) {
+                return QVariantList { Sql::text(row.dialogId), row.messageId,
+                                      row.subMsgId,          row.type,
+                                      row.dateTime,          Sql::text(row.thumbId),
+                                      Sql::text(row.fileId), row.data };
+            });
+}
+
+bool FileReferenceStorage::remove(const QString &dialogId, qint64 messageId)
+{
+    return deleteRows(m_db->connection(),
+                      { QStringLiteral("dialog_id = ? AND message_id = ?"),
+                        { Sql::text(dialogId), messageId } });
+}
+
+QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageRange(const QString &dialogId,
+                                                                      const MessageIdRange &range)
+{
+    if (range.from() > range.to()) {
+        qCWarning(lcPlatform) << "storage: inverted message range" << range.from() << range.to()
+                              << "of dialog" << dialogId << "removes nothing";
+        return {};
+    }
+    return takeRows(m_db,
+                    { { QStringLiteral("dialog_id = ? AND message_id BETWEEN ? AND ?"),
+                        { Sql::text(dialogId), range.from(), range.to() } } });
+}
+
+QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageIds(const QString &dialogId,
+                                                                    const QList<qint64> &messageIds)
+{
+    QList<Where> clauses;
+    Sql::forEachChunk(Sql::uniqueIds(messageIds), [&](const QList<qint64> &chunk) {
+        clauses.append(messageIdsWhere(dialogId, chunk));
+        return true;
+    });
+    return clauses.isEmpty() ? QList<FileReferenceInfo>() : takeRows(m_db, clauses);
+}
+
+QList<FileReferenceInfo> FileReferenceStorage::removeBefore(const QString &dialogId, qint64 time)
+{
+    const Where where = time < 1
+            ? Where { QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) } }
+            : Where { QStringLiteral("dialog_id = ? AND date_time <= ?"),
+                      { Sql::text(dialogId), time } };
+    return takeRows(m_db, { where });
+}
+
+QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fileIds)
+{
+    QList<std::pair<QString, int>> counts;
+    const bool ok = Sql::selectWithIds(
+            m_db->connection(),
+            QStringLiteral("SELECT file_id, COUNT(*) FROM file_reference WHERE file_id IN (%1) "
+                           "GROUP BY file_id"),
+            {}, fileIds,
+            [](const QSqlQuery &query) {
+                return std::make_pair(query.value(0).toString(), query.value(1).toInt());
+            },
+            counts);
+    QMap<QString, int> references;
+    if (ok) {
+        for (const auto &[fileId, count] : counts) {
+            references.insert(fileId, count);
+        }
+    }
+    return references;
+}
+
+QList<FileReferenceInfo> FileReferenceStorage::infosWithFileIds(const QList<QString> &fileIds)
+{
+    return rowsWithIds(m_db, QStringLiteral("file_id"), fileIds);
+}
+
+QList<FileReferenceInfo> FileReferenceStorage::infosWithThumbIds(const QList<QString> &thumbIds)
+{
+    return rowsWithIds(m_db, QStringLiteral("thumb_id"), thumbIds);
+}
+
+QList<FileReferenceInfo> FileReferenceStorage::infosWithMessageIds(const QString &dialogId,
+                                                                   const QList<qint64> &messageIds)
+{
+    QList<FileReferenceInfo> rows;
+    const bool ok = Sql::selectWithIds(
+            m_db->connection(),
+            selectColumns() + QStringLiteral("dialog_id = ? AND message_id IN (%1)"),
+            { Sql::text(dialogId) }, messageIds, rowAt, rows);
+    return ok ? rows : QList<FileReferenceInfo>();
+}
+
+QList<FileReferenceInfo> FileReferenceStorage::infosWithDialog(const QString &dialogId,
+                                                               qint64 sinceTime,
+                                                               const QList<int> &types)
+{
+    Where where { QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) } };
+    if (sinceTime >= 1) {
+        where.sql += QStringLiteral(" AND date_time >= ?");
+        where.values.append(sinceTime);
+    }
+    const QList<int> uniqueTypes = QSet<int>(types.cbegin(), types.cend()).values();
+    if (!uniqueTypes.isEmpty()) {
+        where.sql += QStringLiteral(" AND type IN (%1)").arg(Sql::placeholders(uniqueTypes.size()));
+        where.values.append(Sql::toVariantList(uniqueTypes));
+    }
+    QList<FileReferenceInfo> rows;
+    const bool ok = selectRows(m_db->connection(), where, rows,
+                               QStringLiteral(" ORDER BY date_time DESC, message_id DESC, "
+                                              "sub_msg_id DESC, type"));
+    return ok ? rows : QList<FileReferenceInfo>();
+}
+
+} // namespace storage

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "messageidrange.h"
+#include "storage_export.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QMap>
+#include <QString>
+
+namespace storage {
+
+class Database;
+
+// One resource of a message and the files it names. Fields in this order.
+struct FileReferenceInfo
+{
+    QString dialogId;
+    qint64 messageId = 0;
+    qint32 subMsgId = 0;
+    int type = 0; // content type; quoted media: type | 0x800
+    qint64 dateTime = 0;
+    QString thumbId;
+    QString fileId;
+    QByteArray data; // JSON record of the resource's files
+};
+
+// The file-reference table: which message rows name which files, so that a file is deleted only
+// when no row names it any more. Primary key (dialogId, messageId, subMsgId, type); looked up by
+// fileId and by thumbId.
+//
+// Lists of ids may be of any length (they are bound in chunks); empty ids and duplicates are
+// ignored. Rows come back in no particular order unless stated. Thread-safe; failures log one
+// warning and return false or an empty result.
+class STORAGE_EXPORT FileReferenceStorage
+{
+public:
+    explicit FileReferenceStorage(Database *db);
+
+    // Inserts or replaces by key, all rows in one transaction.
+    bool save(const QList<FileReferenceInfo> &rows);
+    // Removes every row of the message: all sub ids and the quoted rows.
+    bool remove(const QString &dialogId, qint64 messageId);
+
+    // The remove* forms return the rows they removed, read and deleted in one transaction.
+    // Messages from range.from() to range.to(), both included; from > to removes nothing.
+    QList<FileReferenceInfo> removeWithMessageRange(const QString &dialogId,
+                                                    const MessageIdRange &range);
+    QList<FileReferenceInfo> removeWithMessageIds(const QString &dialogId,
+                                                  const QList<qint64> &messageIds);
+    // Rows with dateTime <= time; time < 1 removes every row of the dialog.
+    QList<FileReferenceInfo> removeBefore(const QString &dialogId, qint64 time);
+
+    // File id -> number of rows naming it as their fileId, quoted rows included. Ids that no row
+    // names are absent, never mapped to 0.
+    QMap<QString, int> fileReferences(const QList<QString> &fileIds);
+    QList<FileReferenceInfo> infosWithFileIds(const QList<QString> &fileIds);
+    QList<FileReferenceInfo> infosWithThumbIds(const QList<QString> &thumbIds);
+    QList<FileReferenceInfo> infosWithMessageIds(const QString &dialogId,
+                                                 const QList<qint64> &messageIds);
+    // Rows of the dialog with dateTime >= sinceTime (< 1: all) whose type is in types (empty:
+    // any), newest first.
+    QList<FileReferenceInfo> infosWithDialog(const QString &dialogId, qint64 sinceTime,
+                                             const QList<int> &types);
+
+private:
+    Database *const m_db;
+};
+
+} // namespace storage

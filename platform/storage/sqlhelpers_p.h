@@ -1,0 +1,131 @@
+#pragma once
+
+// Internal to the storage library, not API: statement helpers shared by the table classes.
+
+#include "database.h"
+
+#include <QList>
+#include <QSet>
+#include <QSqlQuery>
+#include <QString>
+#include <QVariant>
+
+namespace storage::Sql {
+
+// Most ids bound into one statement. SQLite refuses statements with more variables than its
+// compile-time limit (999 in older builds), so id lists are cut into chunks of this size.
+constexpr int MaxIdsPerStatement = 400;
+
+// "?, ?, ?" for count values.
+QString placeholders(qsizetype count);
+// A text value that binds as '' rather than NULL when the string is null: text columns are NOT
+// NULL and key columns must compare equal.
+QVariant text(const QString &value);
+
+// Prepares sql on query (forward only) and logs the SQL error when it fails.
+bool prepare(QSqlQuery &query, const QString &sql);
+// Binds values by position, replacing earlier bindings, executes and logs the SQL error on failure.
+bool exec(QSqlQuery &query, const QVariantList &values = {});
+// prepare() then exec().
+bool exec(QSqlQuery &query, const QString &sql, const QVariantList &values);
+
+// One statement on this thread's connection of db.
+bool exec(Database *db, const QString &sql, const QVariantList &values = {});
+
+// Runs a SELECT and appends rowAt(query) for every row to rows.
+template<typename Row, typename RowAt>
+bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, RowAt rowAt,
+            QList<Row> &rows)
+{
+    QSqlQuery query(db);
+    if (!exec(query, sql, values)) {
+        return false;
+    }
+    while (query.next()) {
+        rows.append(rowAt(query));
+    }
+    return true;
+}
+
+// The ids in their first order without duplicates and, for strings, without empty ids: an empty
+// id names nothing, and matching it would return every row that lacks that id.
+QList<QString> uniqueIds(const QList<QString> &ids);
+QList<qint64> uniqueIds(const QList<qint64> &ids);
+
+template<typename T>
+QVariantList toVariantList(const QList<T> &values)
+{
+    QVariantList list;
+    list.reserve(values.size());
+    for (const T &value : values) {
+        list.append(QVariant::fromValue(value));
+    }
+    return list;
+}
+
+// Calls fn(chunk) for consecutive chunks of at most MaxIdsPerStatement ids; stops and returns
+// false as soon as fn does.
+template<typename T, typename Fn>
+bool forEachChunk(const QList<T> &ids, Fn fn)
+{
+    for (qsizetype start = 0; start < ids.size(); start += MaxIdsPerStatement) {
+        if (!fn(ids.mid(start, MaxIdsPerStatement))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Executes sql once per row with valuesOf(row), all rows in one transaction.
+template<typename Row, typename ValuesOf>
+bool execForRows(Database *db, const QString &sql, const QList<Row> &rows, ValuesOf valuesOf)
+{
+    if (rows.isEmpty()) {
+        return true;
+    }
+    return db->transaction([&](QSqlDatabase &connection) {
+        QSqlQuery query(connection);
+        if (!prepare(query, sql)) {
+            return false;
+        }
+        for (const Row &row : rows) {
+            if (!exec(query, valuesOf(row))) {
+                return false;
+            }
+        }
+        return true;
+    });
+}
+
+// Executes sqlTemplate, whose %1 stands for the placeholders of an id list, once per chunk of ids
+// bound after the leading values, all chunks in one transaction. Empty ids and duplicates are
+// dropped first; with no id left nothing runs.
+template<typename T>
+bool execWithIds(Database *db, const QString &sqlTemplate, const QVariantList &leading,
+                 const QList<T> &ids)
+{
+    const QList<T> unique = uniqueIds(ids);
+    if (unique.isEmpty()) {
+        return true;
+    }
+    return db->transaction([&](QSqlDatabase &connection) {
+        return forEachChunk(unique, [&](const QList<T> &chunk) {
+            QSqlQuery query(connection);
+            return exec(query, sqlTemplate.arg(placeholders(chunk.size())),
+                        leading + toVariantList(chunk));
+        });
+    });
+}
+
+// Like execWithIds for a SELECT: appends rowAt(query) for every row of every chunk to rows.
+template<typename T, typename Row, typename RowAt>
+bool selectWithIds(QSqlDatabase db, const QString &sqlTemplate, const QVariantList &leading,
+                   const QList<T> &ids, RowAt rowAt, QList<Row> &rows)
+{
+    return forEachChunk(uniqueIds(ids), [&](const QList<T> &chunk) {
+        return select(db, sqlTemplate.arg(placeholders(chunk.size())),
+                      leading + toVariantList(chunk), rowAt, rows);
+    });
+}
+
+} // namespace storage::Sql

@@ -1,0 +1,456 @@
+#include "sampleaccount.h"
+
+#include "accountbase.h"
+#include "accountmanager.h"
+#include "cachefilestorage.h"
+#include "cachelayout.h"
+#include "contenttype.h"
+#include "im.pb.h"
+#include "platformlog.h"
+#include "samplemedia.h"
+#include "serverhistory.h"
+#include "userstorageprovider.h"
+#include "util.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QUrl>
+#include <algorithm>
+
+namespace {
+
+struct SampleDialog
+{
+    const char *id;
+    const char *name;
+    int type;
+    int weight; // share of the media
+};
+
+const SampleDialog Dialogs[] = {
+    { "u2001", "Alice Martin", DIALOG_PRIVATE, 14 },
+    { "u2002", "Bruno Keller", DIALOG_PRIVATE, 9 },
+    { "u2003", "Chen Wei", DIALOG_PRIVATE, 7 },
+    { "u2004", "Dana Novak", DIALOG_PRIVATE, 5 },
+    { "u2005", "Emil Larsen", DIALOG_PRIVATE, 4 },
+    { "u2006", "Fatima Haddad", DIALOG_PRIVATE, 3 },
+    { "g3001", "Family", DIALOG_GROUP, 16 },
+    { "g3002", "Project Phoenix", DIALOG_GROUP, 12 },
+    { "g3003", "Photo Club", DIALOG_GROUP, 15 },
+    { "g3004", "Music Lovers", DIALOG_GROUP, 8 },
+    { "g3005", "Book Club", DIALOG_GROUP, 7 },
+    { "s4001", "Service Notices", DIALOG_SYSTEM, 0 },
+};
+
+const char *const Captions[] = { "sunset at the lake", "birthday cake", "new office",
+                                 "mountain trail", "street food", "the cat again",
+                                 "whiteboard notes", "concert tonight", "garden in bloom",
+                                 "train window", "rainy city", "first snow" };
+const char *const Documents[] = { "quarterly report", "meeting notes", "travel plan",
+                                  "budget", "reading list", "floor plan", "contract draft",
+                                  "recipe collection" };
+const char *const Tracks[] = { "Morning Glide", "Blue Horizon", "Slow River", "Night Drive",
+                               "Paper Lanterns", "Copper Sky" };
+const char *const Sites[] = { "news.example.org", "blog.example.com", "docs.example.net",
+                              "video.example.org", "shop.example.com" };
+
+// One generated source file that many messages may name; its bytes live in source/.
+struct PoolFile
+{
+    QString path;
+    QString suffix;
+    qint64 size = 0;
+};
+
+// The kinds of media the sample draws, by share of the total.
+enum SampleKind { Photo, Video, Document, Link, Music, Voice, Combined, KindCount };
+const int KindWeights[KindCount] = { 38, 9, 13, 14, 7, 11, 8 };
+
+class Generator
+{
+public:
+    Generator(const QString &folder, const SampleAccount::Options &options)
+        : m_folder(QDir(folder).absolutePath())
+        , m_random(options.seed)
+        , m_seed(options.seed)
+        , m_now(options.now > 0 ? options.now : QDateTime::currentMSecsSinceEpoch())
+        , m_mediaCount(qMax(0, options.mediaCount))
+    {
+    }
+
+    bool run(SampleAccount::Report *report);
+
+private:
+    bool makePools();
+    bool writeSource(const QString &name, const QByteArray &bytes, QList<PoolFile> &pool);
+    QList<qint64> messageTimes(int count);
+    SampleKind drawKind();
+    im::FileInfo fileInfo(const QString &fileId, const PoolFile &file, const QString &name) const;
+    void fillMedia(im::Message &message, SampleKind kind, int ordinal);
+    im::Message makeMessage(const SampleDialog &dialog, qint64 msgId, qint64 time);
+    bool downloadFile(const im::FileInfo &file, int type);
+    void countFiles(const im::Message &message);
+    void countFile(const im::FileInfo &file, int type);
+    void countMedia(const im::Message &message);
+
+    const QString m_folder;
+    QRandomGenerator m_random;
+    const quint32 m_seed;
+    const qint64 m_now;
+    const int m_mediaCount;
+    AccountBase *m_account = nullptr;
+    QList<PoolFile> m_pictures, m_thumbs, m_videos, m_documents, m_music, m_voices;
+    QList<storage::CacheFileInfo> m_cacheRows;
+    SampleAccount::Report m_report;
+};
+
+bool Generator::writeSource(const QString &name, const QByteArray &bytes, QList<PoolFile> &pool)
+{
+    const QString path = Util::joinPath(Util::joinPath(m_folder, QStringLiteral("source")), name);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+        qCWarning(lcPlatform) << "cannot write" << path;
+        return false;
+    }
+    pool.append({ path, QFileInfo(name).suffix(), bytes.size() });
+    return true;
+}
+
+bool Generator::makePools()
+{
+    QDir().mkpath(Util::joinPath(m_folder, QStringLiteral("source")));
+    bool ok = true;
+    for (int i = 0; i < 12; ++i) {
+        const QColor from = QColor::fromHsv((i * 30) % 360, 180, 230);
+        const QColor to = QColor::fromHsv((i * 30 + 140) % 360, 200, 120);
+        const QString stem = QStringLiteral("picture%1").arg(i);
+        ok = ok && writeSource(stem + QStringLiteral(".jpg"),
+                               SampleMedia::picture(640, 480, from, to, m_seed + i), m_pictures);
+        ok = ok && writeSource(stem + QStringLiteral("_thumb.jpg"),
+                               SampleMedia::picture(160, 120, from, to, m_seed + i), m_thumbs);
+    }
+    for (int i = 0; i < 4; ++i) {
+        ok = ok && writeSource(QStringLiteral("clip%1.mp4").arg(i),
+                               SampleMedia::filler("\0\0\0\x18" "ftypmp42", 300000 + i * 90000,
+                                                   m_seed * 31 + i),
+                               m_videos);
+    }
+    const char *const documentSuffixes[] = { "pdf", "txt", "csv", "zip" };
+    for (int i = 0; i < 8; ++i) {
+        const QString suffix = QLatin1String(documentSuffixes[i % 4]);
+        ok = ok && writeSource(QStringLiteral("document%1.").arg(i) + suffix,
+                               SampleMedia::filler("sample " + suffix.toLatin1() + '\n',
+                                                   20000 + i * 15000, m_seed * 17 + i),
+                               m_documents);
+    }
+    for (int i = 0; i < 6; ++i) {
+        ok = ok && writeSource(QStringLiteral("track%1.wav").arg(i),
+                               SampleMedia::tone(22050, 4000 + i * 1000, 220 + 55 * i, 330 + 40 * i),
+                               m_music);
+    }
+    for (int i = 0; i < 8; ++i) {
+        ok = ok && writeSource(QStringLiteral("voice%1.wav").arg(i),
+                               SampleMedia::tone(16000, 1500 + i * 600, 180 + 20 * i, 140 + 15 * i),
+                               m_voices);
+    }
+    return ok;
+}
+
+// Times of count messages, oldest first: most in the last eight months, a few today.
+QList<qint64> Generator::messageTimes(int count)
+{
+    QList<qint64> times;
+    times.reserve(count);
+    const qint64 startOfToday = QDateTime(QDateTime::fromMSecsSinceEpoch(m_now).date(), QTime(0, 0))
+                                        .toMSecsSinceEpoch();
+    const qint64 span = 240 * ONE_DAY_MSEC;
+    for (int i = 0; i < count; ++i) {
+        if (m_random.bounded(20) == 0 && m_now > startOfToday) {
+            times.append(startOfToday + qint64(m_random.bounded(double(m_now - startOfToday))));
+        } else {
+            times.append(m_now - qint64(m_random.bounded(double(span))));
+        }
+    }
+    std::sort(times.begin(), times.end());
+    return times;
+}
+
+SampleKind Generator::drawKind()
+{
+    int total = 0;
+    for (const int weight : KindWeights) {
+        total += weight;
+    }
+    int pick = m_random.bounded(total);
+    for (int kind = 0; kind < KindCount; ++kind) {
+        if (pick < KindWeights[kind]) {
+            return SampleKind(kind);
+        }
+        pick -= KindWeights[kind];
+    }
+    return Photo;
+}
+
+im::FileInfo Generator::fileInfo(const QString &fileId, const PoolFile &file,
+                                 const QString &name) const
+{
+    im::FileInfo info;
+    info.set_file_id(fileId.toStdString());
+    info.set_suffix(file.suffix.toStdString());
+    info.set_size(file.size);
+    info.set_name(name.toStdString());
+    info.set_url(QUrl::fromLocalFile(file.path).toString().toStdString());
+    return info;
+}
+
+void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
+{
+    const QString id = QString::fromStdString(message.dialog_id()) + QLatin1Char('_')
+            + QString::number(message.msg_id())
+            + (message.parent_msg_id() > 0 ? QLatin1Char('_') + QString::number(message.msg_id())
+                                            : QString());
+    const QString fileId = QStringLiteral("f") + id;
+    switch (kind) {
+    case Photo: {
+        const int index = ordinal % m_pictures.size();
+        message.set_type(CONTENT_PHOTO);
+        message.set_text(Captions[ordinal % std::size(Captions)]);
+        *message.mutable_file() =
+                fileInfo(fileId, m_pictures[index], QStringLiteral("IMG_%1.jpg").arg(ordinal));
+        *message.mutable_thumb() = fileInfo(QStringLiteral("t") + id, m_thumbs[index],
+                                            QStringLiteral("IMG_%1_thumb.jpg").arg(ordinal));
+        if (ordinal % 19 == 3) {
+            *message.mutable_live_photo() = fileInfo(QStringLiteral("l") + id,
+                                                     m_videos[ordinal % m_videos.size()],
+                                                     QStringLiteral("LIVE_%1.mp4").arg(ordinal));
+        }
+        break;
+    }
+    case Video:
+        message.set_type(CONTENT_VIDEO);
+        message.set_duration(8000 + (ordinal % 7) * 3000);
+        *message.mutable_file() = fileInfo(fileId, m_videos[ordinal % m_videos.size()],
+                                           QStringLiteral("VID_%1.mp4").arg(ordinal));
+        *message.mutable_thumb() = fileInfo(QStringLiteral("t") + id,
+                                            m_thumbs[ordinal % m_thumbs.size()],
+                                            QStringLiteral("VID_%1_thumb.jpg").arg(ordinal));
+        break;
+    case Document: {
+        const PoolFile &file = m_documents[ordinal % m_documents.size()];
+        message.set_type(CONTENT_FILE);
+        *message.mutable_file() = fileInfo(
+                fileId, file,
+                QLatin1String(Documents[ordinal % std::size(Documents)]) + QLatin1Char(' ')
+                        + QString::number(ordinal) + QLatin1Char('.') + file.suffix);
+        break;
+    }
+    case Link: {
+        const QString site = QLatin1String(Sites[ordinal % std::size(Sites)]);
+        const QString url = QStringLiteral("https://") + site + QStringLiteral("/article/")
+                + QString::number(1000 + ordinal);
+        message.set_type(CONTENT_TEXT);
+        message.set_text((QStringLiteral("worth reading: ") + url).toStdString());
+        message.add_urls(url.toStdString());
+        break;
+    }
+    case Music: {
+        const int index = ordinal % m_music.size();
+        message.set_type(CONTENT_MUSIC);
+        message.set_duration((4000 + index * 1000));
+        *message.mutable_file() = fileInfo(fileId, m_music[index],
+                                           QLatin1String(Tracks[index]) + QStringLiteral(".wav"));
+        break;
+    }
+    case Voice: {
+        const int index = ordinal % m_voices.size();
+        message.set_type(CONTENT_VOICE);
+        message.set_duration(1500 + index * 600);
+        *message.mutable_file() = fileInfo(fileId, m_voices[index],
+                                           QStringLiteral("voice_%1.wav").arg(ordinal));
+        break;
+    }
+    case Combined:
+    case KindCount:
+        break;
+    }
+}
+
+im::Message Generator::makeMessage(const SampleDialog &dialog, qint64 msgId, qint64 time)
+{
+    im::Message message;
+    message.set_dialog_id(dialog.id);
+    message.set_msg_id(msgId);
+    message.set_time(time);
+    // In a private chat the other side or the user speaks; in a group, one of five members.
+    const qint64 other = dialog.type == DIALOG_GROUP ? 5000 + m_random.bounded(5)
+                                                     : QByteArray(dialog.id).mid(1).toLongLong();
+    message.set_sender_id(m_random.bounded(3) == 0 ? SampleAccount::UserId : other);
+    return message;
+}
+
+bool Generator::downloadFile(const im::FileInfo &file, int type)
+{
+    const QString suffix = QString::fromStdString(file.suffix());
+    const QString fileId = QString::fromStdString(file.file_id());
+    const QString folder = CacheLayout::mediaPath(m_account->userCacheDataPath(),
+                                                  CacheLayout::MainCategory,
+                                                  CacheLayout::kindOfMessageType(type));
+    QDir().mkpath(folder);
+    const QString source = QUrl(QString::fromStdString(file.url())).toLocalFile();
+    const QString target = folder + CacheLayout::fileName(fileId, suffix);
+    if (!QFile::exists(target) && !QFile::copy(source, target)) {
+        qCWarning(lcPlatform) << "cannot copy" << source << "to" << target;
+        return false;
+    }
+    m_cacheRows.append({ fileId, type, suffix, qint64(file.size()),
+                         m_now - qint64(m_random.bounded(30)) * ONE_DAY_MSEC });
+    return true;
+}
+
+void Generator::countFile(const im::FileInfo &file, int type)
+{
+    if (file.file_id().empty()) {
+        return;
+    }
+    // Only the newest few thousand files are cached, so a million-row sample stays small on
+    // disk; the rest wait in the source folder.
+    const bool cached = m_report.filesDownloaded < 4000 && m_random.bounded(10) < 6
+            && downloadFile(file, type);
+    if (cached) {
+        ++m_report.filesDownloaded;
+        m_report.bytesOnDisk += file.size();
+    } else {
+        ++m_report.filesNotDownloaded;
+        m_report.bytesNotDownloaded += file.size();
+    }
+}
+
+void Generator::countFiles(const im::Message &message)
+{
+    countFile(message.file(), message.type());
+    countFile(message.thumb(), CONTENT_PHOTO);
+    countFile(message.live_photo(), CONTENT_VIDEO);
+    for (const im::Message &child : message.combined_messages()) {
+        countFiles(child);
+    }
+}
+
+// The gallery rows a message gives: its media, or its link, and those of its children.
+void Generator::countMedia(const im::Message &message)
+{
+    const int type = message.type();
+    if ((type >= CONTENT_PHOTO && type <= CONTENT_FILE)
+        || (type == CONTENT_TEXT && message.urls_size() > 0)) {
+        ++m_report.localMediaByType[type];
+    }
+    for (const im::Message &child : message.combined_messages()) {
+        countMedia(child);
+    }
+}
+
+bool Generator::run(SampleAccount::Report *report)
+{
+    if (AccountManager::userIdOfFolder(m_folder) != 0) {
+        qCWarning(lcPlatform) << "an account exists already in" << m_folder;
+        return false;
+    }
+    if (!QDir().mkpath(m_folder) || !makePools()
+        || !AccountManager::writeAccountInfo(m_folder, SampleAccount::UserId,
+                                             QStringLiteral("Sample User"))) {
+        return false;
+    }
+    AccountBase account(SampleAccount::UserId, m_folder);
+    if (!account.isValid()) {
+        return false;
+    }
+    m_account = &account;
+    ServerHistory server(Util::joinPath(m_folder, QStringLiteral("server.db")));
+
+    int totalWeight = 0;
+    for (const SampleDialog &dialog : Dialogs) {
+        totalWeight += dialog.weight;
+    }
+    int ordinal = 0;
+    for (const SampleDialog &dialog : Dialogs) {
+        const int media = totalWeight > 0 ? m_mediaCount * dialog.weight / totalWeight : 0;
+        // About every fourth message is plain text, some of them quoting an earlier photo.
+        const int messageCount = media + media / 3 + (dialog.type == DIALOG_SYSTEM ? 5 : 0);
+        const QList<qint64> times = messageTimes(messageCount);
+        // The oldest fifth of a chat is history that only the server still holds.
+        const int serverOnly = messageCount / 5;
+        QList<im::Message> local, remote;
+        im::Message lastPhoto;
+        int mediaLeft = media;
+        for (int i = 0; i < messageCount; ++i) {
+            im::Message message = makeMessage(dialog, 1000 + i * 2, times[i]);
+            const bool roomForText = mediaLeft < messageCount - i;
+            const bool isText = mediaLeft <= 0 || (roomForText && m_random.bounded(4) == 0);
+            if (isText) {
+                message.set_type(CONTENT_TEXT);
+                message.set_text("See you soon");
+                if (lastPhoto.msg_id() > 0 && m_random.bounded(3) == 0) {
+                    message.set_text("Look at this one again");
+                    message.set_ref_dialog_id(dialog.id);
+                    message.set_ref_msg_id(std::to_string(lastPhoto.msg_id()));
+                    *message.mutable_quote() = lastPhoto;
+                    ++m_report.quotes;
+                }
+            } else {
+                const SampleKind kind = drawKind();
+                if (kind == Combined) {
+                    message.set_type(CONTENT_COMBINED);
+                    message.set_text("Album");
+                    const int children = qMin(mediaLeft, 2 + m_random.bounded(3));
+                    for (int c = 1; c <= children; ++c) {
+                        im::Message *child = message.add_combined_messages();
+                        *child = makeMessage(dialog, c, times[i]);
+                        child->set_sender_id(message.sender_id());
+                        child->set_parent_msg_id(message.msg_id());
+                        fillMedia(*child, Photo, ordinal++);
+                    }
+                    mediaLeft -= children;
+                    ++m_report.combinedMessages;
+                } else {
+                    fillMedia(message, kind, ordinal++);
+                    --mediaLeft;
+                    if (kind == Photo) {
+                        lastPhoto = message;
+                    }
+                }
+            }
+            remote.append(message);
+            if (i >= serverOnly) {
+                local.append(message);
+            }
+        }
+        for (auto it = local.crbegin(); it != local.crend(); ++it) {
+            countFiles(*it);
+        }
+        const qint64 lastActive = times.isEmpty() ? 0 : times.last();
+        if (!account.storeDialog(dialog.id, dialog.name, dialog.type, lastActive)
+            || !server.store(remote) || !account.storeMessages(local)) {
+            qCWarning(lcPlatform) << "cannot store the messages of" << dialog.id;
+            return false;
+        }
+        m_report.messages += local.size();
+        m_report.serverOnlyMessages += serverOnly;
+        for (const im::Message &message : std::as_const(local)) {
+            countMedia(message);
+        }
+    }
+    m_report.dialogs = int(std::size(Dialogs));
+    account.storage()->cacheFileStorage()->save(m_cacheRows);
+    if (report) {
+        *report = m_report;
+    }
+    return true;
+}
+
+} // namespace
+
+bool SampleAccount::create(const QString &folder, const Options &options, Report *report)
+{
+    return Generator(folder, options).run(report);
+}
