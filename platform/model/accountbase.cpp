@@ -2,6 +2,7 @@
 
 #include "accountsettingmodel.h"
 #include "contenttype.h"
+#include "database.h"
 #include "dialogbase.h"
 #include "dialogstorage.h"
 #include "filemanager.h"

@@ -254,8 +254,7 @@ bool Database::open(QSqlDatabase &db)
                 << "storage: cannot open" << m_path << db.lastError().text();
         return false;
     }
-    if (!execute(db, QStringLiteral("PRAGMA journal_mode=WAL"))
-        || !execute(db, QStringLiteral("PRAGMA synchronous=NORMAL")) || !ensureSchema(db)) {
+    if (!ensureSchema(db) || !execute(db, QStringLiteral("PRAGMA synchronous=NORMAL"))) {
         db.close();
         return false;
     }
@@ -288,6 +287,10 @@ bool Database::createSchema(QSqlDatabase &db)
     if (found > SchemaVersion) {
         qCWarning(lcPlatform).noquote() << "storage:" << m_path << "has schema version" << found
                                         << "newer than" << SchemaVersion << "; not using it";
+        return false;
+    }
+    // Only now that the file is known to be ours: the journal mode is written into the file.
+    if (!execute(db, QStringLiteral("PRAGMA journal_mode=WAL"))) {
         return false;
     }
     return transaction([](QSqlDatabase &db) {

@@ -3,19 +3,13 @@
 #include "database.h"
 #include "platformlog.h"
 #include "sqlhelpers_p.h"
+#include "whereclause_p.h"
 
 #include <QSqlQuery>
 
 namespace storage {
 
 namespace {
-
-// A WHERE clause with the values it binds.
-struct Where
-{
-    QString sql;
-    QVariantList values;
-};
 
 FileReferenceInfo rowAt(const QSqlQuery &query)
 {
@@ -35,36 +29,29 @@ const QString &selectColumns()
 {
     static const QString sql = QStringLiteral("SELECT dialog_id, message_id, sub_msg_id, type, "
                                               "date_time, thumb_id, file_id, data "
-                                              "FROM file_reference WHERE ");
+                                              "FROM file_reference");
     return sql;
 }
 
-bool selectRows(QSqlDatabase db, const Where &where, QList<FileReferenceInfo> &rows,
+bool selectRows(QSqlDatabase db, const WhereClause &where, QList<FileReferenceInfo> &rows,
                 const QString &orderBy = QString())
 {
-    QSqlQuery query(db);
-    if (!Sql::exec(query, selectColumns() + where.sql + orderBy, where.values)) {
-        return false;
-    }
-    while (query.next()) {
-        rows.append(rowAt(query));
-    }
-    return true;
+    return Sql::select(db, selectColumns() + where.sql() + orderBy, where.values(), rowAt, rows);
 }
 
-bool deleteRows(QSqlDatabase db, const Where &where)
+bool deleteRows(QSqlDatabase db, const WhereClause &where)
 {
     QSqlQuery query(db);
-    return Sql::exec(query, QStringLiteral("DELETE FROM file_reference WHERE ") + where.sql,
-                     where.values);
+    return Sql::exec(query, QStringLiteral("DELETE FROM file_reference") + where.sql(),
+                     where.values());
 }
 
 // Reads and deletes the rows of every clause in one transaction: the rows removed, none on failure.
-QList<FileReferenceInfo> takeRows(Database *db, const QList<Where> &clauses)
+QList<FileReferenceInfo> takeRows(Database *db, const QList<WhereClause> &clauses)
 {
     QList<FileReferenceInfo> removed;
     const bool ok = db->transaction([&](QSqlDatabase &connection) {
-        for (const Where &where : clauses) {
+        for (const WhereClause &where : clauses) {
             if (!selectRows(connection, where, removed) || !deleteRows(connection, where)) {
                 return false;
             }
@@ -74,11 +61,11 @@ QList<FileReferenceInfo> takeRows(Database *db, const QList<Where> &clauses)
     return ok ? removed : QList<FileReferenceInfo>();
 }
 
-Where messageIdsWhere(const QString &dialogId, const QList<qint64> &messageIds)
+WhereClause messageIdsWhere(const QString &dialogId, const QList<qint64> &messageIds)
 {
-    return { QStringLiteral("dialog_id = ? AND message_id IN (%1)")
-                     .arg(Sql::placeholders(messageIds.size())),
-             QVariantList { Sql::text(dialogId) } + Sql::toVariantList(messageIds) };
+    return WhereClause(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) })
+            .add(QStringLiteral("message_id IN (%1)").arg(Sql::placeholders(messageIds.size())),
+                 Sql::toVariantList(messageIds));
 }
 
 QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column,
@@ -86,7 +73,9 @@ QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column,
 {
     QList<FileReferenceInfo> rows;
     const bool ok = Sql::selectWithIds(db->connection(),
-                                       selectColumns() + column + QStringLiteral(" IN (%1)"), {},
+                                       selectColumns() + QStringLiteral(" WHERE ") + column
+                                               + QStringLiteral(" IN (%1)"),
+                                       {},
                                        ids, rowAt, rows);
     return ok ? rows : QList<FileReferenceInfo>();
 }
@@ -113,8 +102,8 @@ bool FileReferenceStorage::save(const QList<FileReferenceInfo> &rows)
 bool FileReferenceStorage::remove(const QString &dialogId, qint64 messageId)
 {
     return deleteRows(m_db->connection(),
-                      { QStringLiteral("dialog_id = ? AND message_id = ?"),
-                        { Sql::text(dialogId), messageId } });
+                      WhereClause(QStringLiteral("dialog_id = ? AND message_id = ?"),
+                                  { Sql::text(dialogId), messageId }));
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageRange(const QString &dialogId,
@@ -126,14 +115,14 @@ QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageRange(const QStr
         return {};
     }
     return takeRows(m_db,
-                    { { QStringLiteral("dialog_id = ? AND message_id BETWEEN ? AND ?"),
-                        { Sql::text(dialogId), range.from(), range.to() } } });
+                    { WhereClause(QStringLiteral("dialog_id = ? AND message_id BETWEEN ? AND ?"),
+                                  { Sql::text(dialogId), range.from(), range.to() }) });
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageIds(const QString &dialogId,
                                                                     const QList<qint64> &messageIds)
 {
-    QList<Where> clauses;
+    QList<WhereClause> clauses;
     Sql::forEachChunk(Sql::uniqueIds(messageIds), [&](const QList<qint64> &chunk) {
         clauses.append(messageIdsWhere(dialogId, chunk));
         return true;
@@ -143,10 +132,10 @@ QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageIds(const QStrin
 
 QList<FileReferenceInfo> FileReferenceStorage::removeBefore(const QString &dialogId, qint64 time)
 {
-    const Where where = time < 1
-            ? Where { QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) } }
-            : Where { QStringLiteral("dialog_id = ? AND date_time <= ?"),
-                      { Sql::text(dialogId), time } };
+    WhereClause where(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) });
+    if (time >= 1) {
+        where.add(QStringLiteral("date_time <= ?"), { time });
+    }
     return takeRows(m_db, { where });
 }
 
@@ -187,7 +176,7 @@ QList<FileReferenceInfo> FileReferenceStorage::infosWithMessageIds(const QString
     QList<FileReferenceInfo> rows;
     const bool ok = Sql::selectWithIds(
             m_db->connection(),
-            selectColumns() + QStringLiteral("dialog_id = ? AND message_id IN (%1)"),
+            selectColumns() + QStringLiteral(" WHERE dialog_id = ? AND message_id IN (%1)"),
             { Sql::text(dialogId) }, messageIds, rowAt, rows);
     return ok ? rows : QList<FileReferenceInfo>();
 }
@@ -196,15 +185,14 @@ QList<FileReferenceInfo> FileReferenceStorage::infosWithDialog(const QString &di
                                                                qint64 sinceTime,
                                                                const QList<int> &types)
 {
-    Where where { QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) } };
+    WhereClause where(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) });
     if (sinceTime >= 1) {
-        where.sql += QStringLiteral(" AND date_time >= ?");
-        where.values.append(sinceTime);
+        where.add(QStringLiteral("date_time >= ?"), { sinceTime });
     }
-    const QList<int> uniqueTypes = QSet<int>(types.cbegin(), types.cend()).values();
+    const QList<int> uniqueTypes = Sql::uniqueIds(types);
     if (!uniqueTypes.isEmpty()) {
-        where.sql += QStringLiteral(" AND type IN (%1)").arg(Sql::placeholders(uniqueTypes.size()));
-        where.values.append(Sql::toVariantList(uniqueTypes));
+        where.add(QStringLiteral("type IN (%1)").arg(Sql::placeholders(uniqueTypes.size())),
+                  Sql::toVariantList(uniqueTypes));
     }
     QList<FileReferenceInfo> rows;
     const bool ok = selectRows(m_db->connection(), where, rows,

@@ -2,6 +2,7 @@
 
 #include "database.h"
 #include "sqlhelpers_p.h"
+#include "whereclause_p.h"
 
 #include <QSet>
 #include <QSqlQuery>
@@ -84,29 +85,6 @@ QString orderBy(Direction direction)
             : QStringLiteral(" ORDER BY date_time, message_id, sub_msg_id, dialog_id");
 }
 
-// WHERE terms joined by AND, with the values they bind in order.
-class Conditions
-{
-public:
-    void add(const QString &term, const QVariantList &values = {})
-    {
-        m_terms.append(term);
-        m_values.append(values);
-    }
-
-    QString where() const
-    {
-        return m_terms.isEmpty() ? QString()
-                                 : QStringLiteral(" WHERE ") + m_terms.join(QStringLiteral(" AND "));
-    }
-
-    QVariantList values() const { return m_values; }
-
-private:
-    QStringList m_terms;
-    QVariantList m_values;
-};
-
 // A position in the page order: a row is inside an upper bound when (dateTime, messageId) <=
 // (time, msgId), inside a lower bound when >=. A msgId of HighestId (upper) or LowestId (lower)
 // takes in the whole millisecond.
@@ -164,7 +142,7 @@ std::optional<RowBound> tighterLower(std::optional<RowBound> bound, const RowBou
 // One upper and one lower bound at most, so that SQLite walks a single index range: a cursor and
 // a time span on the same columns would otherwise leave one of them as a filter over the rows
 // scanned.
-void addBounds(Conditions &conditions, const ResourceSearchInfo &info, Direction direction)
+void addBounds(WhereClause &conditions, const ResourceSearchInfo &info, Direction direction)
 {
     std::optional<RowBound> upper = direction == Direction::Before ? beforeCursor(info)
                                                                    : std::nullopt;
@@ -196,13 +174,13 @@ void addBounds(Conditions &conditions, const ResourceSearchInfo &info, Direction
 
 // A single kind is matched on the kind column so the page walks the kind index; a subset of the
 // kind (photos without videos) is narrowed by type on top.
-void addTypeFilter(Conditions &conditions, const ResourceSearchInfo &info)
+void addTypeFilter(WhereClause &conditions, const ResourceSearchInfo &info)
 {
     if (info.isLink) {
         conditions.add(QStringLiteral("kind = ?"), { LinkType });
         return;
     }
-    const QList<int> types = QSet<int>(info.types.cbegin(), info.types.cend()).values();
+    const QList<int> types = Sql::uniqueIds(info.types);
     if (types.isEmpty()) {
         return;
     }
@@ -221,7 +199,7 @@ void addTypeFilter(Conditions &conditions, const ResourceSearchInfo &info)
                    Sql::toVariantList(types));
 }
 
-void addContentFilters(Conditions &conditions, const ResourceSearchInfo &info)
+void addContentFilters(WhereClause &conditions, const ResourceSearchInfo &info)
 {
     addTypeFilter(conditions, info);
     const QString keyword = info.keyword.toCaseFolded();
@@ -236,7 +214,7 @@ void addContentFilters(Conditions &conditions, const ResourceSearchInfo &info)
 }
 
 // The rows of the last row's group that follow it in the page order.
-void addGroupTail(Conditions &conditions, const ResourceInfo &last, Direction direction)
+void addGroupTail(WhereClause &conditions, const ResourceInfo &last, Direction direction)
 {
     conditions.add(QStringLiteral("date_time = ? AND message_id = ?"),
                    { last.dateTime, last.messageId });
@@ -263,7 +241,7 @@ public:
         if (m_info.count < 1 || (m_dialogIds && m_dialogIds->isEmpty())) {
             return {};
         }
-        Conditions page = scopeConditions();
+        WhereClause page = scopeConditions();
         addBounds(page, m_info, m_direction);
         QList<ResourceInfo> rows;
         if (!select(page, m_info.count, rows)) {
@@ -275,7 +253,7 @@ public:
         if (rows.size() < m_info.count) {
             return rows;
         }
-        Conditions tail = scopeConditions();
+        WhereClause tail = scopeConditions();
         addGroupTail(tail, rows.constLast(), m_direction);
         if (!select(tail, std::nullopt, rows)) {
             return {};
@@ -284,9 +262,9 @@ public:
     }
 
 private:
-    Conditions scopeConditions() const
+    WhereClause scopeConditions() const
     {
-        Conditions conditions;
+        WhereClause conditions;
         if (m_dialogIds) {
             // Bound for each dialog in turn by select().
             conditions.add(QStringLiteral("dialog_id = ?"), { QString() });
@@ -296,9 +274,9 @@ private:
     }
 
     // Appends the matching rows, in page order, to rows.
-    bool select(const Conditions &conditions, std::optional<int> limit, QList<ResourceInfo> &rows)
+    bool select(const WhereClause &conditions, std::optional<int> limit, QList<ResourceInfo> &rows)
     {
-        QString sql = selectColumns() + conditions.where() + orderBy(m_direction);
+        QString sql = selectColumns() + conditions.sql() + orderBy(m_direction);
         QVariantList values = conditions.values();
         if (limit) {
             sql += QStringLiteral(" LIMIT ?");
@@ -420,13 +398,12 @@ bool ResourceStorage::removeDialog(const QString &dialogId)
 
 int ResourceStorage::count(const QString &dialogId)
 {
-    QSqlQuery query(m_db->connection());
-    if (!Sql::exec(query, QStringLiteral("SELECT COUNT(*) FROM resource WHERE dialog_id = ?"),
-                   { Sql::text(dialogId) })
-        || !query.next()) {
-        return 0;
-    }
-    return query.value(0).toInt();
+    QList<int> counts;
+    Sql::select(m_db->connection(),
+                QStringLiteral("SELECT COUNT(*) FROM resource WHERE dialog_id = ?"),
+                { Sql::text(dialogId) }, [](const QSqlQuery &query) { return query.value(0).toInt(); },
+                counts);
+    return counts.isEmpty() ? 0 : counts.constFirst();
 }
 
 } // namespace storage

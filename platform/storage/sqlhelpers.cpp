@@ -76,17 +76,4 @@ QList<QString> uniqueIds(const QList<QString> &ids)
     return unique;
 }
 
-QList<qint64> uniqueIds(const QList<qint64> &ids)
-{
-    QList<qint64> unique;
-    QSet<qint64> seen;
-    for (const qint64 id : ids) {
-        if (!seen.contains(id)) {
-            seen.insert(id);
-            unique.append(id);
-        }
-    }
-    return unique;
-}
-
 } // namespace storage::Sql

@@ -50,7 +50,20 @@ bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, Row
 // The ids in their first order without duplicates and, for strings, without empty ids: an empty
 // id names nothing, and matching it would return every row that lacks that id.
 QList<QString> uniqueIds(const QList<QString> &ids);
-QList<qint64> uniqueIds(const QList<qint64> &ids);
+
+template<typename T>
+QList<T> uniqueIds(const QList<T> &ids)
+{
+    QList<T> unique;
+    QSet<T> seen;
+    for (const T &id : ids) {
+        if (!seen.contains(id)) {
+            seen.insert(id);
+            unique.append(id);
+        }
+    }
+    return unique;
+}
 
 template<typename T>
 QVariantList toVariantList(const QList<T> &values)

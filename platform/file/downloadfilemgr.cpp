@@ -1,0 +1,231 @@
+#include "downloadfilemgr.h"
+
+#include "downloadqueue_p.h"
+#include "filedata.h"
+#include "fileregistry_p.h"
+#include "networkthread.h"
+#include "platformlog.h"
+
+#include <QFile>
+#include <QThread>
+
+namespace {
+
+constexpr int kReadThreads = 2;
+
+// The bytes [start, start + length) of the first of paths that holds them all. Tries the complete
+// file first, then the partial one, then the complete one again: a download may rename the
+// partial file to the complete one between two attempts.
+QByteArray readBytes(const QStringList &paths, qint64 start, qint64 length)
+{
+    for (const QString &path : paths) {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly) || !file.seek(start)) {
+            continue;
+        }
+        QByteArray data = file.read(length);
+        if (data.size() == length) {
+            return data;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+DownloadFileMgr::DownloadFileMgr(FileRegistry *registry, QObject *parent)
+    : QObject(parent), m_registry(registry), m_queue(new DownloadQueue(registry))
+{
+    m_readPool.setMaxThreadCount(kReadThreads);
+    m_readPool.setObjectName(QStringLiteral("stream_buffer_pool"));
+    m_queue->moveToThread(network::getNetworkThread());
+
+    // Direct: these run on the network thread, where the queue emits.
+    connect(m_queue, &DownloadQueue::progress, this, &DownloadFileMgr::downloadProgress,
+            Qt::DirectConnection);
+    connect(
+            m_queue, &DownloadQueue::finished, this,
+            [this](const QString &fileId, bool ok, bool sync) {
+                Q_EMIT downloadFinished(fileId, ok);
+                if (sync) {
+                    Q_EMIT syncDownloadFinished(fileId, ok);
+                }
+            },
+            Qt::DirectConnection);
+    connect(
+            m_queue, &DownloadQueue::released, this,
+            [this](const QString &fileId) { setDownloading(fileId, false); },
+            Qt::DirectConnection);
+    connect(
+            m_queue, &DownloadQueue::rangeAvailable, this,
+            [this](qint64 requestId, const QSharedPointer<FileData> &file) {
+                m_readPool.start([this, requestId, file] { readRange(requestId, file); });
+            },
+            Qt::DirectConnection);
+}
+
+DownloadFileMgr::~DownloadFileMgr()
+{
+    shutDownQueue();
+    m_readPool.waitForDone();
+}
+
+void DownloadFileMgr::shutDownQueue()
+{
+    DownloadQueue *queue = nullptr;
+    {
+        QMutexLocker locker(&m_queueMutex);
+        queue = std::exchange(m_queue, nullptr);
+    }
+    const auto stopAndDelete = [queue] {
+        queue->stopAll();
+        delete queue;
+    };
+    QThread *thread = queue->thread();
+    if (thread == QThread::currentThread() || !thread->isRunning()) {
+        stopAndDelete();
+    } else {
+        QMetaObject::invokeMethod(queue, stopAndDelete, Qt::BlockingQueuedConnection);
+    }
+}
+
+void DownloadFileMgr::post(std::function<void(DownloadQueue *)> fn)
+{
+    QMutexLocker locker(&m_queueMutex);
+    if (DownloadQueue *queue = m_queue) {
+        QMetaObject::invokeMethod(queue, [queue, fn = std::move(fn)] { fn(queue); },
+                                  Qt::QueuedConnection);
+    }
+}
+
+void DownloadFileMgr::download(QSharedPointer<FileData> file, bool bHighPriority, int downloadType)
+{
+    if (!file) {
+        qCWarning(lcPlatform) << "download of a null file ignored";
+        return;
+    }
+    setDownloading(file->fileId(), true);
+    post([file, bHighPriority, downloadType](DownloadQueue *queue) {
+        queue->enqueue(file, bHighPriority, downloadType);
+    });
+}
+
+void DownloadFileMgr::stop(const QString &fileId, bool bDeleteTemp)
+{
+    setDownloading(fileId, false);
+    post([fileId, bDeleteTemp](DownloadQueue *queue) { queue->stop(fileId, bDeleteTemp); });
+}
+
+bool DownloadFileMgr::isDownloading(const QString &fileId) const
+{
+    QMutexLocker locker(&m_downloadingMutex);
+    return m_downloading.contains(fileId);
+}
+
+void DownloadFileMgr::setDownloading(const QString &fileId, bool downloading)
+{
+    QMutexLocker locker(&m_downloadingMutex);
+    if (downloading) {
+        m_downloading.insert(fileId);
+    } else {
+        m_downloading.remove(fileId);
+    }
+}
+
+qint64 DownloadFileMgr::requestStreamBuffer(const QString &fileId, qint64 start, qint64 length,
+                                            std::function<void(qint64, const QByteArray &)> callback)
+{
+    const qint64 requestId = ++m_lastRequestId;
+    {
+        QMutexLocker locker(&m_requestMutex);
+        m_requests.insert(requestId, { fileId, start, length, std::move(callback) });
+    }
+    if (length <= 0) {
+        return requestId; // nothing to deliver; the caller aborts it
+    }
+    const QSharedPointer<FileData> file = m_registry->file(fileId, true);
+    if (!file) {
+        qCWarning(lcPlatform) << "stream request for unknown file" << fileId;
+        return requestId;
+    }
+    if (start < 0 || start + length > file->size()) {
+        qCWarning(lcPlatform) << "stream request for bytes" << start << "to" << start + length
+                              << "of" << fileId << "which has" << file->size();
+        return requestId;
+    }
+    post([file, requestId, end = start + length](DownloadQueue *queue) {
+        queue->waitForRange(file, requestId, end);
+    });
+    return requestId;
+}
+
+void DownloadFileMgr::abortDownloader(qint64 requestId)
+{
+    {
+        QMutexLocker locker(&m_requestMutex);
+        if (!m_requests.remove(requestId)) {
+            return;
+        }
+    }
+    post([requestId](DownloadQueue *queue) { queue->dropWaiter(requestId); });
+}
+
+bool DownloadFileMgr::requestRange(qint64 requestId, qint64 &start, qint64 &length)
+{
+    QMutexLocker locker(&m_requestMutex);
+    const auto it = m_requests.constFind(requestId);
+    if (it == m_requests.cend()) {
+        return false;
+    }
+    start = it->start;
+    length = it->length;
+    return true;
+}
+
+bool DownloadFileMgr::markRetried(qint64 requestId)
+{
+    QMutexLocker locker(&m_requestMutex);
+    const auto it = m_requests.find(requestId);
+    if (it == m_requests.end() || it->retried) {
+        return false;
+    }
+    it->retried = true;
+    return true;
+}
+
+void DownloadFileMgr::readRange(qint64 requestId, const QSharedPointer<FileData> &file)
+{
+    qint64 start = 0;
+    qint64 length = 0;
+    if (!requestRange(requestId, start, length)) {
+        return; // aborted meanwhile
+    }
+    const QByteArray data =
+            readBytes({ file->localPath(), file->partialPath(), file->localPath() }, start, length);
+    if (data.size() == length) {
+        answer(requestId, data);
+        return;
+    }
+    qCWarning(lcPlatform) << "cannot read bytes" << start << "to" << start + length << "of"
+                          << file->fileId();
+    // The file may have been deleted since: wait for its bytes once more, which downloads it again.
+    if (markRetried(requestId)) {
+        post([file, requestId, end = start + length](DownloadQueue *queue) {
+            queue->waitForRange(file, requestId, end);
+        });
+    }
+}
+
+void DownloadFileMgr::answer(qint64 requestId, const QByteArray &data)
+{
+    QMutexLocker locker(&m_requestMutex);
+    const auto it = m_requests.find(requestId);
+    if (it == m_requests.end()) {
+        return;
+    }
+    const std::function<void(qint64, const QByteArray &)> callback = std::move(it->callback);
+    m_requests.erase(it);
+    if (callback) {
+        callback(requestId, data);
+    }
+}

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "file_export.h"
+
+#include <QHash>
+#include <QMutex>
+#include <QObject>
+#include <QRecursiveMutex>
+#include <QSet>
+#include <QSharedPointer>
+#include <QThreadPool>
+#include <atomic>
+#include <functional>
+
+class DownloadQueue;
+class FileData;
+class FileRegistry;
+
+// Why a download was asked for. Downloads of every type share one queue; a bulk download is told
+// about its files through FileDataMgr::updateMediaSync.
+enum DownloadType {
+    DOWNLOAD_PLAYER = 1, // playback or a stream request
+    DOWNLOAD_SYNC = 2, // the bulk download
+    DOWNLOAD_VIEW = 3, // opening or saving a file
+};
+
+// Downloads an account's files into its cache and serves byte ranges of them to the stream server.
+//
+// A download writes to the partial file (the local path plus CACHE_SUFFIX) and, when complete,
+// renames it to the local path, marks the file done, updates its registry row and records it in
+// the cache-file table. A stopped or failed download keeps its partial file, and the next
+// download continues from there (an HTTP Range request; file:// sources are read from that offset).
+// At most three downloads run at once; the others wait in order. Received bytes are counted by
+// NetworkUsageModel.
+//
+// Created by the FileManager on its thread and owned by it. The downloads themselves run on the
+// network thread, in a queue this object owns and deletes there; stream buffers are read on this
+// object's pool. Every method is thread-safe; the signals are emitted on the network thread.
+class FILE_EXPORT DownloadFileMgr : public QObject
+{
+    Q_OBJECT
+
+public:
+    // registry must outlive this object.
+    explicit DownloadFileMgr(FileRegistry *registry, QObject *parent = nullptr);
+    // Stops every download (partial files are kept) and waits for the stream buffer readers.
+    ~DownloadFileMgr() override;
+
+    // Starts the file's download, or joins the one that runs or waits. bHighPriority puts it in
+    // front of the waiting downloads. A file already on disk finishes at once. Asynchronous.
+    void download(QSharedPointer<FileData> file, bool bHighPriority, int downloadType);
+    // Stops the file's download; bDeleteTemp also deletes its partial file. Asynchronous.
+    void stop(const QString &fileId, bool bDeleteTemp);
+    // Whether the file's download runs or waits.
+    bool isDownloading(const QString &fileId) const;
+
+    // Delivers bytes [start, start + length) of the file by calling callback once, with the
+    // request id and the bytes, on a thread of this library, as soon as the bytes are on disk:
+    // from the complete file, or from the partial download, starting the download when none runs.
+    // Returns a non-zero request id. A request of length 0, past the end of the file or for an
+    // unknown file is never answered; every request ends with its answer or abortDownloader().
+    qint64 requestStreamBuffer(const QString &fileId, qint64 start, qint64 length,
+                               std::function<void(qint64, const QByteArray &)> callback);
+    // Forgets a request: once this returns, its callback is not called.
+    void abortDownloader(qint64 requestId);
+
+Q_SIGNALS:
+    void downloadProgress(const QString &fileId, qint64 received, qint64 total);
+    void downloadFinished(const QString &fileId, bool ok);
+    // The same, for downloads that a bulk download (DOWNLOAD_SYNC) asked for.
+    void syncDownloadFinished(const QString &fileId, bool ok);
+
+private:
+    struct StreamRequest
+    {
+        QString fileId;
+        qint64 start = 0;
+        qint64 length = 0;
+        std::function<void(qint64, const QByteArray &)> callback;
+        bool retried = false; // a failed read waits for the bytes once more, then gives up
+    };
+
+    // Runs fn on the queue's thread, after the calls posted before it; dropped once the destructor
+    // has started.
+    void post(std::function<void(DownloadQueue *)> fn);
+    void shutDownQueue();
+    // Pool thread: reads a request's bytes and answers it.
+    void readRange(qint64 requestId, const QSharedPointer<FileData> &file);
+    void answer(qint64 requestId, const QByteArray &data);
+    // The range of a request still open; false once it is answered or aborted.
+    bool requestRange(qint64 requestId, qint64 &start, qint64 &length);
+    // Marks a request whose bytes could not be read; false when it was marked before.
+    bool markRetried(qint64 requestId);
+    void setDownloading(const QString &fileId, bool downloading);
+
+    FileRegistry *const m_registry; // owned by the FileManager
+    QMutex m_queueMutex; // guards m_queue, which becomes null when the destructor starts
+    DownloadQueue *m_queue = nullptr; // network thread, parentless; deleted there by shutDownQueue
+    QThreadPool m_readPool; // reads stream buffers
+
+    std::atomic<qint64> m_lastRequestId { 0 };
+    // Guards m_requests and is held while a callback runs, so that abortDownloader() waits for a
+    // callback in progress. Recursive: a callback may start or abort requests.
+    QRecursiveMutex m_requestMutex;
+    QHash<qint64, StreamRequest> m_requests;
+
+    mutable QMutex m_downloadingMutex; // guards m_downloading
+    QSet<QString> m_downloading; // ids asked for and not yet released by the queue
+};

@@ -1,0 +1,71 @@
+#include "filedatamgr.h"
+
+#include "cachelayout.h"
+#include "constants.h"
+#include "downloadfilemgr.h"
+#include "fileregistry_p.h"
+#include "platformlog.h"
+#include "util.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+QString cachedFilePath(const QString &directory, const QString &fileId, const QString &suffix)
+{
+    return Util::joinPath(directory, CacheLayout::fileName(fileId, suffix));
+}
+
+bool isSamePath(const QString &a, const QString &b)
+{
+    return QDir::cleanPath(QFileInfo(a).absoluteFilePath())
+            == QDir::cleanPath(QFileInfo(b).absoluteFilePath());
+}
+
+} // namespace
+
+FileDataMgr::FileDataMgr(FileRegistry *registry, DownloadFileMgr *downloads, QObject *parent)
+    : QObject(parent), m_registry(registry), m_downloads(downloads)
+{
+    connect(m_downloads, &DownloadFileMgr::syncDownloadFinished, this,
+            &FileDataMgr::updateMediaSync, Qt::DirectConnection);
+}
+
+void FileDataMgr::deleteCacheFile(const QString &directory, const QString &fileId,
+                                  const QString &suffix, bool bNotify)
+{
+    if (fileId.isEmpty()) {
+        qCWarning(lcPlatform) << "deleteCacheFile without a file id in" << directory;
+        return;
+    }
+    const QString path = cachedFilePath(directory, fileId, suffix);
+    const QSharedPointer<FileData> file = m_registry->file(fileId, true);
+    const bool isItsCopy = file && isSamePath(file->localPath(), path);
+    if (isItsCopy) {
+        m_downloads->stop(fileId, true);
+    }
+    // The partial file first: a download finishing in between renames it to path, deleted next.
+    Util::deleteFile(path + QLatin1String(CACHE_SUFFIX));
+    Util::deleteFile(path);
+    if (isItsCopy) {
+        file->setFileState(BaseFile::StateNone);
+        file->setDownloadedBytes(0);
+        m_registry->saveState(*file);
+    }
+    if (bNotify) {
+        Q_EMIT fileRemoved(fileId);
+    }
+}
+
+void FileDataMgr::addFileSize(const QString &directory, const QString &fileId,
+                              const QString &suffix, qint64 &size)
+{
+    if (fileId.isEmpty()) {
+        return;
+    }
+    const QFileInfo info(cachedFilePath(directory, fileId, suffix));
+    if (info.isFile()) {
+        size += info.size();
+    }
+}

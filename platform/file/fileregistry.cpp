@@ -1,0 +1,187 @@
+#include "fileregistry_p.h"
+
+#include "cachefilestorage.h"
+#include "cachelayout.h"
+#include "platformlog.h"
+#include "userstorageprovider.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+FileRegistry::FileRegistry(storage::UserStorageProvider *storage, const QString &cacheRoot)
+    : m_storage(storage), m_cacheRoot(cacheRoot)
+{
+}
+
+QString FileRegistry::localPath(int type, const QString &fileId, const QString &suffix) const
+{
+    const int kind = CacheLayout::kindOfMessageType(type);
+    return CacheLayout::mediaPath(m_cacheRoot, CacheLayout::MainCategory, kind)
+            + CacheLayout::fileName(fileId, suffix);
+}
+
+QSharedPointer<FileData> FileRegistry::file(const QString &fileId, bool loadFromDb)
+{
+    if (fileId.isEmpty()) {
+        return {};
+    }
+    {
+        QMutexLocker locker(&m_mutex);
+        if (QSharedPointer<FileData> known = m_files.value(fileId).toStrongRef()) {
+            return known;
+        }
+    }
+    if (!loadFromDb || !m_storage) {
+        return {};
+    }
+    const storage::FileRecord row = m_storage->fileStorage()->info(fileId);
+    if (row.fileId.isEmpty()) {
+        return {};
+    }
+    QSharedPointer<FileData> loaded = makeFile(row);
+    const bool changed = syncWithDisk(*loaded);
+    QSharedPointer<FileData> registered = adopt(loaded);
+    if (changed && registered == loaded) {
+        saveState(*registered);
+    }
+    return registered;
+}
+
+QList<QSharedPointer<FileData>> FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
+{
+    QHash<QString, QSharedPointer<FileData>> resolved;
+    QList<QString> unresolved;
+    {
+        QMutexLocker locker(&m_mutex);
+        for (const storage::FileRecord &record : records) {
+            if (record.fileId.isEmpty() || resolved.contains(record.fileId)) {
+                continue;
+            }
+            if (QSharedPointer<FileData> known = m_files.value(record.fileId).toStrongRef()) {
+                resolved.insert(record.fileId, known);
+            } else if (!unresolved.contains(record.fileId)) {
+                unresolved.append(record.fileId);
+            }
+        }
+    }
+
+    QHash<QString, storage::FileRecord> stored;
+    if (m_storage && !unresolved.isEmpty()) {
+        for (const storage::FileRecord &row : m_storage->fileStorage()->infos(unresolved)) {
+            stored.insert(row.fileId, row);
+        }
+    }
+
+    QList<storage::FileRecord> newRows;
+    QList<QSharedPointer<FileData>> changedFiles;
+    for (const storage::FileRecord &record : records) {
+        if (record.fileId.isEmpty() || resolved.contains(record.fileId)) {
+            continue;
+        }
+        const bool isStored = stored.contains(record.fileId);
+        QSharedPointer<FileData> made = makeFile(isStored ? stored.value(record.fileId) : record);
+        const bool changed = syncWithDisk(*made);
+        QSharedPointer<FileData> registered = adopt(made);
+        resolved.insert(record.fileId, registered);
+        if (registered != made) {
+            continue; // another thread registered it meanwhile and saved it
+        }
+        if (!isStored) {
+            newRows.append(made->record());
+        } else if (changed) {
+            changedFiles.append(made);
+        }
+    }
+
+    if (m_storage && !newRows.isEmpty() && !m_storage->fileStorage()->save(newRows)) {
+        qCWarning(lcPlatform) << "cannot save" << newRows.size() << "file rows";
+    }
+    for (const QSharedPointer<FileData> &changed : std::as_const(changedFiles)) {
+        saveState(*changed);
+    }
+
+    QList<QSharedPointer<FileData>> result;
+    result.reserve(records.size());
+    for (const storage::FileRecord &record : records) {
+        result.append(resolved.value(record.fileId));
+    }
+    return result;
+}
+
+void FileRegistry::saveState(const FileData &file)
+{
+    if (m_storage
+        && !m_storage->fileStorage()->updateState(file.fileId(), file.fileState(),
+                                                  file.downloadedBytes())) {
+        qCWarning(lcPlatform) << "cannot save the state of file" << file.fileId();
+    }
+}
+
+void FileRegistry::saveCachedFile(const FileData &file)
+{
+    if (!m_storage) {
+        return;
+    }
+    storage::CacheFileInfo row;
+    row.fileId = file.fileId();
+    row.type = file.type();
+    row.suffix = file.suffix();
+    row.size = QFileInfo(file.localPath()).size();
+    row.dateTime = QDateTime::currentMSecsSinceEpoch();
+    if (!m_storage->cacheFileStorage()->save({ row })) {
+        qCWarning(lcPlatform) << "cannot record cached file" << file.fileId();
+    }
+}
+
+bool FileRegistry::isOnDisk(const FileData &file)
+{
+    const QFileInfo info(file.localPath());
+    return info.isFile() && (file.size() <= 0 || info.size() == file.size());
+}
+
+bool FileRegistry::syncWithDisk(FileData &file)
+{
+    const int oldState = file.fileState();
+    const qint64 oldBytes = file.downloadedBytes();
+    if (isOnDisk(file)) {
+        if (!file.isComplete()) {
+            file.setFileState(BaseFile::StateDone);
+        }
+        file.setDownloadedBytes(QFileInfo(file.localPath()).size());
+    } else if (const QFileInfo partial(file.partialPath()); partial.isFile()) {
+        // Whatever ran before (this process or an earlier one) is not running now.
+        if (oldState != BaseFile::StateFailed) {
+            file.setFileState(BaseFile::StatePaused);
+        }
+        file.setDownloadedBytes(partial.size());
+    } else {
+        file.setFileState(BaseFile::StateNone);
+        file.setDownloadedBytes(0);
+    }
+    return file.fileState() != oldState || file.downloadedBytes() != oldBytes;
+}
+
+QSharedPointer<FileData> FileRegistry::makeFile(const storage::FileRecord &record) const
+{
+    return QSharedPointer<FileData>::create(record,
+                                            localPath(record.type, record.fileId, record.suffix));
+}
+
+QSharedPointer<FileData> FileRegistry::adopt(const QSharedPointer<FileData> &file)
+{
+    QMutexLocker locker(&m_mutex);
+    if (QSharedPointer<FileData> known = m_files.value(file->fileId()).toStrongRef()) {
+        return known;
+    }
+    m_files.insert(file->fileId(), file);
+    if (m_files.size() > m_purgeThreshold) {
+        purgeExpired();
+    }
+    return file;
+}
+
+void FileRegistry::purgeExpired()
+{
+    m_files.removeIf([](const auto &entry) { return entry.value().isNull(); });
+    m_purgeThreshold = qMax<qsizetype>(64, m_files.size() * 2);
+}

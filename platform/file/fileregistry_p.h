@@ -1,0 +1,62 @@
+#pragma once
+
+//
+// Internal to the file library, not API: the account's table of known files shared by the
+// FileManager and its managers.
+//
+
+#include "filedata.h"
+
+#include <QHash>
+#include <QMutex>
+#include <QSharedPointer>
+#include <QWeakPointer>
+
+namespace storage {
+class UserStorageProvider;
+}
+
+// The files an account knows: one FileData per id while anyone holds it, backed by the persistent
+// file table. Thread-safe: looked up on the network thread for every stream chunk, on pools during
+// ingest and cleanup, and on the GUI thread.
+class FileRegistry
+{
+public:
+    // storage may be null (nothing is persisted then); it must outlive the registry.
+    FileRegistry(storage::UserStorageProvider *storage, const QString &cacheRoot);
+
+    QString cacheRoot() const { return m_cacheRoot; }
+    // Where the complete copy of a file of a message's content type lives.
+    QString localPath(int type, const QString &fileId, const QString &suffix) const;
+
+    // The shared object of a file, or null when unknown; loadFromDb also consults the file table
+    // when no one holds the file in memory.
+    QSharedPointer<FileData> file(const QString &fileId, bool loadFromDb);
+    // One entry per record, in order (null for a record without id). Rows already in the table
+    // keep their state; new rows are saved.
+    QList<QSharedPointer<FileData>> registerFiles(const QList<storage::FileRecord> &records);
+
+    // Persists the file's state and downloaded bytes.
+    void saveState(const FileData &file);
+    // Records the complete file in the cache-file table, dated now.
+    void saveCachedFile(const FileData &file);
+
+    // Whether the complete copy is at the local path (with the full size, when that is known).
+    static bool isOnDisk(const FileData &file);
+    // Brings state and downloaded bytes in line with the disk, for a file no download holds.
+    // Returns whether anything changed.
+    static bool syncWithDisk(FileData &file);
+
+private:
+    QSharedPointer<FileData> makeFile(const storage::FileRecord &record) const;
+    // Registers file unless another thread registered the id first; returns the one registered.
+    QSharedPointer<FileData> adopt(const QSharedPointer<FileData> &file);
+    void purgeExpired();
+
+    storage::UserStorageProvider *const m_storage; // not owned
+    const QString m_cacheRoot;
+
+    QMutex m_mutex; // guards m_files and m_purgeThreshold
+    QHash<QString, QWeakPointer<FileData>> m_files;
+    qsizetype m_purgeThreshold = 64; // expired entries are dropped when the table grows past it
+};

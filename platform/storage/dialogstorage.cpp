@@ -1,0 +1,79 @@
+#include "dialogstorage.h"
+
+#include "database.h"
+#include "sqlhelpers_p.h"
+
+namespace storage {
+
+namespace {
+
+const QString &selectColumns()
+{
+    static const QString sql = QStringLiteral(
+            "SELECT dialog_id, name, type, is_group, first_visible_msg_id, last_active_time, "
+            "can_search_remote, has_remote_history FROM dialog ");
+    return sql;
+}
+
+DialogRecord recordAt(const QSqlQuery &query)
+{
+    DialogRecord record;
+    record.dialogId = query.value(0).toString();
+    record.name = query.value(1).toString();
+    record.type = query.value(2).toInt();
+    record.isGroup = query.value(3).toBool();
+    record.firstVisibleMsgId = query.value(4).toLongLong();
+    record.lastActiveTime = query.value(5).toLongLong();
+    record.canSearchRemote = query.value(6).toBool();
+    record.hasRemoteHistory = query.value(7).toBool();
+    return record;
+}
+
+} // namespace
+
+DialogStorage::DialogStorage(Database *db) : m_db(db) { }
+
+bool DialogStorage::save(const QList<DialogRecord> &records)
+{
+    return Sql::execForRows(
+            m_db,
+            QStringLiteral("INSERT OR REPLACE INTO dialog (dialog_id, name, type, is_group, "
+                           "first_visible_msg_id, last_active_time, can_search_remote, "
+                           "has_remote_history) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
+            records, [](const DialogRecord &record) {
+                return QVariantList { Sql::text(record.dialogId),
+                                      Sql::text(record.name),
+                                      record.type,
+                                      record.isGroup,
+                                      record.firstVisibleMsgId,
+                                      record.lastActiveTime,
+                                      record.canSearchRemote,
+                                      record.hasRemoteHistory };
+            });
+}
+
+QList<DialogRecord> DialogStorage::dialogs()
+{
+    QList<DialogRecord> records;
+    const bool ok = Sql::select(
+            m_db->connection(),
+            selectColumns() + QStringLiteral("ORDER BY last_active_time DESC, dialog_id"), {},
+            recordAt, records);
+    return ok ? records : QList<DialogRecord>();
+}
+
+DialogRecord DialogStorage::dialog(const QString &dialogId)
+{
+    QList<DialogRecord> records;
+    Sql::select(m_db->connection(), selectColumns() + QStringLiteral("WHERE dialog_id = ?"),
+                { Sql::text(dialogId) }, recordAt, records);
+    return records.isEmpty() ? DialogRecord() : records.constFirst();
+}
+
+bool DialogStorage::remove(const QString &dialogId)
+{
+    return Sql::exec(m_db, QStringLiteral("DELETE FROM dialog WHERE dialog_id = ?"),
+                     { Sql::text(dialogId) });
+}
+
+} // namespace storage

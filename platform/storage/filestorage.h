@@ -1,0 +1,46 @@
+#pragma once
+
+#include "storage_export.h"
+
+#include <QList>
+#include <QString>
+
+namespace storage {
+
+class Database;
+
+// One file of the account's registry: every file a message names, downloaded or not.
+struct FileRecord
+{
+    QString fileId;
+    int type = 0; // content type
+    QString suffix;
+    qint64 size = 0;
+    QString name;
+    QString url; // where the bytes come from
+    int state = 0; // BaseFile::State value
+    qint64 downloaded = 0; // bytes present
+};
+
+// The file registry table, primary key fileId. Thread-safe; failures log one warning and return
+// false or an empty result.
+class STORAGE_EXPORT FileStorage
+{
+public:
+    explicit FileStorage(Database *db);
+
+    // Inserts or replaces by fileId, all records in one transaction.
+    bool save(const QList<FileRecord> &records);
+    // The record of fileId; its fileId is empty when the file is unknown.
+    FileRecord info(const QString &fileId);
+    // The known records among fileIds, in no particular order.
+    QList<FileRecord> infos(const QList<QString> &fileIds);
+    // Records the download state of a known file; false when the file is unknown.
+    bool updateState(const QString &fileId, int state, qint64 downloaded);
+    bool remove(const QList<QString> &fileIds);
+
+private:
+    Database *const m_db;
+};
+
+} // namespace storage

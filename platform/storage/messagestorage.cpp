@@ -1,0 +1,246 @@
+#include "messagestorage.h"
+
+#include "database.h"
+#include "sqlhelpers_p.h"
+#include "whereclause_p.h"
+
+#include <QSet>
+#include <algorithm>
+#include <tuple>
+
+namespace storage {
+
+namespace {
+
+constexpr int LinkType = 1;
+
+const QString &selectColumns()
+{
+    static const QString sql = QStringLiteral("SELECT dialog_id, message_id, sub_msg_id, "
+                                              "date_time, type, sender_id, text, removed, data "
+                                              "FROM message");
+    return sql;
+}
+
+MessageRecord recordAt(const QSqlQuery &query)
+{
+    MessageRecord record;
+    record.dialogId = query.value(0).toString();
+    record.messageId = query.value(1).toLongLong();
+    record.subMsgId = query.value(2).toLongLong();
+    record.dateTime = query.value(3).toLongLong();
+    record.type = query.value(4).toInt();
+    record.senderId = query.value(5).toLongLong();
+    record.text = query.value(6).toString();
+    record.removed = query.value(7).toBool();
+    record.data = query.value(8).toByteArray();
+    return record;
+}
+
+bool hasUrl(const QString &text)
+{
+    return text.contains(QLatin1String("http://"), Qt::CaseInsensitive)
+            || text.contains(QLatin1String("https://"), Qt::CaseInsensitive);
+}
+
+// The search order; SQLite compares text as UTF-8 bytes, which differs from UTF-16 order above
+// the BMP.
+bool isOrderedBefore(const MessageRecord &a, const MessageRecord &b)
+{
+    const auto key = [](const MessageRecord &record) {
+        return std::tie(record.messageId, record.subMsgId);
+    };
+    if (key(a) != key(b)) {
+        return key(a) < key(b);
+    }
+    return a.dialogId.toUtf8() < b.dialogId.toUtf8();
+}
+
+WhereClause searchFilters(const MessageSearchInfo &info)
+{
+    WhereClause where(QStringLiteral("removed = 0"), {});
+    QList<int> types = Sql::uniqueIds(info.types);
+    if (info.linksOnly) {
+        if (!types.contains(LinkType)) {
+            types.append(LinkType);
+        }
+        where.add(QStringLiteral("(type <> ? OR has_url = 1)"), { LinkType });
+    }
+    if (!types.isEmpty()) {
+        where.add(QStringLiteral("type IN (%1)").arg(Sql::placeholders(types.size())),
+                  Sql::toVariantList(types));
+    }
+    const QString keyword = info.keyword.toCaseFolded();
+    if (!keyword.isEmpty()) {
+        where.add(QStringLiteral("instr(folded_text, ?) > 0"), { keyword });
+    }
+    const QList<qint64> senders = Sql::uniqueIds(info.senderIds);
+    if (!senders.isEmpty()) {
+        where.add(QStringLiteral("sender_id IN (%1)").arg(Sql::placeholders(senders.size())),
+                  Sql::toVariantList(senders));
+    }
+    if (info.startTime >= 1) {
+        where.add(QStringLiteral("date_time >= ?"), { info.startTime });
+    }
+    if (info.endTime >= 1) {
+        where.add(QStringLiteral("date_time <= ?"), { info.endTime });
+    }
+    if (info.msgId != 0) {
+        where.add(info.newer ? QStringLiteral("message_id >= ?")
+                             : QStringLiteral("message_id <= ?"),
+                  { info.msgId });
+    }
+    return where;
+}
+
+} // namespace
+
+MessageStorage::MessageStorage(Database *db) : m_db(db) { }
+
+bool MessageStorage::save(const QList<MessageRecord> &records)
+{
+    return Sql::execForRows(
+            m_db,
+            QStringLiteral("INSERT OR REPLACE INTO message (dialog_id, message_id, sub_msg_id, "
+                           "date_time, type, sender_id, text, folded_text, has_url, removed, "
+                           "data) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+            records, [](const MessageRecord &record) {
+                return QVariantList { Sql::text(record.dialogId),
+                                      record.messageId,
+                                      record.subMsgId,
+                                      record.dateTime,
+                                      record.type,
+                                      record.senderId,
+                                      Sql::text(record.text),
+                                      Sql::text(record.text.toCaseFolded()),
+                                      hasUrl(record.text),
+                                      record.removed,
+                                      record.data };
+            });
+}
+
+MessageRecord MessageStorage::message(const QString &dialogId, const MessageKey &key)
+{
+    const QList<MessageRecord> records = messages(dialogId, { key });
+    return records.isEmpty() ? MessageRecord() : records.constFirst();
+}
+
+QList<MessageRecord> MessageStorage::messages(const QString &dialogId,
+                                              const QList<MessageKey> &keys)
+{
+    // Two values per key.
+    const QList<MessageKey> unique = Sql::uniqueIds(keys);
+    QList<MessageRecord> records;
+    for (qsizetype start = 0; start < unique.size(); start += Sql::MaxIdsPerStatement / 2) {
+        const QList<MessageKey> chunk = unique.mid(start, Sql::MaxIdsPerStatement / 2);
+        QStringList pairs;
+        QVariantList values { Sql::text(dialogId) };
+        for (const MessageKey &key : chunk) {
+            pairs.append(QStringLiteral("(?, ?)"));
+            values << key.messageId << key.subMsgId;
+        }
+        if (!Sql::select(m_db->connection(),
+                         selectColumns()
+                                 + QStringLiteral(" WHERE dialog_id = ? AND (message_id, "
+                                                  "sub_msg_id) IN (VALUES %1)")
+                                           .arg(pairs.join(QStringLiteral(", "))),
+                         values, recordAt, records)) {
+            return {};
+        }
+    }
+    return records;
+}
+
+QList<MessageRecord> MessageStorage::subMessages(const QString &dialogId, qint64 messageId)
+{
+    QList<MessageRecord> records;
+    const bool ok = Sql::select(m_db->connection(),
+                                selectColumns()
+                                        + QStringLiteral(" WHERE dialog_id = ? AND message_id = ? "
+                                                         "AND sub_msg_id > 0 ORDER BY sub_msg_id"),
+                                { Sql::text(dialogId), messageId }, recordAt, records);
+    return ok ? records : QList<MessageRecord>();
+}
+
+QList<MessageRecord> MessageStorage::search(const MessageSearchInfo &info, bool *hasMore)
+{
+    if (hasMore) {
+        *hasMore = false;
+    }
+    if (info.count < 1) {
+        return {};
+    }
+    const WhereClause filters = searchFilters(info);
+    const QString order = info.newer
+            ? QStringLiteral(" ORDER BY message_id, sub_msg_id, dialog_id LIMIT ?")
+            : QStringLiteral(" ORDER BY message_id DESC, sub_msg_id DESC, dialog_id DESC LIMIT ?");
+    QList<MessageRecord> records;
+    QSqlDatabase db = m_db->connection();
+    const auto selectPage = [&](const WhereClause &where) {
+        // One row past the page tells whether there are more.
+        return Sql::select(db, selectColumns() + where.sql() + order,
+                           where.values() + QVariantList { qint64(info.count) + 1 }, recordAt,
+                           records);
+    };
+    bool ok = true;
+    if (info.dialogIds.isEmpty()) {
+        ok = selectPage(filters);
+    } else {
+        // Each chunk of dialogs gives its own first rows; the page is the first of all of them.
+        ok = Sql::forEachChunk(Sql::uniqueIds(info.dialogIds), [&](const QList<QString> &chunk) {
+            return selectPage(WhereClause(filters).add(
+                    QStringLiteral("dialog_id IN (%1)").arg(Sql::placeholders(chunk.size())),
+                    Sql::toVariantList(chunk)));
+        });
+        if (info.newer) {
+            std::sort(records.begin(), records.end(), isOrderedBefore);
+        } else {
+            std::sort(records.begin(), records.end(),
+                      [](const MessageRecord &a, const MessageRecord &b) {
+                          return isOrderedBefore(b, a);
+                      });
+        }
+    }
+    if (!ok) {
+        return {};
+    }
+    if (records.size() > info.count) {
+        records.resize(info.count);
+        if (hasMore) {
+            *hasMore = true;
+        }
+    }
+    return records;
+}
+
+qint64 MessageStorage::messageIdAtTime(const QString &dialogId, qint64 time)
+{
+    QList<qint64> ids;
+    Sql::select(m_db->connection(),
+                QStringLiteral("SELECT MIN(message_id) FROM message WHERE dialog_id = ? AND "
+                               "sub_msg_id = 0 AND date_time >= ?"),
+                { Sql::text(dialogId), time },
+                [](const QSqlQuery &query) { return query.value(0).toLongLong(); }, ids);
+    return ids.isEmpty() ? 0 : ids.constFirst();
+}
+
+bool MessageStorage::removeWithMessageIds(const QString &dialogId, const QList<qint64> &messageIds)
+{
+    return Sql::execWithIds(
+            m_db, QStringLiteral("DELETE FROM message WHERE dialog_id = ? AND message_id IN (%1)"),
+            { Sql::text(dialogId) }, messageIds);
+}
+
+int MessageStorage::count(const QString &dialogId)
+{
+    const WhereClause where = dialogId.isEmpty()
+            ? WhereClause()
+            : WhereClause(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) });
+    QList<int> counts;
+    Sql::select(m_db->connection(), QStringLiteral("SELECT COUNT(*) FROM message") + where.sql(),
+                where.values(), [](const QSqlQuery &query) { return query.value(0).toInt(); },
+                counts);
+    return counts.isEmpty() ? 0 : counts.constFirst();
+}
+
+} // namespace storage
