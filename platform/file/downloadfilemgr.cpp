@@ -34,7 +34,9 @@ QByteArray readBytes(const QStringList &paths, qint64 start, qint64 length)
 } // namespace
 
 DownloadFileMgr::DownloadFileMgr(FileRegistry *registry, QObject *parent)
-    : QObject(parent), m_registry(registry), m_queue(new DownloadQueue(registry))
+    : QObject(parent)
+    , m_registry(registry)
+    , m_queue(new DownloadQueue(registry))
 {
     m_readPool.setMaxThreadCount(kReadThreads);
     m_readPool.setObjectName(QStringLiteral("stream_buffer_pool"));
@@ -54,8 +56,7 @@ DownloadFileMgr::DownloadFileMgr(FileRegistry *registry, QObject *parent)
             Qt::DirectConnection);
     connect(
             m_queue, &DownloadQueue::released, this,
-            [this](const QString &fileId) { setDownloading(fileId, false); },
-            Qt::DirectConnection);
+            [this](const QString &fileId) { setDownloading(fileId, false); }, Qt::DirectConnection);
     connect(
             m_queue, &DownloadQueue::rangeAvailable, this,
             [this](qint64 requestId, const QSharedPointer<FileData> &file) {
@@ -77,8 +78,8 @@ void DownloadFileMgr::shutDownQueue()
         QMutexLocker locker(&m_queueMutex);
         queue = std::exchange(m_queue, nullptr);
     }
+    // The queue's destructor stops its downloads.
     const auto stopAndDelete = [queue] {
-        queue->stopAll();
         delete queue;
     };
     QThread *thread = queue->thread();
@@ -93,8 +94,8 @@ void DownloadFileMgr::post(std::function<void(DownloadQueue *)> fn)
 {
     QMutexLocker locker(&m_queueMutex);
     if (DownloadQueue *queue = m_queue) {
-        QMetaObject::invokeMethod(queue, [queue, fn = std::move(fn)] { fn(queue); },
-                                  Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+                queue, [queue, fn = std::move(fn)] { fn(queue); }, Qt::QueuedConnection);
     }
 }
 
@@ -132,13 +133,14 @@ void DownloadFileMgr::setDownloading(const QString &fileId, bool downloading)
     }
 }
 
-qint64 DownloadFileMgr::requestStreamBuffer(const QString &fileId, qint64 start, qint64 length,
-                                            std::function<void(qint64, const QByteArray &)> callback)
+qint64
+DownloadFileMgr::requestStreamBuffer(const QString &fileId, qint64 start, qint64 length,
+                                     std::function<void(qint64, const QByteArray &)> callback)
 {
     const qint64 requestId = ++m_lastRequestId;
     {
         QMutexLocker locker(&m_requestMutex);
-        m_requests.insert(requestId, { fileId, start, length, std::move(callback) });
+        m_requests.insert(requestId, {fileId, start, length, std::move(callback)});
     }
     if (length <= 0) {
         return requestId; // nothing to deliver; the caller aborts it
@@ -201,7 +203,7 @@ void DownloadFileMgr::readRange(qint64 requestId, const QSharedPointer<FileData>
         return; // aborted meanwhile
     }
     const QByteArray data =
-            readBytes({ file->localPath(), file->partialPath(), file->localPath() }, start, length);
+            readBytes({file->localPath(), file->partialPath(), file->localPath()}, start, length);
     if (data.size() == length) {
         answer(requestId, data);
         return;

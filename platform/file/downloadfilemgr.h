@@ -20,8 +20,8 @@ class FileRegistry;
 // about its files through FileDataMgr::updateMediaSync.
 enum DownloadType {
     DOWNLOAD_PLAYER = 1, // playback or a stream request
-    DOWNLOAD_SYNC = 2, // the bulk download
-    DOWNLOAD_VIEW = 3, // opening or saving a file
+    DOWNLOAD_SYNC = 2,   // the bulk download
+    DOWNLOAD_VIEW = 3,   // opening or saving a file
 };
 
 // Downloads an account's files into its cache and serves byte ranges of them to the stream server.
@@ -94,16 +94,16 @@ private:
     void setDownloading(const QString &fileId, bool downloading);
 
     FileRegistry *const m_registry; // owned by the FileManager
-    QMutex m_queueMutex; // guards m_queue, which becomes null when the destructor starts
+    QMutex m_queueMutex;            // guards m_queue, which becomes null when the destructor starts
     DownloadQueue *m_queue = nullptr; // network thread, parentless; deleted there by shutDownQueue
-    QThreadPool m_readPool; // reads stream buffers
+    QThreadPool m_readPool;           // reads stream buffers
 
-    std::atomic<qint64> m_lastRequestId { 0 };
+    std::atomic<qint64> m_lastRequestId {0};
     // Guards m_requests and is held while a callback runs, so that abortDownloader() waits for a
     // callback in progress. Recursive: a callback may start or abort requests.
     QRecursiveMutex m_requestMutex;
     QHash<qint64, StreamRequest> m_requests;
 
     mutable QMutex m_downloadingMutex; // guards m_downloading
-    QSet<QString> m_downloading; // ids asked for and not yet released by the queue
+    QSet<QString> m_downloading;       // ids asked for and not yet released by the queue
 };

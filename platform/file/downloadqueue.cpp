@@ -12,7 +12,9 @@
 
 #include <limits>
 
-DownloadQueue::DownloadQueue(FileRegistry *registry) : m_registry(registry) { }
+DownloadQueue::DownloadQueue(FileRegistry *registry)
+    : m_registry(registry)
+{ }
 
 DownloadQueue::~DownloadQueue()
 {
@@ -196,8 +198,7 @@ bool DownloadQueue::moveIntoPlace(const FileData &file)
     return true;
 }
 
-void DownloadQueue::waitForRange(const QSharedPointer<FileData> &file, qint64 requestId,
-                                 qint64 end)
+void DownloadQueue::waitForRange(const QSharedPointer<FileData> &file, qint64 requestId, qint64 end)
 {
     const DownloadTask *task = m_tasks.value(file->fileId());
     const qint64 present = task ? task->written() : QFileInfo(file->partialPath()).size();
@@ -205,7 +206,7 @@ void DownloadQueue::waitForRange(const QSharedPointer<FileData> &file, qint64 re
         Q_EMIT rangeAvailable(requestId, file);
         return;
     }
-    m_waiters[file->fileId()].append({ requestId, end });
+    m_waiters[file->fileId()].append({requestId, end});
     enqueue(file, true, DOWNLOAD_PLAYER);
 }
 

@@ -67,10 +67,10 @@ private:
     // The state of a file whose download stopped: paused with its partial bytes, or none.
     void settleStopped(FileData &file, bool deleteTemp);
 
-    FileRegistry *const m_registry; // owned by the FileManager, outlives this queue
+    FileRegistry *const m_registry;             // owned by the FileManager, outlives this queue
     QNetworkAccessManager *m_network = nullptr; // child, created on the network thread
-    QHash<QString, DownloadTask *> m_tasks; // children: running and waiting, by file id
-    QList<QString> m_waiting; // ids of the waiting tasks, next first
+    QHash<QString, DownloadTask *> m_tasks;     // children: running and waiting, by file id
+    QList<QString> m_waiting;                   // ids of the waiting tasks, next first
     int m_running = 0;
     QHash<QString, QList<RangeWaiter>> m_waiters; // by file id
 };

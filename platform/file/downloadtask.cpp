@@ -13,7 +13,7 @@
 namespace {
 // Progress is reported at this step when the total is unknown.
 constexpr qint64 kUnknownTotalProgressStep = 256 * 1024;
-}
+} // namespace
 
 DownloadTask *DownloadTask::create(const QSharedPointer<FileData> &file, QObject *parent)
 {
@@ -28,9 +28,10 @@ DownloadTask *DownloadTask::create(const QSharedPointer<FileData> &file, QObject
 }
 
 DownloadTask::DownloadTask(const QSharedPointer<FileData> &file, QObject *parent)
-    : QObject(parent), m_file(file), m_partial(file->partialPath())
-{
-}
+    : QObject(parent)
+    , m_file(file)
+    , m_partial(file->partialPath())
+{ }
 
 DownloadTask::~DownloadTask() = default;
 
@@ -153,8 +154,8 @@ void DownloadTask::fail(const QString &reason)
     if (m_finished) {
         return;
     }
-    qCWarning(lcPlatform).noquote() << "download of" << m_file->fileId() << "from" << source()
-                                    << "failed:" << reason;
+    qCWarning(lcPlatform).noquote()
+            << "download of" << m_file->fileId() << "from" << source() << "failed:" << reason;
     abortTransfer();
     m_partial.close();
     finish(false);

@@ -80,5 +80,5 @@ private:
     qint64 m_total = -1;
     qint64 m_lastReported = -1;
     bool m_finished = false; // no more bytes move
-    bool m_aborted = false; // finished() is not emitted any more
+    bool m_aborted = false;  // finished() is not emitted any more
 };

@@ -15,7 +15,8 @@ public:
     // what is on disk.
     FileData(const storage::FileRecord &record, const QString &localPath);
 
-    // Content type of the message that carries the file (2 photo, 3 voice, 4 music, 5 video, 6 file).
+    // Content type of the message that carries the file (2 photo, 3 voice, 4 music, 5 video, 6
+    // file).
     int type() const { return m_type; }
     // The name shown to the user and used when saving a copy.
     QString name() const { return m_name; }

@@ -26,7 +26,9 @@ bool isSamePath(const QString &a, const QString &b)
 } // namespace
 
 FileDataMgr::FileDataMgr(FileRegistry *registry, DownloadFileMgr *downloads, QObject *parent)
-    : QObject(parent), m_registry(registry), m_downloads(downloads)
+    : QObject(parent)
+    , m_registry(registry)
+    , m_downloads(downloads)
 {
     connect(m_downloads, &DownloadFileMgr::syncDownloadFinished, this,
             &FileDataMgr::updateMediaSync, Qt::DirectConnection);

@@ -79,7 +79,8 @@ QSharedPointer<FileData> FileManager::filePtrWithId(const QString &fileId, bool 
     return m_registry->file(fileId, bLoadFromDb);
 }
 
-QList<QSharedPointer<FileData>> FileManager::registerFiles(const QList<storage::FileRecord> &records)
+QList<QSharedPointer<FileData>>
+FileManager::registerFiles(const QList<storage::FileRecord> &records)
 {
     return m_registry->registerFiles(records);
 }
@@ -103,10 +104,11 @@ void FileManager::startSaveAs(const QString &fileId, const QString &targetPath)
         Q_EMIT saveAsFinished(fileId, targetPath, false);
         return;
     }
-    if (FileRegistry::isOnDisk(*file)) {
+    if (file->isComplete() && FileRegistry::isOnDisk(*file)) {
         copyInBackground(fileId, file->localPath(), targetPath);
         return;
     }
+    // Also for a copy that is on disk but not yet known as complete: the download marks it done.
     m_pendingSaves.insert(fileId, targetPath);
     m_downloadFileMgr->download(file, true, DOWNLOAD_VIEW);
 }
@@ -131,7 +133,8 @@ void FileManager::copyInBackground(const QString &fileId, const QString &sourceP
     m_copyPool.start([this, fileId, sourcePath, targetPath] {
         const bool ok = copyFile(sourcePath, targetPath);
         QMetaObject::invokeMethod(
-                this, [this, fileId, targetPath, ok] { Q_EMIT saveAsFinished(fileId, targetPath, ok); },
+                this,
+                [this, fileId, targetPath, ok] { Q_EMIT saveAsFinished(fileId, targetPath, ok); },
                 Qt::QueuedConnection);
     });
 }

@@ -69,8 +69,9 @@ private:
 
     std::unique_ptr<FileRegistry> m_registry;
     DownloadFileMgr *m_downloadFileMgr = nullptr; // child
-    FileDataMgr *m_fileDataMgr = nullptr; // child
-    TempFileMgr *m_tempFileMgr = nullptr; // child
-    QThreadPool m_copyPool; // saveAsFile copies
-    QMultiHash<QString, QString> m_pendingSaves; // this thread: file id -> targets awaiting download
+    FileDataMgr *m_fileDataMgr = nullptr;         // child
+    TempFileMgr *m_tempFileMgr = nullptr;         // child
+    QThreadPool m_copyPool;                       // saveAsFile copies
+    QMultiHash<QString, QString>
+            m_pendingSaves; // this thread: file id -> targets awaiting download
 };

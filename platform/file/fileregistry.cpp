@@ -9,9 +9,9 @@
 #include <QFileInfo>
 
 FileRegistry::FileRegistry(storage::UserStorageProvider *storage, const QString &cacheRoot)
-    : m_storage(storage), m_cacheRoot(cacheRoot)
-{
-}
+    : m_storage(storage)
+    , m_cacheRoot(cacheRoot)
+{ }
 
 QString FileRegistry::localPath(int type, const QString &fileId, const QString &suffix) const
 {
@@ -47,7 +47,8 @@ QSharedPointer<FileData> FileRegistry::file(const QString &fileId, bool loadFrom
     return registered;
 }
 
-QList<QSharedPointer<FileData>> FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
+QList<QSharedPointer<FileData>>
+FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
 {
     QHash<QString, QSharedPointer<FileData>> resolved;
     QList<QString> unresolved;
@@ -128,7 +129,7 @@ void FileRegistry::saveCachedFile(const FileData &file)
     row.suffix = file.suffix();
     row.size = QFileInfo(file.localPath()).size();
     row.dateTime = QDateTime::currentMSecsSinceEpoch();
-    if (!m_storage->cacheFileStorage()->save({ row })) {
+    if (!m_storage->cacheFileStorage()->save({row})) {
         qCWarning(lcPlatform) << "cannot record cached file" << file.fileId();
     }
 }

@@ -25,8 +25,7 @@ bool parseContentRange(const QByteArray &value, qint64 &first, qint64 &total)
 
 HttpDownloadTask::HttpDownloadTask(const QSharedPointer<FileData> &file, QObject *parent)
     : DownloadTask(file, parent)
-{
-}
+{ }
 
 HttpDownloadTask::~HttpDownloadTask()
 {
@@ -36,7 +35,7 @@ HttpDownloadTask::~HttpDownloadTask()
 void HttpDownloadTask::startTransfer(QNetworkAccessManager *network, qint64 offset)
 {
     m_offset = offset;
-    QNetworkRequest request { QUrl(source()) };
+    QNetworkRequest request {QUrl(source())};
     // Byte offsets must count the file's bytes, not those of a compressed body.
     request.setRawHeader("Accept-Encoding", "identity");
     request.setTransferTimeout(kTransferTimeoutMs);

@@ -9,9 +9,9 @@ constexpr qint64 kChunkSize = 256 * 1024;
 }
 
 LocalDownloadTask::LocalDownloadTask(const QSharedPointer<FileData> &file, QObject *parent)
-    : DownloadTask(file, parent), m_source(QUrl(file->url()).toLocalFile())
-{
-}
+    : DownloadTask(file, parent)
+    , m_source(QUrl(file->url()).toLocalFile())
+{ }
 
 void LocalDownloadTask::startTransfer(QNetworkAccessManager *network, qint64 offset)
 {

@@ -3,7 +3,8 @@
 #include "downloadfilemgr.h"
 
 TempFileMgr::TempFileMgr(DownloadFileMgr *downloads, QObject *parent)
-    : QObject(parent), m_downloads(downloads)
+    : QObject(parent)
+    , m_downloads(downloads)
 {
     // Direct: emitted on the network thread, and the tables are guarded.
     connect(

@@ -35,7 +35,7 @@ private:
     void forgetDownload(const QString &fileId);
 
     DownloadFileMgr *const m_downloads;
-    mutable QMutex m_mutex; // guards the two tables
-    QHash<QString, QSet<QString>> m_loadedFiles; // dialog id -> file ids
+    mutable QMutex m_mutex;                            // guards the two tables
+    QHash<QString, QSet<QString>> m_loadedFiles;       // dialog id -> file ids
     QHash<QString, QSet<QString>> m_downloadsByDialog; // dialog id -> file ids
 };

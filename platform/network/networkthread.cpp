@@ -1,7 +1,5 @@
 #include "networkthread.h"
 
-#include "platformlog.h"
-
 #include <QCoreApplication>
 #include <QThread>
 
@@ -20,8 +18,9 @@ public:
         m_thread.setObjectName(QStringLiteral("network"));
         m_thread.start();
         if (QCoreApplication *app = QCoreApplication::instance()) {
-            QObject::connect(app, &QCoreApplication::aboutToQuit, app,
-                             [this] { stop(); }, Qt::DirectConnection);
+            QObject::connect(
+                    app, &QCoreApplication::aboutToQuit, app, [this] { stop(); },
+                    Qt::DirectConnection);
         }
     }
     ~NetworkThreadHolder() { stop(); }
@@ -34,7 +33,6 @@ private:
         if (!m_thread.isRunning()) {
             return;
         }
-        qCDebug(lcPlatform) << "stopping the network thread";
         m_thread.quit();
         m_thread.wait();
     }

@@ -14,8 +14,11 @@ NetworkUsageModel *NetworkUsageModel::instance()
 }
 
 NetworkUsageModel::NetworkUsageModel()
+    : m_timer(this)
 {
     m_timer.setInterval(kSampleIntervalMs);
+    // A coarse timer may fire early, which would inflate the speed of a sample.
+    m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, &NetworkUsageModel::sample);
     if (QCoreApplication *app = QCoreApplication::instance()) {
         moveToThread(app->thread());
@@ -34,7 +37,8 @@ void NetworkUsageModel::addReceivedBytes(qint64 bytes)
     }
     m_pendingBytes.fetch_add(bytes);
     if (!m_sampling.exchange(true)) {
-        QMetaObject::invokeMethod(this, [this] { startSampling(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+                this, [this] { startSampling(); }, Qt::QueuedConnection);
     }
 }
 

@@ -39,9 +39,9 @@ private:
     void sample();
     void setDownloadSpeed(qint64 speed);
 
-    std::atomic<qint64> m_pendingBytes { 0 }; // received since the last sample, any thread
-    std::atomic<bool> m_sampling { false }; // set by the first report that finds the timer idle
-    std::atomic<qint64> m_downloadSpeed { 0 }; // written on the main thread, read anywhere
-    QTimer m_timer; // main thread
+    std::atomic<qint64> m_pendingBytes {0};  // received since the last sample, any thread
+    std::atomic<bool> m_sampling {false};    // set by the first report that finds the timer idle
+    std::atomic<qint64> m_downloadSpeed {0}; // written on the main thread, read anywhere
+    QTimer m_timer;         // main thread; a child, so that it moves along with this object
     QElapsedTimer m_window; // main thread: time since the last sample
 };

@@ -21,7 +21,9 @@ BufferFileInfo rowAt(const QSqlQuery &query)
 
 } // namespace
 
-BufferFileStorage::BufferFileStorage(Database *db) : m_db(db) { }
+BufferFileStorage::BufferFileStorage(Database *db)
+    : m_db(db)
+{ }
 
 bool BufferFileStorage::save(const QList<BufferFileInfo> &rows)
 {
@@ -30,9 +32,9 @@ bool BufferFileStorage::save(const QList<BufferFileInfo> &rows)
                                            "kind, suffix, size, date_time) "
                                            "VALUES (?, ?, ?, ?, ?, ?)"),
                             rows, [](const BufferFileInfo &row) {
-                                return QVariantList { Sql::text(row.fileId), row.category,
-                                                      row.kind,              Sql::text(row.suffix),
-                                                      row.size,              row.dateTime };
+                                return QVariantList {
+                                        Sql::text(row.fileId), row.category, row.kind,
+                                        Sql::text(row.suffix), row.size,     row.dateTime};
                             });
 }
 
@@ -46,7 +48,7 @@ QList<BufferFileInfo> BufferFileStorage::infos(int count)
                                 QStringLiteral("SELECT file_id, category, kind, suffix, size, "
                                                "date_time FROM buffer_file "
                                                "ORDER BY date_time, file_id LIMIT ?"),
-                                { count }, rowAt, rows);
+                                {count}, rowAt, rows);
     return ok ? rows : QList<BufferFileInfo>();
 }
 

@@ -29,7 +29,9 @@ CacheFileInfo rowAt(const QSqlQuery &query)
 
 } // namespace
 
-CacheFileStorage::CacheFileStorage(Database *db) : m_db(db) { }
+CacheFileStorage::CacheFileStorage(Database *db)
+    : m_db(db)
+{ }
 
 bool CacheFileStorage::save(const QList<CacheFileInfo> &rows)
 {
@@ -37,9 +39,8 @@ bool CacheFileStorage::save(const QList<CacheFileInfo> &rows)
                             QStringLiteral("INSERT OR REPLACE INTO cache_file (file_id, type, "
                                            "suffix, size, date_time) VALUES (?, ?, ?, ?, ?)"),
                             rows, [](const CacheFileInfo &row) {
-                                return QVariantList { Sql::text(row.fileId), row.type,
-                                                      Sql::text(row.suffix), row.size,
-                                                      row.dateTime };
+                                return QVariantList {Sql::text(row.fileId), row.type,
+                                                     Sql::text(row.suffix), row.size, row.dateTime};
                             });
 }
 
@@ -51,13 +52,13 @@ QList<CacheFileInfo> CacheFileStorage::infosAfter(qint64 dateTime, const QString
     const bool fromStart = dateTime == 0 && fileId.isEmpty();
     const QString where =
             fromStart ? QString() : QStringLiteral("WHERE (date_time, file_id) > (?, ?) ");
-    QVariantList values = fromStart ? QVariantList() : QVariantList { dateTime, Sql::text(fileId) };
+    QVariantList values = fromStart ? QVariantList() : QVariantList {dateTime, Sql::text(fileId)};
     values.append(count);
     QList<CacheFileInfo> rows;
-    const bool ok = Sql::select(
-            m_db->connection(),
-            selectColumns() + where + QStringLiteral("ORDER BY date_time, file_id LIMIT ?"), values,
-            rowAt, rows);
+    const bool ok = Sql::select(m_db->connection(),
+                                selectColumns() + where
+                                        + QStringLiteral("ORDER BY date_time, file_id LIMIT ?"),
+                                values, rowAt, rows);
     return ok ? rows : QList<CacheFileInfo>();
 }
 
@@ -72,7 +73,7 @@ QList<CacheFileInfo> CacheFileStorage::infosWithFileIds(const QList<QString> &fi
 
 bool CacheFileStorage::removeBefore(qint64 time)
 {
-    return Sql::exec(m_db, QStringLiteral("DELETE FROM cache_file WHERE date_time < ?"), { time });
+    return Sql::exec(m_db, QStringLiteral("DELETE FROM cache_file WHERE date_time < ?"), {time});
 }
 
 bool CacheFileStorage::removeWithFileIds(const QList<QString> &fileIds)

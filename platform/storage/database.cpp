@@ -19,76 +19,81 @@ const QStringList &schemaStatements()
     // (resource_kind_time, resource_time), and for one kind (photos and videos share kind 2) or
     // any type. Each index ends with the full page order, so SQLite never sorts a page.
     static const QStringList statements {
-        QStringLiteral("CREATE TABLE IF NOT EXISTS resource ("
-                       "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
-                       "sub_msg_id INTEGER NOT NULL, type INTEGER NOT NULL, kind INTEGER NOT NULL, "
-                       "date_time INTEGER NOT NULL, sender_id INTEGER NOT NULL, "
-                       "text TEXT NOT NULL, folded_text TEXT NOT NULL, "
-                       "PRIMARY KEY (dialog_id, message_id, sub_msg_id))"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS resource_dialog_time ON resource "
-                       "(dialog_id, date_time, message_id, sub_msg_id)"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS resource_dialog_kind_time ON resource "
-                       "(dialog_id, kind, date_time, message_id, sub_msg_id)"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS resource_time ON resource "
-                       "(date_time, message_id, sub_msg_id, dialog_id)"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS resource_kind_time ON resource "
-                       "(kind, date_time, message_id, sub_msg_id, dialog_id)"),
+            QStringLiteral(
+                    "CREATE TABLE IF NOT EXISTS resource ("
+                    "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
+                    "sub_msg_id INTEGER NOT NULL, type INTEGER NOT NULL, kind INTEGER NOT NULL, "
+                    "date_time INTEGER NOT NULL, sender_id INTEGER NOT NULL, "
+                    "text TEXT NOT NULL, folded_text TEXT NOT NULL, "
+                    "PRIMARY KEY (dialog_id, message_id, sub_msg_id))"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS resource_dialog_time ON resource "
+                           "(dialog_id, date_time, message_id, sub_msg_id)"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS resource_dialog_kind_time ON resource "
+                           "(dialog_id, kind, date_time, message_id, sub_msg_id)"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS resource_time ON resource "
+                           "(date_time, message_id, sub_msg_id, dialog_id)"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS resource_kind_time ON resource "
+                           "(kind, date_time, message_id, sub_msg_id, dialog_id)"),
 
-        QStringLiteral("CREATE TABLE IF NOT EXISTS file_reference ("
-                       "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
-                       "sub_msg_id INTEGER NOT NULL, type INTEGER NOT NULL, "
-                       "date_time INTEGER NOT NULL, thumb_id TEXT NOT NULL, "
-                       "file_id TEXT NOT NULL, data BLOB, "
-                       "PRIMARY KEY (dialog_id, message_id, sub_msg_id, type))"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_file ON file_reference "
-                       "(file_id)"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_thumb ON file_reference "
-                       "(thumb_id)"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_dialog_time ON file_reference "
-                       "(dialog_id, date_time)"),
+            QStringLiteral("CREATE TABLE IF NOT EXISTS file_reference ("
+                           "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
+                           "sub_msg_id INTEGER NOT NULL, type INTEGER NOT NULL, "
+                           "date_time INTEGER NOT NULL, thumb_id TEXT NOT NULL, "
+                           "file_id TEXT NOT NULL, data BLOB, "
+                           "PRIMARY KEY (dialog_id, message_id, sub_msg_id, type))"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_file ON file_reference "
+                           "(file_id)"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_thumb ON file_reference "
+                           "(thumb_id)"),
+            QStringLiteral(
+                    "CREATE INDEX IF NOT EXISTS file_reference_dialog_time ON file_reference "
+                    "(dialog_id, date_time)"),
 
-        QStringLiteral("CREATE TABLE IF NOT EXISTS cache_file ("
-                       "file_id TEXT NOT NULL PRIMARY KEY, type INTEGER NOT NULL, "
-                       "suffix TEXT NOT NULL, size INTEGER NOT NULL, date_time INTEGER NOT NULL)"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS cache_file_time ON cache_file "
-                       "(date_time, file_id)"),
+            QStringLiteral(
+                    "CREATE TABLE IF NOT EXISTS cache_file ("
+                    "file_id TEXT NOT NULL PRIMARY KEY, type INTEGER NOT NULL, "
+                    "suffix TEXT NOT NULL, size INTEGER NOT NULL, date_time INTEGER NOT NULL)"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS cache_file_time ON cache_file "
+                           "(date_time, file_id)"),
 
-        QStringLiteral("CREATE TABLE IF NOT EXISTS buffer_file ("
-                       "file_id TEXT NOT NULL PRIMARY KEY, category INTEGER NOT NULL, "
-                       "kind INTEGER NOT NULL, suffix TEXT NOT NULL, size INTEGER NOT NULL, "
-                       "date_time INTEGER NOT NULL)"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS buffer_file_time ON buffer_file "
-                       "(date_time, file_id)"),
+            QStringLiteral("CREATE TABLE IF NOT EXISTS buffer_file ("
+                           "file_id TEXT NOT NULL PRIMARY KEY, category INTEGER NOT NULL, "
+                           "kind INTEGER NOT NULL, suffix TEXT NOT NULL, size INTEGER NOT NULL, "
+                           "date_time INTEGER NOT NULL)"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS buffer_file_time ON buffer_file "
+                           "(date_time, file_id)"),
 
-        QStringLiteral("CREATE TABLE IF NOT EXISTS keep_media_setting ("
-                       "dialog_id TEXT NOT NULL PRIMARY KEY, keep_time INTEGER NOT NULL)"),
+            QStringLiteral("CREATE TABLE IF NOT EXISTS keep_media_setting ("
+                           "dialog_id TEXT NOT NULL PRIMARY KEY, keep_time INTEGER NOT NULL)"),
 
-        QStringLiteral("CREATE TABLE IF NOT EXISTS file_record ("
-                       "file_id TEXT NOT NULL PRIMARY KEY, type INTEGER NOT NULL, "
-                       "suffix TEXT NOT NULL, size INTEGER NOT NULL, name TEXT NOT NULL, "
-                       "url TEXT NOT NULL, state INTEGER NOT NULL, downloaded INTEGER NOT NULL)"),
+            QStringLiteral(
+                    "CREATE TABLE IF NOT EXISTS file_record ("
+                    "file_id TEXT NOT NULL PRIMARY KEY, type INTEGER NOT NULL, "
+                    "suffix TEXT NOT NULL, size INTEGER NOT NULL, name TEXT NOT NULL, "
+                    "url TEXT NOT NULL, state INTEGER NOT NULL, downloaded INTEGER NOT NULL)"),
 
-        QStringLiteral("CREATE TABLE IF NOT EXISTS message ("
-                       "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
-                       "sub_msg_id INTEGER NOT NULL, date_time INTEGER NOT NULL, "
-                       "type INTEGER NOT NULL, sender_id INTEGER NOT NULL, text TEXT NOT NULL, "
-                       "folded_text TEXT NOT NULL, has_url INTEGER NOT NULL, "
-                       "removed INTEGER NOT NULL, data BLOB, "
-                       "PRIMARY KEY (dialog_id, message_id, sub_msg_id))"),
-        QStringLiteral("CREATE INDEX IF NOT EXISTS message_dialog_time ON message "
-                       "(dialog_id, date_time)"),
+            QStringLiteral("CREATE TABLE IF NOT EXISTS message ("
+                           "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
+                           "sub_msg_id INTEGER NOT NULL, date_time INTEGER NOT NULL, "
+                           "type INTEGER NOT NULL, sender_id INTEGER NOT NULL, text TEXT NOT NULL, "
+                           "folded_text TEXT NOT NULL, has_url INTEGER NOT NULL, "
+                           "removed INTEGER NOT NULL, data BLOB, "
+                           "PRIMARY KEY (dialog_id, message_id, sub_msg_id))"),
+            QStringLiteral("CREATE INDEX IF NOT EXISTS message_dialog_time ON message "
+                           "(dialog_id, date_time)"),
 
-        QStringLiteral("CREATE TABLE IF NOT EXISTS dialog ("
-                       "dialog_id TEXT NOT NULL PRIMARY KEY, name TEXT NOT NULL, "
-                       "type INTEGER NOT NULL, is_group INTEGER NOT NULL, "
-                       "first_visible_msg_id INTEGER NOT NULL, last_active_time INTEGER NOT NULL, "
-                       "can_search_remote INTEGER NOT NULL, has_remote_history INTEGER NOT NULL)"),
+            QStringLiteral(
+                    "CREATE TABLE IF NOT EXISTS dialog ("
+                    "dialog_id TEXT NOT NULL PRIMARY KEY, name TEXT NOT NULL, "
+                    "type INTEGER NOT NULL, is_group INTEGER NOT NULL, "
+                    "first_visible_msg_id INTEGER NOT NULL, last_active_time INTEGER NOT NULL, "
+                    "can_search_remote INTEGER NOT NULL, has_remote_history INTEGER NOT NULL)"),
     };
     return statements;
 }
 
-std::atomic<quint64> s_nextSerial { 1 };
-std::atomic<quint64> s_nextConnection { 1 };
+std::atomic<quint64> s_nextSerial {1};
+std::atomic<quint64> s_nextConnection {1};
 
 // The connections every Database made, by serial. A connection leaves it exactly once: when its
 // thread ends or when its Database is destroyed, whichever comes first; that side removes it.
@@ -166,8 +171,9 @@ bool execute(QSqlDatabase &db, const QString &sql)
 {
     QSqlQuery query(db);
     if (!query.exec(sql)) {
-        qCWarning(lcPlatform).noquote() << "storage:" << sql << "failed:" << query.lastError().text()
-                                        << "in" << db.databaseName();
+        qCWarning(lcPlatform).noquote()
+                << "storage:" << sql << "failed:" << query.lastError().text() << "in"
+                << db.databaseName();
         return false;
     }
     return true;
@@ -175,7 +181,10 @@ bool execute(QSqlDatabase &db, const QString &sql)
 
 } // namespace
 
-Database::Database(const QString &path) : m_path(path), m_serial(s_nextSerial++) { }
+Database::Database(const QString &path)
+    : m_path(path)
+    , m_serial(s_nextSerial++)
+{ }
 
 Database::~Database()
 {
@@ -217,8 +226,9 @@ bool Database::transaction(const std::function<bool(QSqlDatabase &)> &fn)
     const int depth = threadEntry(m_serial).transactionDepth;
     const bool nested = depth > 0;
     const QString savepoint = QStringLiteral("nested%1").arg(depth);
-    if (!execute(db, nested ? QStringLiteral("SAVEPOINT ") + savepoint
-                            : QStringLiteral("BEGIN IMMEDIATE"))) {
+    if (!execute(db,
+                 nested ? QStringLiteral("SAVEPOINT ") + savepoint
+                        : QStringLiteral("BEGIN IMMEDIATE"))) {
         return false;
     }
     threadEntry(m_serial).transactionDepth = depth + 1;
@@ -277,9 +287,8 @@ bool Database::createSchema(QSqlDatabase &db)
 {
     QSqlQuery version(db);
     if (!version.exec(QStringLiteral("PRAGMA user_version")) || !version.next()) {
-        qCWarning(lcPlatform).noquote()
-                << "storage: cannot read the schema version of" << m_path
-                << version.lastError().text();
+        qCWarning(lcPlatform).noquote() << "storage: cannot read the schema version of" << m_path
+                                        << version.lastError().text();
         return false;
     }
     const int found = version.value(0).toInt();

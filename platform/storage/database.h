@@ -54,7 +54,7 @@ private:
     // Never reused, so a connection name can never name a connection of another Database.
     const quint64 m_serial;
     QMutex m_schemaMutex; // serialises the schema check of the first connections
-    std::atomic<bool> m_schemaReady { false };
+    std::atomic<bool> m_schemaReady {false};
 };
 
 } // namespace storage

@@ -31,7 +31,9 @@ DialogRecord recordAt(const QSqlQuery &query)
 
 } // namespace
 
-DialogStorage::DialogStorage(Database *db) : m_db(db) { }
+DialogStorage::DialogStorage(Database *db)
+    : m_db(db)
+{ }
 
 bool DialogStorage::save(const QList<DialogRecord> &records)
 {
@@ -41,14 +43,14 @@ bool DialogStorage::save(const QList<DialogRecord> &records)
                            "first_visible_msg_id, last_active_time, can_search_remote, "
                            "has_remote_history) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
             records, [](const DialogRecord &record) {
-                return QVariantList { Sql::text(record.dialogId),
-                                      Sql::text(record.name),
-                                      record.type,
-                                      record.isGroup,
-                                      record.firstVisibleMsgId,
-                                      record.lastActiveTime,
-                                      record.canSearchRemote,
-                                      record.hasRemoteHistory };
+                return QVariantList {Sql::text(record.dialogId),
+                                     Sql::text(record.name),
+                                     record.type,
+                                     record.isGroup,
+                                     record.firstVisibleMsgId,
+                                     record.lastActiveTime,
+                                     record.canSearchRemote,
+                                     record.hasRemoteHistory};
             });
 }
 
@@ -66,14 +68,14 @@ DialogRecord DialogStorage::dialog(const QString &dialogId)
 {
     QList<DialogRecord> records;
     Sql::select(m_db->connection(), selectColumns() + QStringLiteral("WHERE dialog_id = ?"),
-                { Sql::text(dialogId) }, recordAt, records);
+                {Sql::text(dialogId)}, recordAt, records);
     return records.isEmpty() ? DialogRecord() : records.constFirst();
 }
 
 bool DialogStorage::remove(const QString &dialogId)
 {
     return Sql::exec(m_db, QStringLiteral("DELETE FROM dialog WHERE dialog_id = ?"),
-                     { Sql::text(dialogId) });
+                     {Sql::text(dialogId)});
 }
 
 } // namespace storage

@@ -17,7 +17,7 @@ struct DialogRecord
     int type = 0; // 0 private, 1 group, 2 system (no media)
     bool isGroup = false;
     qint64 firstVisibleMsgId = 0; // messages below it are hidden; 0 shows all
-    qint64 lastActiveTime = 0; // ms since epoch
+    qint64 lastActiveTime = 0;    // ms since epoch
     bool canSearchRemote = true;
     bool hasRemoteHistory = true;
 };

@@ -63,26 +63,26 @@ QList<FileReferenceInfo> takeRows(Database *db, const QList<WhereClause> &clause
 
 WhereClause messageIdsWhere(const QString &dialogId, const QList<qint64> &messageIds)
 {
-    return WhereClause(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) })
+    return WhereClause(QStringLiteral("dialog_id = ?"), {Sql::text(dialogId)})
             .add(QStringLiteral("message_id IN (%1)").arg(Sql::placeholders(messageIds.size())),
                  Sql::toVariantList(messageIds));
 }
 
-QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column,
-                                     const QList<QString> &ids)
+QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column, const QList<QString> &ids)
 {
     QList<FileReferenceInfo> rows;
     const bool ok = Sql::selectWithIds(db->connection(),
                                        selectColumns() + QStringLiteral(" WHERE ") + column
                                                + QStringLiteral(" IN (%1)"),
-                                       {},
-                                       ids, rowAt, rows);
+                                       {}, ids, rowAt, rows);
     return ok ? rows : QList<FileReferenceInfo>();
 }
 
 } // namespace
 
-FileReferenceStorage::FileReferenceStorage(Database *db) : m_db(db) { }
+FileReferenceStorage::FileReferenceStorage(Database *db)
+    : m_db(db)
+{ }
 
 bool FileReferenceStorage::save(const QList<FileReferenceInfo> &rows)
 {
@@ -92,10 +92,14 @@ bool FileReferenceStorage::save(const QList<FileReferenceInfo> &rows)
                            "sub_msg_id, type, date_time, thumb_id, file_id, data) "
                            "VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
             rows, [](const FileReferenceInfo &row) {
-                return QVariantList { Sql::text(row.dialogId), row.messageId,
-                                      row.subMsgId,          row.type,
-                                      row.dateTime,          Sql::text(row.thumbId),
-                                      Sql::text(row.fileId), row.data };
+                return QVariantList {Sql::text(row.dialogId),
+                                     row.messageId,
+                                     row.subMsgId,
+                                     row.type,
+                                     row.dateTime,
+                                     Sql::text(row.thumbId),
+                                     Sql::text(row.fileId),
+                                     row.data};
             });
 }
 
@@ -103,7 +107,7 @@ bool FileReferenceStorage::remove(const QString &dialogId, qint64 messageId)
 {
     return deleteRows(m_db->connection(),
                       WhereClause(QStringLiteral("dialog_id = ? AND message_id = ?"),
-                                  { Sql::text(dialogId), messageId }));
+                                  {Sql::text(dialogId), messageId}));
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageRange(const QString &dialogId,
@@ -115,8 +119,8 @@ QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageRange(const QStr
         return {};
     }
     return takeRows(m_db,
-                    { WhereClause(QStringLiteral("dialog_id = ? AND message_id BETWEEN ? AND ?"),
-                                  { Sql::text(dialogId), range.from(), range.to() }) });
+                    {WhereClause(QStringLiteral("dialog_id = ? AND message_id BETWEEN ? AND ?"),
+                                 {Sql::text(dialogId), range.from(), range.to()})});
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageIds(const QString &dialogId,
@@ -132,11 +136,11 @@ QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageIds(const QStrin
 
 QList<FileReferenceInfo> FileReferenceStorage::removeBefore(const QString &dialogId, qint64 time)
 {
-    WhereClause where(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) });
+    WhereClause where(QStringLiteral("dialog_id = ?"), {Sql::text(dialogId)});
     if (time >= 1) {
-        where.add(QStringLiteral("date_time <= ?"), { time });
+        where.add(QStringLiteral("date_time <= ?"), {time});
     }
-    return takeRows(m_db, { where });
+    return takeRows(m_db, {where});
 }
 
 QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fileIds)
@@ -177,7 +181,7 @@ QList<FileReferenceInfo> FileReferenceStorage::infosWithMessageIds(const QString
     const bool ok = Sql::selectWithIds(
             m_db->connection(),
             selectColumns() + QStringLiteral(" WHERE dialog_id = ? AND message_id IN (%1)"),
-            { Sql::text(dialogId) }, messageIds, rowAt, rows);
+            {Sql::text(dialogId)}, messageIds, rowAt, rows);
     return ok ? rows : QList<FileReferenceInfo>();
 }
 
@@ -185,9 +189,9 @@ QList<FileReferenceInfo> FileReferenceStorage::infosWithDialog(const QString &di
                                                                qint64 sinceTime,
                                                                const QList<int> &types)
 {
-    WhereClause where(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) });
+    WhereClause where(QStringLiteral("dialog_id = ?"), {Sql::text(dialogId)});
     if (sinceTime >= 1) {
-        where.add(QStringLiteral("date_time >= ?"), { sinceTime });
+        where.add(QStringLiteral("date_time >= ?"), {sinceTime});
     }
     const QList<int> uniqueTypes = Sql::uniqueIds(types);
     if (!uniqueTypes.isEmpty()) {

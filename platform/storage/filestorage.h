@@ -17,8 +17,8 @@ struct FileRecord
     QString suffix;
     qint64 size = 0;
     QString name;
-    QString url; // where the bytes come from
-    int state = 0; // BaseFile::State value
+    QString url;           // where the bytes come from
+    int state = 0;         // BaseFile::State value
     qint64 downloaded = 0; // bytes present
 };
 
@@ -38,6 +38,18 @@ public:
     // Records the download state of a known file; false when the file is unknown.
     bool updateState(const QString &fileId, int state, qint64 downloaded);
     bool remove(const QList<QString> &fileIds);
+    // Records ordered by fileId, strictly after the given one ("" = from the start): a walk
+    // over the whole registry in pages.
+    QList<FileRecord> infosAfter(const QString &fileId, int count);
+
+    struct Totals
+    {
+        int completeCount = 0; // wholly present on disk
+        qint64 completeBytes = 0;
+        int missingCount = 0; // not downloaded, or not completely
+        qint64 missingBytes = 0;
+    };
+    Totals totals();
 
 private:
     Database *const m_db;

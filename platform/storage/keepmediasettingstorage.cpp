@@ -5,20 +5,22 @@
 
 namespace storage {
 
-KeepMediaSettingStorage::KeepMediaSettingStorage(Database *db) : m_db(db) { }
+KeepMediaSettingStorage::KeepMediaSettingStorage(Database *db)
+    : m_db(db)
+{ }
 
 bool KeepMediaSettingStorage::save(const KeepMediaSettingInfo &info)
 {
     return Sql::exec(m_db,
                      QStringLiteral("INSERT OR REPLACE INTO keep_media_setting (dialog_id, "
                                     "keep_time) VALUES (?, ?)"),
-                     { Sql::text(info.dialogId), info.keepTime });
+                     {Sql::text(info.dialogId), info.keepTime});
 }
 
 bool KeepMediaSettingStorage::remove(const QString &dialogId)
 {
     return Sql::exec(m_db, QStringLiteral("DELETE FROM keep_media_setting WHERE dialog_id = ?"),
-                     { Sql::text(dialogId) });
+                     {Sql::text(dialogId)});
 }
 
 QList<KeepMediaSettingInfo> KeepMediaSettingStorage::infos()
@@ -26,10 +28,11 @@ QList<KeepMediaSettingInfo> KeepMediaSettingStorage::infos()
     QList<KeepMediaSettingInfo> rows;
     const bool ok = Sql::select(
             m_db->connection(),
-            QStringLiteral("SELECT dialog_id, keep_time FROM keep_media_setting ORDER BY dialog_id"),
+            QStringLiteral(
+                    "SELECT dialog_id, keep_time FROM keep_media_setting ORDER BY dialog_id"),
             {},
             [](const QSqlQuery &query) {
-                return KeepMediaSettingInfo { query.value(0).toString(), query.value(1).toInt() };
+                return KeepMediaSettingInfo {query.value(0).toString(), query.value(1).toInt()};
             },
             rows);
     return ok ? rows : QList<KeepMediaSettingInfo>();

@@ -64,7 +64,7 @@ WhereClause searchFilters(const MessageSearchInfo &info)
         if (!types.contains(LinkType)) {
             types.append(LinkType);
         }
-        where.add(QStringLiteral("(type <> ? OR has_url = 1)"), { LinkType });
+        where.add(QStringLiteral("(type <> ? OR has_url = 1)"), {LinkType});
     }
     if (!types.isEmpty()) {
         where.add(QStringLiteral("type IN (%1)").arg(Sql::placeholders(types.size())),
@@ -72,7 +72,7 @@ WhereClause searchFilters(const MessageSearchInfo &info)
     }
     const QString keyword = info.keyword.toCaseFolded();
     if (!keyword.isEmpty()) {
-        where.add(QStringLiteral("instr(folded_text, ?) > 0"), { keyword });
+        where.add(QStringLiteral("instr(folded_text, ?) > 0"), {keyword});
     }
     const QList<qint64> senders = Sql::uniqueIds(info.senderIds);
     if (!senders.isEmpty()) {
@@ -80,22 +80,24 @@ WhereClause searchFilters(const MessageSearchInfo &info)
                   Sql::toVariantList(senders));
     }
     if (info.startTime >= 1) {
-        where.add(QStringLiteral("date_time >= ?"), { info.startTime });
+        where.add(QStringLiteral("date_time >= ?"), {info.startTime});
     }
     if (info.endTime >= 1) {
-        where.add(QStringLiteral("date_time <= ?"), { info.endTime });
+        where.add(QStringLiteral("date_time <= ?"), {info.endTime});
     }
     if (info.msgId != 0) {
         where.add(info.newer ? QStringLiteral("message_id >= ?")
                              : QStringLiteral("message_id <= ?"),
-                  { info.msgId });
+                  {info.msgId});
     }
     return where;
 }
 
 } // namespace
 
-MessageStorage::MessageStorage(Database *db) : m_db(db) { }
+MessageStorage::MessageStorage(Database *db)
+    : m_db(db)
+{ }
 
 bool MessageStorage::save(const QList<MessageRecord> &records)
 {
@@ -105,23 +107,23 @@ bool MessageStorage::save(const QList<MessageRecord> &records)
                            "date_time, type, sender_id, text, folded_text, has_url, removed, "
                            "data) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
             records, [](const MessageRecord &record) {
-                return QVariantList { Sql::text(record.dialogId),
-                                      record.messageId,
-                                      record.subMsgId,
-                                      record.dateTime,
-                                      record.type,
-                                      record.senderId,
-                                      Sql::text(record.text),
-                                      Sql::text(record.text.toCaseFolded()),
-                                      hasUrl(record.text),
-                                      record.removed,
-                                      record.data };
+                return QVariantList {Sql::text(record.dialogId),
+                                     record.messageId,
+                                     record.subMsgId,
+                                     record.dateTime,
+                                     record.type,
+                                     record.senderId,
+                                     Sql::text(record.text),
+                                     Sql::text(record.text.toCaseFolded()),
+                                     hasUrl(record.text),
+                                     record.removed,
+                                     record.data};
             });
 }
 
 MessageRecord MessageStorage::message(const QString &dialogId, const MessageKey &key)
 {
-    const QList<MessageRecord> records = messages(dialogId, { key });
+    const QList<MessageRecord> records = messages(dialogId, {key});
     return records.isEmpty() ? MessageRecord() : records.constFirst();
 }
 
@@ -134,7 +136,7 @@ QList<MessageRecord> MessageStorage::messages(const QString &dialogId,
     for (qsizetype start = 0; start < unique.size(); start += Sql::MaxIdsPerStatement / 2) {
         const QList<MessageKey> chunk = unique.mid(start, Sql::MaxIdsPerStatement / 2);
         QStringList pairs;
-        QVariantList values { Sql::text(dialogId) };
+        QVariantList values {Sql::text(dialogId)};
         for (const MessageKey &key : chunk) {
             pairs.append(QStringLiteral("(?, ?)"));
             values << key.messageId << key.subMsgId;
@@ -158,7 +160,7 @@ QList<MessageRecord> MessageStorage::subMessages(const QString &dialogId, qint64
                                 selectColumns()
                                         + QStringLiteral(" WHERE dialog_id = ? AND message_id = ? "
                                                          "AND sub_msg_id > 0 ORDER BY sub_msg_id"),
-                                { Sql::text(dialogId), messageId }, recordAt, records);
+                                {Sql::text(dialogId), messageId}, recordAt, records);
     return ok ? records : QList<MessageRecord>();
 }
 
@@ -179,7 +181,7 @@ QList<MessageRecord> MessageStorage::search(const MessageSearchInfo &info, bool 
     const auto selectPage = [&](const WhereClause &where) {
         // One row past the page tells whether there are more.
         return Sql::select(db, selectColumns() + where.sql() + order,
-                           where.values() + QVariantList { qint64(info.count) + 1 }, recordAt,
+                           where.values() + QVariantList {qint64(info.count) + 1}, recordAt,
                            records);
     };
     bool ok = true;
@@ -216,11 +218,12 @@ QList<MessageRecord> MessageStorage::search(const MessageSearchInfo &info, bool 
 qint64 MessageStorage::messageIdAtTime(const QString &dialogId, qint64 time)
 {
     QList<qint64> ids;
-    Sql::select(m_db->connection(),
-                QStringLiteral("SELECT MIN(message_id) FROM message WHERE dialog_id = ? AND "
-                               "sub_msg_id = 0 AND date_time >= ?"),
-                { Sql::text(dialogId), time },
-                [](const QSqlQuery &query) { return query.value(0).toLongLong(); }, ids);
+    Sql::select(
+            m_db->connection(),
+            QStringLiteral("SELECT MIN(message_id) FROM message WHERE dialog_id = ? AND "
+                           "sub_msg_id = 0 AND date_time >= ?"),
+            {Sql::text(dialogId), time},
+            [](const QSqlQuery &query) { return query.value(0).toLongLong(); }, ids);
     return ids.isEmpty() ? 0 : ids.constFirst();
 }
 
@@ -228,18 +231,18 @@ bool MessageStorage::removeWithMessageIds(const QString &dialogId, const QList<q
 {
     return Sql::execWithIds(
             m_db, QStringLiteral("DELETE FROM message WHERE dialog_id = ? AND message_id IN (%1)"),
-            { Sql::text(dialogId) }, messageIds);
+            {Sql::text(dialogId)}, messageIds);
 }
 
 int MessageStorage::count(const QString &dialogId)
 {
     const WhereClause where = dialogId.isEmpty()
             ? WhereClause()
-            : WhereClause(QStringLiteral("dialog_id = ?"), { Sql::text(dialogId) });
+            : WhereClause(QStringLiteral("dialog_id = ?"), {Sql::text(dialogId)});
     QList<int> counts;
-    Sql::select(m_db->connection(), QStringLiteral("SELECT COUNT(*) FROM message") + where.sql(),
-                where.values(), [](const QSqlQuery &query) { return query.value(0).toInt(); },
-                counts);
+    Sql::select(
+            m_db->connection(), QStringLiteral("SELECT COUNT(*) FROM message") + where.sql(),
+            where.values(), [](const QSqlQuery &query) { return query.value(0).toInt(); }, counts);
     return counts.isEmpty() ? 0 : counts.constFirst();
 }
 

@@ -18,7 +18,7 @@ struct MessageRecord
     qint64 messageId = 0;
     qint64 subMsgId = 0; // > 0: child of a combined message
     qint64 dateTime = 0; // ms since epoch
-    int type = 0; // content type
+    int type = 0;        // content type
     qint64 senderId = 0;
     QString text;
     bool removed = false;
@@ -29,13 +29,13 @@ struct MessageRecord
 struct MessageSearchInfo
 {
     QList<QString> dialogIds; // empty = all dialogs
-    QList<int> types; // empty = any
-    bool linksOnly = false; // type 1 rows match only when their text holds a URL; with no types,
-                            // only such rows match
-    QString keyword; // case-insensitive substring of text
-    QList<qint64> senderIds; // empty = any
+    QList<int> types;         // empty = any
+    bool linksOnly = false;   // type 1 rows match only when their text holds a URL; with no types,
+                              // only such rows match
+    QString keyword;          // case-insensitive substring of text
+    QList<qint64> senderIds;  // empty = any
     qint64 startTime = 0, endTime = 0; // inclusive, < 1 = open
-    qint64 msgId = 0; // cursor: older = messageId <= msgId, newer = messageId >= msgId; 0 = none
+    qint64 msgId = 0;   // cursor: older = messageId <= msgId, newer = messageId >= msgId; 0 = none
     bool newer = false; // false: newest first; true: oldest first
     int count = 50;
 };

@@ -30,7 +30,7 @@ int kindOfType(int type)
 
 QSet<int> typesOfKind(int kind)
 {
-    return kind == PhotoType ? QSet<int> { PhotoType, VideoType } : QSet<int> { kind };
+    return kind == PhotoType ? QSet<int> {PhotoType, VideoType} : QSet<int> {kind};
 }
 
 const QString &selectColumns()
@@ -72,8 +72,9 @@ void sortRows(QList<ResourceInfo> &rows, Direction direction)
     if (direction == Direction::After) {
         std::sort(rows.begin(), rows.end(), isOrderedBefore);
     } else {
-        std::sort(rows.begin(), rows.end(),
-                  [](const ResourceInfo &a, const ResourceInfo &b) { return isOrderedBefore(b, a); });
+        std::sort(rows.begin(), rows.end(), [](const ResourceInfo &a, const ResourceInfo &b) {
+            return isOrderedBefore(b, a);
+        });
     }
 }
 
@@ -109,12 +110,12 @@ std::optional<RowBound> beforeCursor(const ResourceSearchInfo &info)
         return std::nullopt;
     }
     if (info.msgId == 0) {
-        return RowBound { info.time, HighestId };
+        return RowBound {info.time, HighestId};
     }
     if (info.time == std::numeric_limits<qint64>::max()) {
         return std::nullopt;
     }
-    return RowBound { info.time + 1, info.msgId };
+    return RowBound {info.time + 1, info.msgId};
 }
 
 // (t - 1, m - 1) exclusive is (t - 1, m) inclusive.
@@ -124,9 +125,9 @@ std::optional<RowBound> afterCursor(const ResourceSearchInfo &info)
         return std::nullopt;
     }
     if (info.msgId == 0) {
-        return RowBound { info.time, LowestId };
+        return RowBound {info.time, LowestId};
     }
-    return RowBound { info.time - 1, info.msgId };
+    return RowBound {info.time - 1, info.msgId};
 }
 
 std::optional<RowBound> tighterUpper(std::optional<RowBound> bound, const RowBound &other)
@@ -144,30 +145,30 @@ std::optional<RowBound> tighterLower(std::optional<RowBound> bound, const RowBou
 // scanned.
 void addBounds(WhereClause &conditions, const ResourceSearchInfo &info, Direction direction)
 {
-    std::optional<RowBound> upper = direction == Direction::Before ? beforeCursor(info)
-                                                                   : std::nullopt;
-    std::optional<RowBound> lower = direction == Direction::After ? afterCursor(info)
-                                                                  : std::nullopt;
+    std::optional<RowBound> upper =
+            direction == Direction::Before ? beforeCursor(info) : std::nullopt;
+    std::optional<RowBound> lower =
+            direction == Direction::After ? afterCursor(info) : std::nullopt;
     if (info.endTime >= 1) {
-        upper = tighterUpper(upper, RowBound { info.endTime, HighestId });
+        upper = tighterUpper(upper, RowBound {info.endTime, HighestId});
     }
     if (info.startTime >= 1) {
-        lower = tighterLower(lower, RowBound { info.startTime, LowestId });
+        lower = tighterLower(lower, RowBound {info.startTime, LowestId});
     }
     if (upper) {
         if (upper->msgId == HighestId) {
-            conditions.add(QStringLiteral("date_time <= ?"), { upper->time });
+            conditions.add(QStringLiteral("date_time <= ?"), {upper->time});
         } else {
             conditions.add(QStringLiteral("(date_time, message_id) <= (?, ?)"),
-                           { upper->time, upper->msgId });
+                           {upper->time, upper->msgId});
         }
     }
     if (lower) {
         if (lower->msgId == LowestId) {
-            conditions.add(QStringLiteral("date_time >= ?"), { lower->time });
+            conditions.add(QStringLiteral("date_time >= ?"), {lower->time});
         } else {
             conditions.add(QStringLiteral("(date_time, message_id) >= (?, ?)"),
-                           { lower->time, lower->msgId });
+                           {lower->time, lower->msgId});
         }
     }
 }
@@ -177,7 +178,7 @@ void addBounds(WhereClause &conditions, const ResourceSearchInfo &info, Directio
 void addTypeFilter(WhereClause &conditions, const ResourceSearchInfo &info)
 {
     if (info.isLink) {
-        conditions.add(QStringLiteral("kind = ?"), { LinkType });
+        conditions.add(QStringLiteral("kind = ?"), {LinkType});
         return;
     }
     const QList<int> types = Sql::uniqueIds(info.types);
@@ -190,7 +191,7 @@ void addTypeFilter(WhereClause &conditions, const ResourceSearchInfo &info)
     }
     if (kinds.size() == 1) {
         const int kind = *kinds.cbegin();
-        conditions.add(QStringLiteral("kind = ?"), { kind });
+        conditions.add(QStringLiteral("kind = ?"), {kind});
         if (QSet<int>(types.cbegin(), types.cend()) == typesOfKind(kind)) {
             return;
         }
@@ -204,7 +205,7 @@ void addContentFilters(WhereClause &conditions, const ResourceSearchInfo &info)
     addTypeFilter(conditions, info);
     const QString keyword = info.keyword.toCaseFolded();
     if (!keyword.isEmpty()) {
-        conditions.add(QStringLiteral("instr(folded_text, ?) > 0"), { keyword });
+        conditions.add(QStringLiteral("instr(folded_text, ?) > 0"), {keyword});
     }
     const QList<qint64> senders = Sql::uniqueIds(info.senderIds);
     if (!senders.isEmpty()) {
@@ -217,11 +218,11 @@ void addContentFilters(WhereClause &conditions, const ResourceSearchInfo &info)
 void addGroupTail(WhereClause &conditions, const ResourceInfo &last, Direction direction)
 {
     conditions.add(QStringLiteral("date_time = ? AND message_id = ?"),
-                   { last.dateTime, last.messageId });
+                   {last.dateTime, last.messageId});
     conditions.add(direction == Direction::Before
                            ? QStringLiteral("(sub_msg_id, dialog_id) < (?, ?)")
                            : QStringLiteral("(sub_msg_id, dialog_id) > (?, ?)"),
-                   { last.subMsgId, Sql::text(last.dialogId) });
+                   {last.subMsgId, Sql::text(last.dialogId)});
 }
 
 // Reads one page for all dialogs (dialogIds null) or for each of a list of dialogs. The per-dialog
@@ -232,9 +233,11 @@ class PageReader
 public:
     PageReader(Database *db, const QList<QString> *dialogIds, const ResourceSearchInfo &info,
                Direction direction)
-        : m_db(db), m_dialogIds(dialogIds), m_info(info), m_direction(direction)
-    {
-    }
+        : m_db(db)
+        , m_dialogIds(dialogIds)
+        , m_info(info)
+        , m_direction(direction)
+    { }
 
     QList<ResourceInfo> read()
     {
@@ -267,7 +270,7 @@ private:
         WhereClause conditions;
         if (m_dialogIds) {
             // Bound for each dialog in turn by select().
-            conditions.add(QStringLiteral("dialog_id = ?"), { QString() });
+            conditions.add(QStringLiteral("dialog_id = ?"), {QString()});
         }
         addContentFilters(conditions, m_info);
         return conditions;
@@ -329,12 +332,14 @@ QList<ResourceInfo> readPage(Database *db, const QList<QString> &dialogIds,
 
 } // namespace
 
-ResourceStorage::ResourceStorage(Database *db) : m_db(db) { }
+ResourceStorage::ResourceStorage(Database *db)
+    : m_db(db)
+{ }
 
 QList<ResourceInfo> ResourceStorage::infosBefore(const QString &dialogId,
                                                  const ResourceSearchInfo &info)
 {
-    return readPage(m_db, { dialogId }, info, Direction::Before);
+    return readPage(m_db, {dialogId}, info, Direction::Before);
 }
 
 QList<ResourceInfo> ResourceStorage::infosBefore(const QList<QString> &dialogIds,
@@ -351,7 +356,7 @@ QList<ResourceInfo> ResourceStorage::infosBefore(const ResourceSearchInfo &info)
 QList<ResourceInfo> ResourceStorage::infosAfter(const QString &dialogId,
                                                 const ResourceSearchInfo &info)
 {
-    return readPage(m_db, { dialogId }, info, Direction::After);
+    return readPage(m_db, {dialogId}, info, Direction::After);
 }
 
 QList<ResourceInfo> ResourceStorage::infosAfter(const QList<QString> &dialogIds,
@@ -373,37 +378,57 @@ bool ResourceStorage::save(const QList<ResourceInfo> &rows)
                            "type, kind, date_time, sender_id, text, folded_text) "
                            "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
             rows, [](const ResourceInfo &row) {
-                return QVariantList { Sql::text(row.dialogId), row.messageId,
-                                      row.subMsgId,          row.type,
-                                      kindOfType(row.type),  row.dateTime,
-                                      row.senderId,          Sql::text(row.text),
-                                      Sql::text(row.text.toCaseFolded()) };
+                return QVariantList {Sql::text(row.dialogId),
+                                     row.messageId,
+                                     row.subMsgId,
+                                     row.type,
+                                     kindOfType(row.type),
+                                     row.dateTime,
+                                     row.senderId,
+                                     Sql::text(row.text),
+                                     Sql::text(row.text.toCaseFolded())};
             });
 }
 
-bool ResourceStorage::removeWithMessageIds(const QString &dialogId,
-                                           const QList<qint64> &messageIds)
+bool ResourceStorage::removeWithMessageIds(const QString &dialogId, const QList<qint64> &messageIds)
 {
     return Sql::execWithIds(
-            m_db,
-            QStringLiteral("DELETE FROM resource WHERE dialog_id = ? AND message_id IN (%1)"),
-            { Sql::text(dialogId) }, messageIds);
+            m_db, QStringLiteral("DELETE FROM resource WHERE dialog_id = ? AND message_id IN (%1)"),
+            {Sql::text(dialogId)}, messageIds);
 }
 
 bool ResourceStorage::removeDialog(const QString &dialogId)
 {
     return Sql::exec(m_db, QStringLiteral("DELETE FROM resource WHERE dialog_id = ?"),
-                     { Sql::text(dialogId) });
+                     {Sql::text(dialogId)});
 }
 
 int ResourceStorage::count(const QString &dialogId)
 {
     QList<int> counts;
-    Sql::select(m_db->connection(),
-                QStringLiteral("SELECT COUNT(*) FROM resource WHERE dialog_id = ?"),
-                { Sql::text(dialogId) }, [](const QSqlQuery &query) { return query.value(0).toInt(); },
-                counts);
+    Sql::select(
+            m_db->connection(), QStringLiteral("SELECT COUNT(*) FROM resource WHERE dialog_id = ?"),
+            {Sql::text(dialogId)}, [](const QSqlQuery &query) { return query.value(0).toInt(); },
+            counts);
     return counts.isEmpty() ? 0 : counts.constFirst();
+}
+
+QMap<int, int> ResourceStorage::countByType(const QString &dialogId)
+{
+    QList<QPair<int, int>> rows;
+    Sql::select(m_db->connection(),
+                QStringLiteral("SELECT type, COUNT(*) FROM resource WHERE dialog_id = ? "
+                               "GROUP BY type"),
+                {Sql::text(dialogId)},
+                [](const QSqlQuery &query) {
+                    return qMakePair(query.value(0).toInt(), query.value(1).toInt());
+                },
+                rows);
+    QMap<int, int> counts;
+    for (const auto &row : std::as_const(rows)) {
+        counts.insert(row.first, row.second);
+    }
+    return counts;
 }
 
 } // namespace storage

@@ -3,6 +3,7 @@
 #include "storage_export.h"
 
 #include <QList>
+#include <QMap>
 #include <QString>
 
 namespace storage {
@@ -15,7 +16,8 @@ struct ResourceInfo
     QString dialogId;
     qint64 messageId = 0;
     qint64 subMsgId = 0; // > 0: child of a combined message
-    int type = 0; // content type: 1 link (text with a URL), 2 photo, 3 voice, 4 music, 5 video, 6 file
+    int type =
+            0; // content type: 1 link (text with a URL), 2 photo, 3 voice, 4 music, 5 video, 6 file
     qint64 dateTime = 0; // ms since epoch
     qint64 senderId = 0;
     QString text; // what a keyword matches: file name, link, title, caption
@@ -24,16 +26,16 @@ struct ResourceInfo
 // What one page asks for: filters, the cursor and the page size.
 struct ResourceSearchInfo
 {
-    QList<int> types; // content types; empty = any
-    bool isLink = false; // rows of type 1 only (set instead of types)
-    qint64 time = 0; // cursor time; < 1 = no cursor
-    qint64 msgId = 0; // cursor message id; 0 = the whole millisecond
-    QString keyword; // case-insensitive substring of text; empty = any
+    QList<int> types;        // content types; empty = any
+    bool isLink = false;     // rows of type 1 only (set instead of types)
+    qint64 time = 0;         // cursor time; < 1 = no cursor
+    qint64 msgId = 0;        // cursor message id; 0 = the whole millisecond
+    QString keyword;         // case-insensitive substring of text; empty = any
     QList<qint64> senderIds; // empty = any
-    qint64 startTime = 0; // time span filter, inclusive; < 1 = open
+    qint64 startTime = 0;    // time span filter, inclusive; < 1 = open
     qint64 endTime = 0;
     QString sourceDlgId; // carried for callers; not a filter
-    int count = 50; // maximum rows (see the page rule below); < 1 gives no rows
+    int count = 50;      // maximum rows (see the page rule below); < 1 gives no rows
 };
 
 // The resource table: one row per (dialogId, messageId, subMsgId).
@@ -48,7 +50,9 @@ struct ResourceSearchInfo
 // So after a page the caller moves the cursor to (last.dateTime - 1, last.messageId - 1) before,
 // or (last.dateTime + 1, last.messageId + 1) after, and the next page starts right behind the
 // last row. Starting at an item (t, m) = (its dateTime, its messageId), a before page includes
-// it; starting at (dateTime + 1, messageId + 1), an after page excludes it.
+// it; starting at (dateTime + 1, messageId + 1), an after page excludes it. Rows lying strictly
+// between those two starts (the item's millisecond with a higher message id, or the next
+// millisecond with a lower one) come in both directions; callers drop the repeats.
 //
 // Page rule: rows sharing (dateTime, messageId) form a group (the children of a combined
 // message, or rows of different dialogs in the global forms). A page never ends inside the group
@@ -72,8 +76,7 @@ public:
                                     const ResourceSearchInfo &info);
     QList<ResourceInfo> infosBefore(const ResourceSearchInfo &info);
     QList<ResourceInfo> infosAfter(const QString &dialogId, const ResourceSearchInfo &info);
-    QList<ResourceInfo> infosAfter(const QList<QString> &dialogIds,
-                                   const ResourceSearchInfo &info);
+    QList<ResourceInfo> infosAfter(const QList<QString> &dialogIds, const ResourceSearchInfo &info);
     QList<ResourceInfo> infosAfter(const ResourceSearchInfo &info);
 
     // Inserts or replaces by (dialogId, messageId, subMsgId), all rows in one transaction.
@@ -83,6 +86,8 @@ public:
     bool removeDialog(const QString &dialogId);
     // Rows of the dialog; 0 when the query fails.
     int count(const QString &dialogId);
+    // The number of rows of each content type of the dialog; types without rows are absent.
+    QMap<int, int> countByType(const QString &dialogId);
 
 private:
     Database *const m_db;

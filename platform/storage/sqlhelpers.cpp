@@ -2,6 +2,7 @@
 
 #include "platformlog.h"
 
+#include <QSqlDriver>
 #include <QSqlError>
 
 namespace storage::Sql {
@@ -32,6 +33,10 @@ QVariant text(const QString &value)
 
 bool prepare(QSqlQuery &query, const QString &sql)
 {
+    // Database logged why the connection could not open; one line per failure is enough.
+    if (!query.driver() || !query.driver()->isOpen()) {
+        return false;
+    }
     query.setForwardOnly(true);
     if (!query.prepare(sql)) {
         logFailure(query, sql);

@@ -22,7 +22,8 @@ QString placeholders(qsizetype count);
 // NULL and key columns must compare equal.
 QVariant text(const QString &value);
 
-// Prepares sql on query (forward only) and logs the SQL error when it fails.
+// Prepares sql on query (forward only) and logs the SQL error when it fails. Fails silently on a
+// connection that is not open: Database has logged that already.
 bool prepare(QSqlQuery &query, const QString &sql);
 // Binds values by position, replacing earlier bindings, executes and logs the SQL error on failure.
 bool exec(QSqlQuery &query, const QVariantList &values = {});
@@ -51,8 +52,7 @@ bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, Row
 // id names nothing, and matching it would return every row that lacks that id.
 QList<QString> uniqueIds(const QList<QString> &ids);
 
-template<typename T>
-QList<T> uniqueIds(const QList<T> &ids)
+template<typename T> QList<T> uniqueIds(const QList<T> &ids)
 {
     QList<T> unique;
     QSet<T> seen;
@@ -65,8 +65,7 @@ QList<T> uniqueIds(const QList<T> &ids)
     return unique;
 }
 
-template<typename T>
-QVariantList toVariantList(const QList<T> &values)
+template<typename T> QVariantList toVariantList(const QList<T> &values)
 {
     QVariantList list;
     list.reserve(values.size());
@@ -78,8 +77,7 @@ QVariantList toVariantList(const QList<T> &values)
 
 // Calls fn(chunk) for consecutive chunks of at most MaxIdsPerStatement ids; stops and returns
 // false as soon as fn does.
-template<typename T, typename Fn>
-bool forEachChunk(const QList<T> &ids, Fn fn)
+template<typename T, typename Fn> bool forEachChunk(const QList<T> &ids, Fn fn)
 {
     for (qsizetype start = 0; start < ids.size(); start += MaxIdsPerStatement) {
         if (!fn(ids.mid(start, MaxIdsPerStatement))) {

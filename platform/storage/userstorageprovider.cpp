@@ -22,8 +22,7 @@ UserStorageProvider::UserStorageProvider(const QString &databasePath)
     , m_fileStorage(std::make_unique<FileStorage>(m_database.get()))
     , m_messageStorage(std::make_unique<MessageStorage>(m_database.get()))
     , m_dialogStorage(std::make_unique<DialogStorage>(m_database.get()))
-{
-}
+{ }
 
 UserStorageProvider::~UserStorageProvider() = default;
 

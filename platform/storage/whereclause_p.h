@@ -26,8 +26,9 @@ public:
     // " WHERE a AND b", or nothing without terms.
     QString sql() const
     {
-        return m_terms.isEmpty() ? QString()
-                                 : QStringLiteral(" WHERE ") + m_terms.join(QStringLiteral(" AND "));
+        return m_terms.isEmpty()
+                ? QString()
+                : QStringLiteral(" WHERE ") + m_terms.join(QStringLiteral(" AND "));
     }
 
     const QVariantList &values() const { return m_values; }

@@ -55,12 +55,11 @@ QString FileTestEnvironment::sourceUrl(const QString &name) const
 QSharedPointer<FileData> FileTestEnvironment::registerFile(const QString &fileId, qint64 size,
                                                            const QString &url)
 {
-    return m_files->registerFiles({ record(fileId, size, url) }).value(0);
+    return m_files->registerFiles({record(fileId, size, url)}).value(0);
 }
 
 storage::FileRecord FileTestEnvironment::record(const QString &fileId, qint64 size,
-                                                const QString &url, int type,
-                                                const QString &suffix)
+                                                const QString &url, int type, const QString &suffix)
 {
     storage::FileRecord row;
     row.fileId = fileId;
@@ -90,7 +89,7 @@ DownloadRecorder::DownloadRecorder(FileManager *files)
     DownloadFileMgr *downloads = files->downloadFileMgr();
     connect(downloads, &DownloadFileMgr::downloadProgress, this,
             [this](const QString &fileId, qint64 received, qint64 total) {
-                m_progress[fileId].append({ received, total });
+                m_progress[fileId].append({received, total});
             });
     connect(downloads, &DownloadFileMgr::downloadFinished, this,
             [this](const QString &fileId, bool ok) { m_finished[fileId].append(ok); });
@@ -102,7 +101,7 @@ std::function<void(qint64, const QByteArray &)> StreamRecorder::callback()
 {
     return [this](qint64 requestId, const QByteArray &data) {
         QMutexLocker locker(&m_mutex);
-        m_answers.append({ requestId, data, QThread::currentThread() });
+        m_answers.append({requestId, data, QThread::currentThread()});
     };
 }
 

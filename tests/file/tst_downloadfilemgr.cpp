@@ -3,8 +3,8 @@
 #include "downloadfilemgr.h"
 #include "filestorage.h"
 #include "filetestenvironment.h"
-#include "nginxfixture.h"
 #include "networkusagemodel.h"
+#include "nginxfixture.h"
 
 #include <QFileInfo>
 #include <QSignalSpy>
@@ -20,8 +20,8 @@ constexpr qint64 kSlowFileSize = 2 * 1024 * 1024;
 
 } // namespace
 
-#define SKIP_WITHOUT_SERVER(source)                                                              \
-    if ((source) == HttpSource && !m_nginx)                                                        \
+#define SKIP_WITHOUT_SERVER(source) \
+    if ((source) == HttpSource && !m_nginx) \
     QSKIP(NginxFixture::notInstalledMessage())
 
 class tst_DownloadFileMgr : public QObject
@@ -116,7 +116,7 @@ void tst_DownloadFileMgr::fullDownloadLandsAtTheLocalPath()
 
     m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_PLAYER);
 
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ true }), kDownloadTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({true}), kDownloadTimeoutMs);
     QCOMPARE(FileTestEnvironment::contents(file->localPath()), bytes);
     QVERIFY(!QFileInfo::exists(file->localPath() + QLatin1String(CACHE_SUFFIX)));
     QCOMPARE(file->fileState(), int(BaseFile::StateDone));
@@ -124,7 +124,7 @@ void tst_DownloadFileMgr::fullDownloadLandsAtTheLocalPath()
     QCOMPARE(file->percent(), 100);
 
     const QList<storage::CacheFileInfo> cached =
-            m_env->storage()->cacheFileStorage()->infosWithFileIds({ id });
+            m_env->storage()->cacheFileStorage()->infosWithFileIds({id});
     QCOMPARE(cached.size(), 1);
     QCOMPARE(cached.first().size, qint64(bytes.size()));
     QCOMPARE(cached.first().type, file->type());
@@ -152,7 +152,7 @@ void tst_DownloadFileMgr::resumedDownloadFetchesOnlyTheRest()
 
     m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_PLAYER);
 
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ true }), kDownloadTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({true}), kDownloadTimeoutMs);
     QCOMPARE(FileTestEnvironment::contents(file->localPath()), bytes);
     // Started from the bytes already present: the first report counts them.
     const QList<DownloadRecorder::Progress> progress = recorder.progress(id);
@@ -170,7 +170,8 @@ void tst_DownloadFileMgr::failedDownloadKeepsThePartialFile_data()
     QTest::newRow("unreachable port")
             << int(LocalSource)
             << QStringLiteral("http://127.0.0.1:%1/x").arg(NginxFixture::unusedPort());
-    QTest::newRow("missing local file") << int(LocalSource) << QStringLiteral("file:///nonexistent/x");
+    QTest::newRow("missing local file")
+            << int(LocalSource) << QStringLiteral("file:///nonexistent/x");
     QTest::newRow("unsupported source") << int(LocalSource) << QStringLiteral("ftp://127.0.0.1/x");
     QTest::newRow("no source") << int(LocalSource) << QString();
 }
@@ -191,12 +192,12 @@ void tst_DownloadFileMgr::failedDownloadKeepsThePartialFile()
 
     m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_PLAYER);
 
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ false }), kDownloadTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({false}), kDownloadTimeoutMs);
     QCOMPARE(file->fileState(), int(BaseFile::StateFailed));
     QCOMPARE(FileTestEnvironment::contents(file->partialPath()), partial);
     QVERIFY(!QFileInfo::exists(file->localPath()));
     QCOMPARE(m_env->storage()->fileStorage()->info(id).state, int(BaseFile::StateFailed));
-    QVERIFY(m_env->storage()->cacheFileStorage()->infosWithFileIds({ id }).isEmpty());
+    QVERIFY(m_env->storage()->cacheFileStorage()->infosWithFileIds({id}).isEmpty());
 }
 
 void tst_DownloadFileMgr::progressRisesToTheTotal_data()
@@ -240,8 +241,8 @@ void tst_DownloadFileMgr::completeFileFinishesAtOnce()
 
     m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_SYNC);
 
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ true }), kDownloadTimeoutMs);
-    QCOMPARE(recorder.syncFinished(id), QList<bool>({ true }));
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({true}), kDownloadTimeoutMs);
+    QCOMPARE(recorder.syncFinished(id), QList<bool>({true}));
     QCOMPARE(file->fileState(), int(BaseFile::StateDone));
     QVERIFY(!QFileInfo::exists(file->partialPath()));
 }
@@ -251,11 +252,12 @@ void tst_DownloadFileMgr::syncDownloadsReportToTheBulkDownload_data()
     QTest::addColumn<int>("downloadType");
     QTest::addColumn<bool>("sourceExists");
     QTest::addColumn<QList<bool>>("reported");
-    QTest::newRow("bulk download succeeds") << int(DOWNLOAD_SYNC) << true << QList<bool>({ true });
-    QTest::newRow("bulk download fails") << int(DOWNLOAD_SYNC) << false << QList<bool>({ false });
+    QTest::newRow("bulk download succeeds") << int(DOWNLOAD_SYNC) << true << QList<bool>({true});
+    QTest::newRow("bulk download fails") << int(DOWNLOAD_SYNC) << false << QList<bool>({false});
     QTest::newRow("player download is not reported")
             << int(DOWNLOAD_PLAYER) << true << QList<bool>();
-    QTest::newRow("viewer download is not reported") << int(DOWNLOAD_VIEW) << false << QList<bool>();
+    QTest::newRow("viewer download is not reported")
+            << int(DOWNLOAD_VIEW) << false << QList<bool>();
 }
 
 void tst_DownloadFileMgr::syncDownloadsReportToTheBulkDownload()
@@ -271,7 +273,7 @@ void tst_DownloadFileMgr::syncDownloadsReportToTheBulkDownload()
 
     m_env->files()->downloadFileMgr()->download(file, false, downloadType);
 
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ sourceExists }),
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({sourceExists}),
                               kDownloadTimeoutMs);
     QCOMPARE(recorder.syncFinished(id), reported);
 }
@@ -291,7 +293,7 @@ void tst_DownloadFileMgr::downloadSpeedIsReportedWhileBytesArrive()
 
     QTRY_VERIFY_WITH_TIMEOUT(usage->downloadSpeed() > 0, kDownloadTimeoutMs);
     QVERIFY(recorder.finished(id).isEmpty()); // measured while the download runs
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ true }), kDownloadTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({true}), kDownloadTimeoutMs);
     QTRY_COMPARE_WITH_TIMEOUT(usage->downloadSpeed(), qint64(0), kDownloadTimeoutMs);
     QVERIFY(speeds.size() >= 2);
     for (int i = 1; i < speeds.size(); ++i) {
@@ -324,14 +326,14 @@ void tst_DownloadFileMgr::stopStopsTheTransfer()
     const QByteArray other = m_env->writeSource(otherId, 300 * 1024);
     downloads->download(m_env->registerFile(otherId, other.size(), slowUrl(otherId)), false,
                         DOWNLOAD_SYNC);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(otherId), QList<bool>({ true }), kDownloadTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(otherId), QList<bool>({true}), kDownloadTimeoutMs);
     QCOMPARE(QFileInfo(file->partialPath()).size(), kept);
     QVERIFY(recorder.finished(stoppedId).isEmpty());
     QVERIFY(!QFileInfo::exists(file->localPath()));
 
     // And it resumes where it stopped.
     downloads->download(file, true, DOWNLOAD_SYNC);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(stoppedId), QList<bool>({ true }),
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(stoppedId), QList<bool>({true}),
                               kDownloadTimeoutMs);
     QCOMPARE(FileTestEnvironment::contents(file->localPath()), bytes);
 }
@@ -410,7 +412,8 @@ void tst_DownloadFileMgr::isDownloadingUntilFinished()
 {
     const QString id = uniqueName();
     const QByteArray bytes = m_env->writeSource(id, 4096);
-    const QSharedPointer<FileData> file = m_env->registerFile(id, bytes.size(), m_env->sourceUrl(id));
+    const QSharedPointer<FileData> file =
+            m_env->registerFile(id, bytes.size(), m_env->sourceUrl(id));
     DownloadRecorder recorder(m_env->files());
     DownloadFileMgr *downloads = m_env->files()->downloadFileMgr();
     QVERIFY(!downloads->isDownloading(id));
@@ -418,7 +421,7 @@ void tst_DownloadFileMgr::isDownloadingUntilFinished()
     downloads->download(file, false, DOWNLOAD_PLAYER);
 
     QVERIFY(downloads->isDownloading(id));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ true }), kDownloadTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({true}), kDownloadTimeoutMs);
     QVERIFY(!downloads->isDownloading(id));
 }
 

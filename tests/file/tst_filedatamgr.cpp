@@ -63,7 +63,7 @@ QSharedPointer<FileData> tst_FileDataMgr::cachedFile(const QString &fileId, cons
     row.suffix = file->suffix();
     row.size = bytes.size();
     row.dateTime = 1;
-    m_env->storage()->cacheFileStorage()->save({ row });
+    m_env->storage()->cacheFileStorage()->save({row});
     return file;
 }
 
@@ -96,7 +96,7 @@ void tst_FileDataMgr::deleteCacheFileLeavesTheFileIncomplete()
         QCOMPARE(removed.first().first().toString(), QStringLiteral("doc"));
     }
     // The cache-file row is the caller's to remove.
-    QCOMPARE(m_env->storage()->cacheFileStorage()->infosWithFileIds({ QStringLiteral("doc") }).size(),
+    QCOMPARE(m_env->storage()->cacheFileStorage()->infosWithFileIds({QStringLiteral("doc")}).size(),
              1);
 }
 
@@ -119,8 +119,8 @@ void tst_FileDataMgr::deleteCacheFileInAnotherFolderKeepsTheFileState()
     const QSharedPointer<FileData> file = cachedFile(QStringLiteral("doc"), QByteArray(10, 'd'));
     const QString otherFolder = CacheLayout::mediaPath(
             m_env->cacheRoot(), CacheLayout::MainCategory, CacheLayout::ImageKind);
-    const QString otherCopy = otherFolder + CacheLayout::fileName(QStringLiteral("doc"),
-                                                                  QStringLiteral("bin"));
+    const QString otherCopy =
+            otherFolder + CacheLayout::fileName(QStringLiteral("doc"), QStringLiteral("bin"));
     QVERIFY(FileTestEnvironment::writeFile(otherCopy, "other"));
 
     m_env->files()->fileDataMgr()->deleteCacheFile(otherFolder, QStringLiteral("doc"),
@@ -136,8 +136,8 @@ void tst_FileDataMgr::deleteCacheFileOfAnUnknownFileDeletesIt()
     const QString path = mainFolder() + QStringLiteral("stray");
     QVERIFY(FileTestEnvironment::writeFile(path, "x"));
 
-    m_env->files()->fileDataMgr()->deleteCacheFile(mainFolder(), QStringLiteral("stray"),
-                                                   QString(), false);
+    m_env->files()->fileDataMgr()->deleteCacheFile(mainFolder(), QStringLiteral("stray"), QString(),
+                                                   false);
 
     QVERIFY(!QFileInfo::exists(path));
     QVERIFY(m_env->files()->filePtrWithId(QStringLiteral("stray"), true).isNull());
@@ -191,7 +191,8 @@ void tst_FileDataMgr::addFileSizeAccumulates()
     QFETCH(QString, suffix);
     QFETCH(qint64, added);
     const QString folder = m_env->path(QStringLiteral("sizes"));
-    QVERIFY(FileTestEnvironment::writeFile(folder + QStringLiteral("/") + name, QByteArray(300, 's')));
+    QVERIFY(FileTestEnvironment::writeFile(folder + QStringLiteral("/") + name,
+                                           QByteArray(300, 's')));
     qint64 size = 1000;
 
     m_env->files()->fileDataMgr()->addFileSize(folder, fileId, suffix, size);

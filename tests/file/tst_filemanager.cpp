@@ -18,6 +18,7 @@ class tst_FileManager : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
     void cleanup();
 
@@ -41,13 +42,24 @@ private Q_SLOTS:
 private:
     QString uniqueName() { return QStringLiteral("m%1").arg(++m_serial); }
 
+    QTemporaryDir m_sources; // served by nginx, shared by the environments of all cases
+    std::unique_ptr<NginxFixture> m_nginx;
     std::unique_ptr<FileTestEnvironment> m_env;
     int m_serial = 0;
 };
 
+void tst_FileManager::initTestCase()
+{
+    QVERIFY(m_sources.isValid());
+    if (NginxFixture::isInstalled()) {
+        m_nginx = std::make_unique<NginxFixture>(m_sources.path());
+        QVERIFY2(m_nginx->start(), qPrintable(m_nginx->errorString()));
+    }
+}
+
 void tst_FileManager::init()
 {
-    m_env = std::make_unique<FileTestEnvironment>();
+    m_env = std::make_unique<FileTestEnvironment>(m_sources.path());
     QVERIFY(m_env->isValid());
 }
 
@@ -87,7 +99,7 @@ void tst_FileManager::filePtrWithIdLoadsFromTheFileTable()
     const storage::FileRecord record = FileTestEnvironment::record(
             QStringLiteral("stored"), 1234, QStringLiteral("http://127.0.0.1/x"), 5,
             QStringLiteral("mp4"));
-    m_env->files()->registerFiles({ record });
+    m_env->files()->registerFiles({record});
     // Nobody holds the file any more: only the table knows it.
     QVERIFY(m_env->files()->filePtrWithId(record.fileId, false).isNull());
 
@@ -105,7 +117,7 @@ void tst_FileManager::filePtrWithIdLoadsFromTheFileTable()
 
 void tst_FileManager::filePtrWithIdSharesOneObjectAcrossThreads()
 {
-    m_env->files()->registerFiles({ FileTestEnvironment::record(QStringLiteral("shared"), 1, {}) });
+    m_env->files()->registerFiles({FileTestEnvironment::record(QStringLiteral("shared"), 1, {})});
     constexpr int kThreads = 8;
     QList<QSharedPointer<FileData>> seen(kThreads);
     QThreadPool pool;
@@ -144,7 +156,7 @@ void tst_FileManager::registerFilesPlacesFilesInTheirKindsFolder()
     const QString id = uniqueName();
     const QSharedPointer<FileData> file =
             m_env->files()
-                    ->registerFiles({ FileTestEnvironment::record(id, 10, {}, type, suffix) })
+                    ->registerFiles({FileTestEnvironment::record(id, 10, {}, type, suffix)})
                     .value(0);
     QVERIFY(file);
     QCOMPARE(file->localPath(),
@@ -159,8 +171,8 @@ void tst_FileManager::registerFilesSetsTheStateFromTheDisk_data()
     QTest::addColumn<int>("state");
     QTest::addColumn<qint64>("downloaded");
     const QByteArray whole(100, 'w');
-    QTest::newRow("nothing on disk") << QByteArray() << QByteArray() << int(BaseFile::StateNone)
-                                     << qint64(0);
+    QTest::newRow("nothing on disk")
+            << QByteArray() << QByteArray() << int(BaseFile::StateNone) << qint64(0);
     QTest::newRow("complete copy is done")
             << whole << QByteArray() << int(BaseFile::StateDone) << qint64(100);
     QTest::newRow("copy of another size is not complete")
@@ -176,9 +188,8 @@ void tst_FileManager::registerFilesSetsTheStateFromTheDisk()
     QFETCH(int, state);
     QFETCH(qint64, downloaded);
     const QString id = uniqueName();
-    const QString localPath =
-            CacheLayout::mediaPath(m_env->cacheRoot(), CacheLayout::MainCategory,
-                                   CacheLayout::FileKind)
+    const QString localPath = CacheLayout::mediaPath(m_env->cacheRoot(), CacheLayout::MainCategory,
+                                                     CacheLayout::FileKind)
             + CacheLayout::fileName(id, QStringLiteral("bin"));
     if (!complete.isNull()) {
         QVERIFY(FileTestEnvironment::writeFile(localPath, complete));
@@ -203,7 +214,7 @@ void tst_FileManager::registerFilesKeepsTheStateOfKnownFiles()
     storage::FileRecord stored = FileTestEnvironment::record(id, 100, QStringLiteral("file:///a"));
     stored.state = BaseFile::StateFailed;
     stored.downloaded = 30;
-    QVERIFY(m_env->storage()->fileStorage()->save({ stored }));
+    QVERIFY(m_env->storage()->fileStorage()->save({stored}));
     const QString partialPath =
             CacheLayout::mediaPath(m_env->cacheRoot(), CacheLayout::MainCategory,
                                    CacheLayout::FileKind)
@@ -223,10 +234,10 @@ void tst_FileManager::registerFilesKeepsTheStateOfKnownFiles()
 void tst_FileManager::registerFilesAnswersEveryRecordInOrder()
 {
     const QList<storage::FileRecord> records = {
-        FileTestEnvironment::record(QStringLiteral("one"), 1, {}),
-        FileTestEnvironment::record(QString(), 1, {}),
-        FileTestEnvironment::record(QStringLiteral("two"), 2, {}),
-        FileTestEnvironment::record(QStringLiteral("one"), 1, {}),
+            FileTestEnvironment::record(QStringLiteral("one"), 1, {}),
+            FileTestEnvironment::record(QString(), 1, {}),
+            FileTestEnvironment::record(QStringLiteral("two"), 2, {}),
+            FileTestEnvironment::record(QStringLiteral("one"), 1, {}),
     };
 
     const QList<QSharedPointer<FileData>> files = m_env->files()->registerFiles(records);
@@ -236,7 +247,9 @@ void tst_FileManager::registerFilesAnswersEveryRecordInOrder()
     QVERIFY(files.at(1).isNull());
     QCOMPARE(files.at(2)->fileId(), QStringLiteral("two"));
     QCOMPARE(files.at(3), files.at(0));
-    QCOMPARE(m_env->storage()->fileStorage()->infos({ QStringLiteral("one"), QStringLiteral("two") })
+    QCOMPARE(m_env->storage()
+                     ->fileStorage()
+                     ->infos({QStringLiteral("one"), QStringLiteral("two")})
                      .size(),
              2);
 }
@@ -292,14 +305,13 @@ void tst_FileManager::saveAsFileFailsForUnknownFiles()
 
 void tst_FileManager::stopFileStopsTheDownload()
 {
-    if (!NginxFixture::isInstalled()) {
+    if (!m_nginx) {
         QSKIP(NginxFixture::notInstalledMessage());
     }
-    NginxFixture nginx(m_env->sourceDir());
-    QVERIFY2(nginx.start(), qPrintable(nginx.errorString()));
     const QString id = uniqueName();
     const QByteArray bytes = m_env->writeSource(id, 2 * 1024 * 1024);
-    const QSharedPointer<FileData> file = m_env->registerFile(id, bytes.size(), nginx.slowUrl(id));
+    const QSharedPointer<FileData> file =
+            m_env->registerFile(id, bytes.size(), m_nginx->slowUrl(id));
     DownloadRecorder recorder(m_env->files());
     m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_SYNC);
     QTRY_VERIFY_WITH_TIMEOUT(!recorder.progress(id).isEmpty(), kTimeoutMs);
@@ -313,17 +325,15 @@ void tst_FileManager::stopFileStopsTheDownload()
 
 void tst_FileManager::destructionStopsDownloadsAndKeepsTheirBytes()
 {
-    if (!NginxFixture::isInstalled()) {
+    if (!m_nginx) {
         QSKIP(NginxFixture::notInstalledMessage());
     }
-    NginxFixture nginx(m_env->sourceDir());
-    QVERIFY2(nginx.start(), qPrintable(nginx.errorString()));
     const QString id = uniqueName();
     const QByteArray bytes = m_env->writeSource(id, 2 * 1024 * 1024);
     QString partialPath;
     {
         const QSharedPointer<FileData> file =
-                m_env->registerFile(id, bytes.size(), nginx.slowUrl(id));
+                m_env->registerFile(id, bytes.size(), m_nginx->slowUrl(id));
         partialPath = file->partialPath();
         DownloadRecorder recorder(m_env->files());
         m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_SYNC);
@@ -344,7 +354,7 @@ void tst_FileManager::destructionStopsDownloadsAndKeepsTheirBytes()
     QCOMPARE(file->downloadedBytes(), kept);
     DownloadRecorder recorder(m_env->files());
     m_env->files()->downloadFileMgr()->download(file, true, DOWNLOAD_SYNC);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({ true }), kTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(id), QList<bool>({true}), kTimeoutMs);
     QCOMPARE(FileTestEnvironment::contents(file->localPath()), bytes);
 }
 

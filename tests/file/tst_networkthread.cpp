@@ -33,7 +33,8 @@ void tst_NetworkThread::isTheSameOnEveryCall()
 void tst_NetworkThread::isTheSameFromAnyThread()
 {
     QThread *seen = nullptr;
-    std::unique_ptr<QThread> other(QThread::create([&seen] { seen = network::getNetworkThread(); }));
+    std::unique_ptr<QThread> other(
+            QThread::create([&seen] { seen = network::getNetworkThread(); }));
     other->start();
     QVERIFY(other->wait(10000));
     QCOMPARE(seen, network::getNetworkThread());
@@ -45,8 +46,7 @@ void tst_NetworkThread::runsPostedWork()
     context.moveToThread(network::getNetworkThread());
     QThread *ranOn = nullptr;
     QMetaObject::invokeMethod(
-            &context, [&ranOn] { ranOn = QThread::currentThread(); },
-            Qt::BlockingQueuedConnection);
+            &context, [&ranOn] { ranOn = QThread::currentThread(); }, Qt::BlockingQueuedConnection);
     QCOMPARE(ranOn, network::getNetworkThread());
 }
 

@@ -71,8 +71,8 @@ QString tst_StreamBuffer::uniqueName()
 void tst_StreamBuffer::roundTrip(const QSharedPointer<FileData> &file)
 {
     StreamRecorder probe;
-    const qint64 id = m_env->files()->downloadFileMgr()->requestStreamBuffer(
-            file->fileId(), 0, 1, probe.callback());
+    const qint64 id = m_env->files()->downloadFileMgr()->requestStreamBuffer(file->fileId(), 0, 1,
+                                                                             probe.callback());
     QTRY_COMPARE_WITH_TIMEOUT(probe.count(), 1, kAnswerTimeoutMs);
     QCOMPARE(probe.answers().first().requestId, id);
 }
@@ -172,19 +172,20 @@ void tst_StreamBuffer::neverAnswersAfterAbort()
     }
     const QString id = uniqueName();
     const QByteArray bytes = m_env->writeSource(id, kSlowFileSize);
-    const QSharedPointer<FileData> file = m_env->registerFile(id, bytes.size(), m_nginx->slowUrl(id));
+    const QSharedPointer<FileData> file =
+            m_env->registerFile(id, bytes.size(), m_nginx->slowUrl(id));
     DownloadRecorder downloads(m_env->files());
     StreamRecorder recorder;
     DownloadFileMgr *manager = m_env->files()->downloadFileMgr();
 
     const qint64 early = manager->requestStreamBuffer(id, 0, 1000, recorder.callback());
-    const qint64 late = manager->requestStreamBuffer(id, bytes.size() - 1000, 1000,
-                                                     recorder.callback());
+    const qint64 late =
+            manager->requestStreamBuffer(id, bytes.size() - 1000, 1000, recorder.callback());
     manager->abortDownloader(early);
     manager->abortDownloader(late);
 
     // The download the requests started still completes; the aborted requests stay silent.
-    QTRY_COMPARE_WITH_TIMEOUT(downloads.finished(id), QList<bool>({ true }), kAnswerTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(downloads.finished(id), QList<bool>({true}), kAnswerTimeoutMs);
     roundTrip(file);
     QCOMPARE(recorder.count(), 0);
 }
@@ -209,7 +210,8 @@ void tst_StreamBuffer::neverAnswersEmptyOrOutOfRangeRequests()
     QFETCH(qint64, length);
     const QString id = uniqueName();
     const QByteArray bytes = m_env->writeSource(id, 5000);
-    const QSharedPointer<FileData> file = m_env->registerFile(id, bytes.size(), m_env->sourceUrl(id));
+    const QSharedPointer<FileData> file =
+            m_env->registerFile(id, bytes.size(), m_env->sourceUrl(id));
     QVERIFY(FileTestEnvironment::writeFile(file->localPath(), bytes));
     StreamRecorder recorder;
     DownloadFileMgr *manager = m_env->files()->downloadFileMgr();

@@ -15,6 +15,7 @@ class tst_TempFileMgr : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
     void cleanup();
 
@@ -23,12 +24,23 @@ private Q_SLOTS:
     void finishedDownloadsAreForgotten();
 
 private:
+    QTemporaryDir m_sources; // served by nginx, shared by the environments of all cases
+    std::unique_ptr<NginxFixture> m_nginx;
     std::unique_ptr<FileTestEnvironment> m_env;
 };
 
+void tst_TempFileMgr::initTestCase()
+{
+    QVERIFY(m_sources.isValid());
+    if (NginxFixture::isInstalled()) {
+        m_nginx = std::make_unique<NginxFixture>(m_sources.path());
+        QVERIFY2(m_nginx->start(), qPrintable(m_nginx->errorString()));
+    }
+}
+
 void tst_TempFileMgr::init()
 {
-    m_env = std::make_unique<FileTestEnvironment>();
+    m_env = std::make_unique<FileTestEnvironment>(m_sources.path());
     QVERIFY(m_env->isValid());
 }
 
@@ -47,20 +59,18 @@ void tst_TempFileMgr::loadedFileIdsCoversEveryDialog()
     temp->addLoadedFile(QStringLiteral("a"), QStringLiteral("dialog2"));
     temp->addLoadedFile(QString(), QStringLiteral("dialog2"));
 
-    QCOMPARE(temp->loadedFileIds(), QSet<QString>({ QStringLiteral("a"), QStringLiteral("b") }));
+    QCOMPARE(temp->loadedFileIds(), QSet<QString>({QStringLiteral("a"), QStringLiteral("b")}));
 }
 
 void tst_TempFileMgr::cancelDownloadingStopsOnlyTheDialogsDownloads()
 {
-    if (!NginxFixture::isInstalled()) {
+    if (!m_nginx) {
         QSKIP(NginxFixture::notInstalledMessage());
     }
-    NginxFixture nginx(m_env->sourceDir());
-    QVERIFY2(nginx.start(), qPrintable(nginx.errorString()));
     QList<QSharedPointer<FileData>> files;
-    for (const QString &id : { QStringLiteral("mine"), QStringLiteral("theirs") }) {
+    for (const QString &id : {QStringLiteral("mine"), QStringLiteral("theirs")}) {
         const QByteArray bytes = m_env->writeSource(id, 2 * 1024 * 1024);
-        files.append(m_env->registerFile(id, bytes.size(), nginx.slowUrl(id)));
+        files.append(m_env->registerFile(id, bytes.size(), m_nginx->slowUrl(id)));
     }
     DownloadFileMgr *downloads = m_env->files()->downloadFileMgr();
     TempFileMgr *temp = m_env->files()->tempFileMgr();
@@ -84,13 +94,13 @@ void tst_TempFileMgr::cancelDownloadingStopsOnlyTheDialogsDownloads()
 void tst_TempFileMgr::finishedDownloadsAreForgotten()
 {
     const QByteArray bytes = m_env->writeSource(QStringLiteral("done"), 1000);
-    const QSharedPointer<FileData> file =
-            m_env->registerFile(QStringLiteral("done"), bytes.size(), m_env->sourceUrl("done"));
+    const QSharedPointer<FileData> file = m_env->registerFile(
+            QStringLiteral("done"), bytes.size(), m_env->sourceUrl(QStringLiteral("done")));
     DownloadRecorder recorder(m_env->files());
     TempFileMgr *temp = m_env->files()->tempFileMgr();
     temp->trackDownload(QStringLiteral("done"), QStringLiteral("dialog1"));
     m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_VIEW);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(QStringLiteral("done")), QList<bool>({ true }),
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(QStringLiteral("done")), QList<bool>({true}),
                               kTimeoutMs);
 
     // Clearing the dialog later must not touch the finished file.

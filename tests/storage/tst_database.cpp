@@ -133,8 +133,8 @@ void tst_Database::schemaAndSettings()
         names.append(tables.value(0).toString());
     }
     QCOMPARE(names,
-             QStringList({ "buffer_file", "cache_file", "dialog", "file_record", "file_reference",
-                           "keep_media_setting", "message", "resource" }));
+             QStringList({"buffer_file", "cache_file", "dialog", "file_record", "file_reference",
+                          "keep_media_setting", "message", "resource"}));
 }
 
 void tst_Database::dataOutlivesTheObject()
@@ -142,7 +142,7 @@ void tst_Database::dataOutlivesTheObject()
     const QString path = m_dir->filePath("account.db");
     {
         Database db(path);
-        QVERIFY(storage::CacheFileStorage(&db).save({ cacheFile("kept", 42) }));
+        QVERIFY(storage::CacheFileStorage(&db).save({cacheFile("kept", 42)}));
     }
     Database db(path);
     QVERIFY(db.isOpen());
@@ -189,7 +189,7 @@ void tst_Database::unusableFile()
         QVERIFY(!db.isOpen());
         QVERIFY(!db.transaction([](QSqlDatabase &) { return true; }));
         storage::ResourceStorage resources(&db);
-        QVERIFY(!resources.save({ storage::ResourceInfo() }));
+        QVERIFY(!resources.save({storage::ResourceInfo()}));
         QVERIFY(resources.infosBefore("d", storage::ResourceSearchInfo()).isEmpty());
         QCOMPARE(resources.count("d"), 0);
         QVERIFY(!warnings.messages().isEmpty());
@@ -216,8 +216,7 @@ void tst_Database::transactionCommitsOrRollsBack()
     storage::CacheFileStorage cache(&db);
 
     const bool ok = db.transaction([&](QSqlDatabase &) {
-        return cache.save({ cacheFile("a", 1) }) && cache.save({ cacheFile("b", 2) })
-                && fnSucceeds;
+        return cache.save({cacheFile("a", 1)}) && cache.save({cacheFile("b", 2)}) && fnSucceeds;
     });
     QCOMPARE(ok, fnSucceeds);
     QCOMPARE(cache.totalSize(), expectedSize);
@@ -231,11 +230,10 @@ void tst_Database::nestedTransaction()
     storage::CacheFileStorage cache(&db);
 
     const bool ok = db.transaction([&](QSqlDatabase &) {
-        const bool kept = db.transaction(
-                [&](QSqlDatabase &) { return cache.save({ cacheFile("kept", 1) }); });
-        const bool undone = db.transaction([&](QSqlDatabase &) {
-            return cache.save({ cacheFile("undone", 100) }) && false;
-        });
+        const bool kept =
+                db.transaction([&](QSqlDatabase &) { return cache.save({cacheFile("kept", 1)}); });
+        const bool undone = db.transaction(
+                [&](QSqlDatabase &) { return cache.save({cacheFile("undone", 100)}) && false; });
         return kept && !undone;
     });
     QVERIFY(ok);
@@ -311,7 +309,7 @@ void tst_Database::concurrentUse()
     constexpr int workers = 6;
     constexpr int batches = 5;
     constexpr int rowsPerBatch = 20;
-    std::atomic<int> failures { 0 };
+    std::atomic<int> failures {0};
     const auto check = [&](bool ok) {
         if (!ok) {
             ++failures;
@@ -329,9 +327,9 @@ void tst_Database::concurrentUse()
             QList<storage::FileReferenceInfo> references;
             for (int i = 0; i < rowsPerBatch; ++i) {
                 const qint64 id = batch * rowsPerBatch + i + 1;
-                rows.append({ dialogId, id, 0, 2, 1000 + id, 1, QString() });
-                references.append({ dialogId, id, 0, 2, 1000 + id, QString(),
-                                    QStringLiteral("f%1-%2").arg(worker).arg(id), QByteArray() });
+                rows.append({dialogId, id, 0, 2, 1000 + id, 1, QString()});
+                references.append({dialogId, id, 0, 2, 1000 + id, QString(),
+                                   QStringLiteral("f%1-%2").arg(worker).arg(id), QByteArray()});
             }
             check(provider.resourceStorage()->save(rows));
             check(provider.fileReferenceStorage()->save(references));
@@ -339,10 +337,10 @@ void tst_Database::concurrentUse()
             info.count = 10;
             check(provider.resourceStorage()->infosBefore(info).size() >= 10);
             check(provider.resourceStorage()->count(dialogId) == (batch + 1) * rowsPerBatch);
-            check(provider.messageStorage()->save({ { dialogId, batch + 1, 0, 1000, 1, 1,
-                                                     QStringLiteral("m"), false, QByteArray() } }));
+            check(provider.messageStorage()->save({{dialogId, batch + 1, 0, 1000, 1, 1,
+                                                    QStringLiteral("m"), false, QByteArray()}}));
         }
-        check(provider.fileReferenceStorage()->removeWithMessageIds(dialogId, { 1, 2 }).size() == 2);
+        check(provider.fileReferenceStorage()->removeWithMessageIds(dialogId, {1, 2}).size() == 2);
     });
 
     QCOMPARE(failures.load(), 0);
@@ -350,8 +348,8 @@ void tst_Database::concurrentUse()
     all.count = workers * batches * rowsPerBatch + 1;
     QCOMPARE(provider.resourceStorage()->infosAfter(all).size(), workers * batches * rowsPerBatch);
     QCOMPARE(provider.messageStorage()->count(), workers * batches);
-    QCOMPARE(provider.fileReferenceStorage()->fileReferences({ "f0-1", "f0-3" }).keys(),
-             QList<QString> { "f0-3" });
+    QCOMPARE(provider.fileReferenceStorage()->fileReferences({"f0-1", "f0-3"}).keys(),
+             QList<QString> {"f0-3"});
 }
 
 QTEST_GUILESS_MAIN(tst_Database)

@@ -14,7 +14,8 @@ namespace {
 constexpr int Quoted = 0x800;
 
 FileReferenceInfo makeRow(const QString &dialogId, qint64 messageId, qint32 subMsgId, int type,
-                          qint64 dateTime, const QString &fileId, const QString &thumbId = QString())
+                          qint64 dateTime, const QString &fileId,
+                          const QString &thumbId = QString())
 {
     FileReferenceInfo row;
     row.dialogId = dialogId;
@@ -59,15 +60,15 @@ QStringList sorted(QStringList keys)
 QList<FileReferenceInfo> sampleRows()
 {
     return {
-        makeRow("d1", 1, 0, 2, 1000, "p1", "t1"),
-        makeRow("d1", 2, 0, 5, 2000, "shared", "t2"),
-        makeRow("d1", 3, 1, 2, 3000, "c1", "t3"),
-        makeRow("d1", 3, 2, 5, 3000, "c2", "t4"),
-        makeRow("d1", 4, 0, 6, 4000, "shared"),
-        makeRow("d1", 5, 0, 2 | Quoted, 5000, "p1", "t1"),
-        makeRow("d1", 5, 0, 1, 5000, ""),
-        makeRow("d2", 1, 0, 5, 1500, "shared", "t2"),
-        makeRow("d2", 2, 0, 3, 2500, "v1"),
+            makeRow("d1", 1, 0, 2, 1000, "p1", "t1"),
+            makeRow("d1", 2, 0, 5, 2000, "shared", "t2"),
+            makeRow("d1", 3, 1, 2, 3000, "c1", "t3"),
+            makeRow("d1", 3, 2, 5, 3000, "c2", "t4"),
+            makeRow("d1", 4, 0, 6, 4000, "shared"),
+            makeRow("d1", 5, 0, 2 | Quoted, 5000, "p1", "t1"),
+            makeRow("d1", 5, 0, 1, 5000, ""),
+            makeRow("d2", 1, 0, 5, 1500, "shared", "t2"),
+            makeRow("d2", 2, 0, 3, 2500, "v1"),
     };
 }
 
@@ -122,16 +123,16 @@ void tst_FileReferenceStorage::saveReplacesByKey()
 {
     FileReferenceInfo edited = makeRow("d1", 1, 0, 2, 1111, "p1-edited", "t9");
     edited.data = "{}";
-    QVERIFY(m_storage->save({ edited }));
+    QVERIFY(m_storage->save({edited}));
 
-    const QList<FileReferenceInfo> rows = m_storage->infosWithMessageIds("d1", { 1 });
+    const QList<FileReferenceInfo> rows = m_storage->infosWithMessageIds("d1", {1});
     QCOMPARE(rows.size(), 1);
     QCOMPARE(rows.constFirst().fileId, QStringLiteral("p1-edited"));
     QCOMPARE(rows.constFirst().thumbId, QStringLiteral("t9"));
     QCOMPARE(rows.constFirst().dateTime, qint64(1111));
     QCOMPARE(rows.constFirst().data, QByteArray("{}"));
     // The quoted row of the same message key is a row of its own.
-    QCOMPARE(m_storage->infosWithMessageIds("d1", { 5 }).size(), 2);
+    QCOMPARE(m_storage->infosWithMessageIds("d1", {5}).size(), 2);
     QVERIFY(m_storage->save({}));
 }
 
@@ -140,18 +141,17 @@ void tst_FileReferenceStorage::fileReferences_data()
     QTest::addColumn<QList<QString>>("fileIds");
     QTest::addColumn<QStringList>("expected"); // "id=count"
 
-    QTest::newRow("one row") << QList<QString> { "c1" } << QStringList { "c1=1" };
+    QTest::newRow("one row") << QList<QString> {"c1"} << QStringList {"c1=1"};
     QTest::newRow("several messages and dialogs")
-            << QList<QString> { "shared" } << QStringList { "shared=3" };
+            << QList<QString> {"shared"} << QStringList {"shared=3"};
     QTest::newRow("a quote keeps its file referenced")
-            << QList<QString> { "p1" } << QStringList { "p1=2" };
+            << QList<QString> {"p1"} << QStringList {"p1=2"};
     QTest::newRow("unknown ids are absent")
-            << QList<QString> { "nope", "c2", "gone" } << QStringList { "c2=1" };
+            << QList<QString> {"nope", "c2", "gone"} << QStringList {"c2=1"};
     QTest::newRow("thumbnail ids are not file references")
-            << QList<QString> { "t1", "t2" } << QStringList {};
-    QTest::newRow("the empty id names no file") << QList<QString> { "" } << QStringList {};
-    QTest::newRow("repeated ids count once")
-            << QList<QString> { "v1", "v1" } << QStringList { "v1=1" };
+            << QList<QString> {"t1", "t2"} << QStringList {};
+    QTest::newRow("the empty id names no file") << QList<QString> {""} << QStringList {};
+    QTest::newRow("repeated ids count once") << QList<QString> {"v1", "v1"} << QStringList {"v1=1"};
     QTest::newRow("no ids") << QList<QString> {} << QStringList {};
 }
 
@@ -174,21 +174,19 @@ void tst_FileReferenceStorage::lookups_data()
     QTest::addColumn<QList<QString>>("ids");
     QTest::addColumn<QStringList>("expected");
 
-    QTest::newRow("by file id, every dialog")
-            << "file" << QList<QString> { "shared" }
-            << QStringList { "d1/2/0/5", "d1/4/0/6", "d2/1/0/5" };
+    QTest::newRow("by file id, every dialog") << "file" << QList<QString> {"shared"}
+                                              << QStringList {"d1/2/0/5", "d1/4/0/6", "d2/1/0/5"};
     QTest::newRow("by file id, quoted rows too")
-            << "file" << QList<QString> { "p1", "zzz" } << QStringList { "d1/1/0/2", "d1/5/0/2050" };
+            << "file" << QList<QString> {"p1", "zzz"} << QStringList {"d1/1/0/2", "d1/5/0/2050"};
     QTest::newRow("by file id, the empty id matches nothing")
-            << "file" << QList<QString> { "" } << QStringList {};
-    QTest::newRow("by thumbnail id")
-            << "thumb" << QList<QString> { "t2", "t4" }
-            << QStringList { "d1/2/0/5", "d1/3/2/5", "d2/1/0/5" };
+            << "file" << QList<QString> {""} << QStringList {};
+    QTest::newRow("by thumbnail id") << "thumb" << QList<QString> {"t2", "t4"}
+                                     << QStringList {"d1/2/0/5", "d1/3/2/5", "d2/1/0/5"};
     QTest::newRow("by thumbnail id, rows without one are not matched by the empty id")
-            << "thumb" << QList<QString> { "" } << QStringList {};
+            << "thumb" << QList<QString> {""} << QStringList {};
     QTest::newRow("by message ids, children and quotes too")
-            << "message" << QList<QString> { "3", "5", "99" }
-            << QStringList { "d1/3/1/2", "d1/3/2/5", "d1/5/0/1", "d1/5/0/2050" };
+            << "message" << QList<QString> {"3", "5", "99"}
+            << QStringList {"d1/3/1/2", "d1/3/2/5", "d1/5/0/1", "d1/5/0/2050"};
 }
 
 void tst_FileReferenceStorage::lookups()
@@ -215,12 +213,12 @@ void tst_FileReferenceStorage::lookups()
 void tst_FileReferenceStorage::removeMessage()
 {
     QVERIFY(m_storage->remove("d1", 5));
-    QVERIFY(m_storage->infosWithMessageIds("d1", { 5 }).isEmpty());
-    QCOMPARE(m_storage->fileReferences({ "p1" }).value("p1"), 1);
+    QVERIFY(m_storage->infosWithMessageIds("d1", {5}).isEmpty());
+    QCOMPARE(m_storage->fileReferences({"p1"}).value("p1"), 1);
 
     QVERIFY(m_storage->remove("d1", 3));
-    QVERIFY(!m_storage->fileReferences({ "c1", "c2" }).contains("c1"));
-    QVERIFY(m_storage->fileReferences({ "c1", "c2" }).isEmpty());
+    QVERIFY(!m_storage->fileReferences({"c1", "c2"}).contains("c1"));
+    QVERIFY(m_storage->fileReferences({"c1", "c2"}).isEmpty());
     QVERIFY(m_storage->remove("d1", 12345));
     QCOMPARE(m_storage->infosWithDialog("d2", 0, {}).size(), 2);
 }
@@ -232,11 +230,11 @@ void tst_FileReferenceStorage::removeWithMessageRange_data()
     QTest::addColumn<QStringList>("removed");
 
     QTest::newRow("both bounds included")
-            << qint64(2) << qint64(3) << QStringList { "d1/2/0/5", "d1/3/1/2", "d1/3/2/5" };
-    QTest::newRow("a single message") << qint64(5) << qint64(5)
-                                      << QStringList { "d1/5/0/1", "d1/5/0/2050" };
+            << qint64(2) << qint64(3) << QStringList {"d1/2/0/5", "d1/3/1/2", "d1/3/2/5"};
+    QTest::newRow("a single message")
+            << qint64(5) << qint64(5) << QStringList {"d1/5/0/1", "d1/5/0/2050"};
     QTest::newRow("past the last message")
-            << qint64(4) << qint64(1000) << QStringList { "d1/4/0/6", "d1/5/0/1", "d1/5/0/2050" };
+            << qint64(4) << qint64(1000) << QStringList {"d1/4/0/6", "d1/5/0/1", "d1/5/0/2050"};
     QTest::newRow("no message in range") << qint64(100) << qint64(200) << QStringList {};
     QTest::newRow("inverted range removes nothing") << qint64(3) << qint64(2) << QStringList {};
 }
@@ -262,16 +260,16 @@ void tst_FileReferenceStorage::removeWithMessageRange()
 
 void tst_FileReferenceStorage::removeWithMessageIds()
 {
-    const QList<FileReferenceInfo> removed = m_storage->removeWithMessageIds("d1", { 3, 1, 3, 77 });
-    QCOMPARE(keysOf(removed), sorted({ "d1/1/0/2", "d1/3/1/2", "d1/3/2/5" }));
+    const QList<FileReferenceInfo> removed = m_storage->removeWithMessageIds("d1", {3, 1, 3, 77});
+    QCOMPARE(keysOf(removed), sorted({"d1/1/0/2", "d1/3/1/2", "d1/3/2/5"}));
     const FileReferenceInfo &first = *std::find_if(
             removed.cbegin(), removed.cend(), [](const auto &row) { return row.messageId == 1; });
     QCOMPARE(first.thumbId, QStringLiteral("t1"));
     QCOMPARE(first.data, QByteArray(R"({"fileId":"p1"})"));
     QCOMPARE(first.dateTime, qint64(1000));
 
-    QVERIFY(m_storage->infosWithMessageIds("d1", { 1, 3 }).isEmpty());
-    QVERIFY(m_storage->removeWithMessageIds("d1", { 1, 3 }).isEmpty());
+    QVERIFY(m_storage->infosWithMessageIds("d1", {1, 3}).isEmpty());
+    QVERIFY(m_storage->removeWithMessageIds("d1", {1, 3}).isEmpty());
     QVERIFY(m_storage->removeWithMessageIds("d1", {}).isEmpty());
     QCOMPARE(m_storage->infosWithDialog("d1", 0, {}).size(), 4);
 }
@@ -281,17 +279,15 @@ void tst_FileReferenceStorage::removeBefore_data()
     QTest::addColumn<qint64>("time");
     QTest::addColumn<QStringList>("removed");
 
-    QTest::newRow("rows at the time are removed") << qint64(2000)
-                                                  << QStringList { "d1/1/0/2", "d1/2/0/5" };
+    QTest::newRow("rows at the time are removed")
+            << qint64(2000) << QStringList {"d1/1/0/2", "d1/2/0/5"};
     QTest::newRow("before the first row") << qint64(999) << QStringList {};
     QTest::newRow("no time clears the dialog")
-            << qint64(0)
-            << QStringList { "d1/1/0/2", "d1/2/0/5", "d1/3/1/2", "d1/3/2/5",
-                             "d1/4/0/6", "d1/5/0/1", "d1/5/0/2050" };
+            << qint64(0) << QStringList {"d1/1/0/2", "d1/2/0/5", "d1/3/1/2",   "d1/3/2/5",
+                                         "d1/4/0/6", "d1/5/0/1", "d1/5/0/2050"};
     QTest::newRow("negative time clears the dialog too")
-            << qint64(-1)
-            << QStringList { "d1/1/0/2", "d1/2/0/5", "d1/3/1/2", "d1/3/2/5",
-                             "d1/4/0/6", "d1/5/0/1", "d1/5/0/2050" };
+            << qint64(-1) << QStringList {"d1/1/0/2", "d1/2/0/5", "d1/3/1/2",   "d1/3/2/5",
+                                          "d1/4/0/6", "d1/5/0/1", "d1/5/0/2050"};
 }
 
 void tst_FileReferenceStorage::removeBefore()
@@ -312,17 +308,16 @@ void tst_FileReferenceStorage::infosWithDialog_data()
 
     QTest::newRow("every row, newest first")
             << qint64(0) << QList<int> {}
-            << QStringList { "d1/5/0/1", "d1/5/0/2050", "d1/4/0/6", "d1/3/2/5",
-                             "d1/3/1/2", "d1/2/0/5", "d1/1/0/2" };
+            << QStringList {"d1/5/0/1", "d1/5/0/2050", "d1/4/0/6", "d1/3/2/5",
+                            "d1/3/1/2", "d1/2/0/5",    "d1/1/0/2"};
     QTest::newRow("since a time, included")
-            << qint64(4000) << QList<int> {}
-            << QStringList { "d1/5/0/1", "d1/5/0/2050", "d1/4/0/6" };
-    QTest::newRow("some types") << qint64(0) << QList<int> { 2, 5 }
-                                << QStringList { "d1/3/2/5", "d1/3/1/2", "d1/2/0/5", "d1/1/0/2" };
+            << qint64(4000) << QList<int> {} << QStringList {"d1/5/0/1", "d1/5/0/2050", "d1/4/0/6"};
+    QTest::newRow("some types") << qint64(0) << QList<int> {2, 5}
+                                << QStringList {"d1/3/2/5", "d1/3/1/2", "d1/2/0/5", "d1/1/0/2"};
     QTest::newRow("quoted rows only when asked for")
-            << qint64(0) << QList<int> { 2 | Quoted } << QStringList { "d1/5/0/2050" };
-    QTest::newRow("types and time") << qint64(2500) << QList<int> { 2, 5 }
-                                    << QStringList { "d1/3/2/5", "d1/3/1/2" };
+            << qint64(0) << QList<int> {2 | Quoted} << QStringList {"d1/5/0/2050"};
+    QTest::newRow("types and time")
+            << qint64(2500) << QList<int> {2, 5} << QStringList {"d1/3/2/5", "d1/3/1/2"};
 }
 
 void tst_FileReferenceStorage::infosWithDialog()

@@ -70,11 +70,11 @@ bool sameGroup(const ResourceInfo &a, const ResourceInfo &b)
 QList<ResourceInfo> pagingRows()
 {
     QList<ResourceInfo> rows {
-        makeRow("a", 10, 0, 0),      makeRow("a", 11, 1, 0, 5), makeRow("a", 11, 2, 0),
-        makeRow("a", 11, 3, 0, 5),   makeRow("a", 12, 0, 0),    makeRow("a", 9, 0, 1, 5),
-        makeRow("a", 1, 0, 4),       makeRow("a", 15, 0, 4),    makeRow("a", 14, 0, 3),
-        makeRow("b", 11, 2, 0),      makeRow("b", 13, 1, 2, 5), makeRow("b", 30, 0, 2),
-        makeRow("b", 2, 0, 7),
+            makeRow("a", 10, 0, 0),    makeRow("a", 11, 1, 0, 5), makeRow("a", 11, 2, 0),
+            makeRow("a", 11, 3, 0, 5), makeRow("a", 12, 0, 0),    makeRow("a", 9, 0, 1, 5),
+            makeRow("a", 1, 0, 4),     makeRow("a", 15, 0, 4),    makeRow("a", 14, 0, 3),
+            makeRow("b", 11, 2, 0),    makeRow("b", 13, 1, 2, 5), makeRow("b", 30, 0, 2),
+            makeRow("b", 2, 0, 7),
     };
     for (int sub = 1; sub <= 5; ++sub) {
         rows.append(makeRow("a", 13, sub, 2, sub % 2 ? 2 : 5));
@@ -148,8 +148,8 @@ QList<ResourceInfo> tst_ResourceStorage::page(Scope scope, Direction direction,
         return direction == Before ? m_storage->infosBefore("a", info)
                                    : m_storage->infosAfter("a", info);
     case DialogList:
-        return direction == Before ? m_storage->infosBefore(QList<QString> { "a", "b" }, info)
-                                   : m_storage->infosAfter(QList<QString> { "a", "b" }, info);
+        return direction == Before ? m_storage->infosBefore(QList<QString> {"a", "b"}, info)
+                                   : m_storage->infosAfter(QList<QString> {"a", "b"}, info);
     case AllDialogs:
         break;
     }
@@ -159,8 +159,7 @@ QList<ResourceInfo> tst_ResourceStorage::page(Scope scope, Direction direction,
 // Pages the way the media loader does: a short page ends the walk, and after each page the
 // cursor moves to the last row's time and message id, minus one before, plus one after.
 QList<ResourceInfo> tst_ResourceStorage::pageThrough(Scope scope, Direction direction,
-                                                     ResourceSearchInfo info,
-                                                     QList<int> *pageSizes)
+                                                     ResourceSearchInfo info, QList<int> *pageSizes)
 {
     QList<ResourceInfo> all;
     for (int guard = 0; guard < 1000; ++guard) {
@@ -187,11 +186,10 @@ void tst_ResourceStorage::paging_data()
     QTest::addColumn<int>("pageSize");
 
     const QList<std::pair<Scope, const char *>> scopes {
-        { OneDialog, "one dialog" }, { DialogList, "dialog list" }, { AllDialogs, "all dialogs" }
-    };
+            {OneDialog, "one dialog"}, {DialogList, "dialog list"}, {AllDialogs, "all dialogs"}};
     for (const auto &[scope, scopeName] : scopes) {
-        for (const Direction direction : { Before, After }) {
-            for (const int pageSize : { 1, 2, 3, 7 }) {
+        for (const Direction direction : {Before, After}) {
+            for (const int pageSize : {1, 2, 3, 7}) {
                 QTest::addRow("%s, %s, pages of %d", direction == Before ? "older" : "newer",
                               scopeName, pageSize)
                         << scope << direction << pageSize;
@@ -246,21 +244,21 @@ void tst_ResourceStorage::pageIncludesTheRestOfItsLastGroup_data()
     // Cursors that start right at a group: older from (time - 1, id), newer from (time + 1, id).
     QTest::newRow("older: the children of a combined message")
             << OneDialog << Before << T0 + 1 << qint64(13) << 1
-            << QStringList { "a/13/5", "a/13/4", "a/13/3", "a/13/2", "a/13/1" };
+            << QStringList {"a/13/5", "a/13/4", "a/13/3", "a/13/2", "a/13/1"};
     QTest::newRow("older: a page ending inside the children")
             << OneDialog << Before << T0 + 1 << qint64(13) << 2
-            << QStringList { "a/13/5", "a/13/4", "a/13/3", "a/13/2", "a/13/1" };
+            << QStringList {"a/13/5", "a/13/4", "a/13/3", "a/13/2", "a/13/1"};
     QTest::newRow("newer: the children of a combined message")
             << OneDialog << After << T0 + 3 << qint64(13) << 1
-            << QStringList { "a/13/1", "a/13/2", "a/13/3", "a/13/4", "a/13/5" };
+            << QStringList {"a/13/1", "a/13/2", "a/13/3", "a/13/4", "a/13/5"};
     QTest::newRow("all dialogs: a group across dialogs")
             << AllDialogs << After << T0 + 1 << qint64(11) << 2
-            << QStringList { "a/11/1", "a/11/2", "b/11/2", "a/11/3" };
+            << QStringList {"a/11/1", "a/11/2", "b/11/2", "a/11/3"};
     QTest::newRow("dialog list: a group across dialogs")
             << DialogList << Before << T0 - 1 << qint64(11) << 1
-            << QStringList { "a/11/3", "b/11/2", "a/11/2", "a/11/1" };
+            << QStringList {"a/11/3", "b/11/2", "a/11/2", "a/11/1"};
     QTest::newRow("a full page whose last row is alone gets nothing more")
-            << OneDialog << Before << T0 + 3 << qint64(15) << 1 << QStringList { "a/15/0" };
+            << OneDialog << Before << T0 + 3 << qint64(15) << 1 << QStringList {"a/15/0"};
 }
 
 void tst_ResourceStorage::pageIncludesTheRestOfItsLastGroup()
@@ -330,13 +328,13 @@ void tst_ResourceStorage::startAtItem()
 QList<ResourceInfo> tst_ResourceStorage::filterRows() const
 {
     return {
-        makeRow("f", 1, 0, 100, 2, 7, "Holiday.JPG"),
-        makeRow("f", 2, 0, 200, 5, 8, "clip.mp4"),
-        makeRow("f", 3, 0, 300, 3, 7, "voice note"),
-        makeRow("f", 4, 0, 400, 1, 8, "see https://example.org/Ärger"),
-        makeRow("f", 5, 0, 500, 6, 9, "ÄRGER.pdf"),
-        makeRow("f", 6, 0, 600, 4, 7, "song.mp3"),
-        makeRow("f", 7, 0, 600, 2, 9, "holiday 2.png"),
+            makeRow("f", 1, 0, 100, 2, 7, "Holiday.JPG"),
+            makeRow("f", 2, 0, 200, 5, 8, "clip.mp4"),
+            makeRow("f", 3, 0, 300, 3, 7, "voice note"),
+            makeRow("f", 4, 0, 400, 1, 8, "see https://example.org/Ärger"),
+            makeRow("f", 5, 0, 500, 6, 9, "ÄRGER.pdf"),
+            makeRow("f", 6, 0, 600, 4, 7, "song.mp3"),
+            makeRow("f", 7, 0, 600, 2, 9, "holiday 2.png"),
     };
 }
 
@@ -350,62 +348,60 @@ void tst_ResourceStorage::filters_data()
         fill(info);
         return info;
     };
-    QTest::newRow("no filter") << ResourceSearchInfo() << QList<qint64> { 1, 2, 3, 4, 5, 6, 7 };
-    QTest::newRow("photos and videos together")
-            << search([](auto &i) { i.types = { 2, 5 }; }) << QList<qint64> { 1, 2, 7 };
+    QTest::newRow("no filter") << ResourceSearchInfo() << QList<qint64> {1, 2, 3, 4, 5, 6, 7};
+    QTest::newRow("photos and videos together") << search([](auto &i) {
+        i.types = {2, 5};
+    }) << QList<qint64> {1, 2, 7};
     QTest::newRow("photos without videos")
-            << search([](auto &i) { i.types = { 2 }; }) << QList<qint64> { 1, 7 };
+            << search([](auto &i) { i.types = {2}; }) << QList<qint64> {1, 7};
     QTest::newRow("videos without photos")
-            << search([](auto &i) { i.types = { 5 }; }) << QList<qint64> { 2 };
-    QTest::newRow("voice alone") << search([](auto &i) { i.types = { 3 }; })
-                                 << QList<qint64> { 3 };
-    QTest::newRow("two other types") << search([](auto &i) { i.types = { 3, 4 }; })
-                                     << QList<qint64> { 3, 6 };
-    QTest::newRow("link flag") << search([](auto &i) { i.isLink = true; }) << QList<qint64> { 4 };
-    QTest::newRow("link flag wins over types")
-            << search([](auto &i) {
-                   i.isLink = true;
-                   i.types = { 2, 5 };
-               })
-            << QList<qint64> { 4 };
+            << search([](auto &i) { i.types = {5}; }) << QList<qint64> {2};
+    QTest::newRow("voice alone") << search([](auto &i) { i.types = {3}; }) << QList<qint64> {3};
+    QTest::newRow("two other types") << search([](auto &i) {
+        i.types = {3, 4};
+    }) << QList<qint64> {3, 6};
+    QTest::newRow("link flag") << search([](auto &i) { i.isLink = true; }) << QList<qint64> {4};
+    QTest::newRow("link flag wins over types") << search([](auto &i) {
+        i.isLink = true;
+        i.types = {2, 5};
+    }) << QList<qint64> {4};
     QTest::newRow("keyword in any case")
-            << search([](auto &i) { i.keyword = "HOLIDAY"; }) << QList<qint64> { 1, 7 };
+            << search([](auto &i) { i.keyword = "HOLIDAY"; }) << QList<qint64> {1, 7};
     QTest::newRow("keyword beyond ASCII in any case")
-            << search([](auto &i) { i.keyword = "ärger"; }) << QList<qint64> { 4, 5 };
-    QTest::newRow("keyword inside a link") << search([](auto &i) { i.keyword = "example.org"; })
-                                           << QList<qint64> { 4 };
-    QTest::newRow("keyword matching nothing") << search([](auto &i) { i.keyword = "zzz"; })
-                                              << QList<qint64> {};
+            << search([](auto &i) { i.keyword = "ärger"; }) << QList<qint64> {4, 5};
+    QTest::newRow("keyword inside a link")
+            << search([](auto &i) { i.keyword = "example.org"; }) << QList<qint64> {4};
+    QTest::newRow("keyword matching nothing")
+            << search([](auto &i) { i.keyword = "zzz"; }) << QList<qint64> {};
     QTest::newRow("keyword with LIKE wildcards is plain text")
             << search([](auto &i) { i.keyword = "%_"; }) << QList<qint64> {};
     QTest::newRow("keyword with a quote is plain text")
             << search([](auto &i) { i.keyword = "' OR 1=1 --"; }) << QList<qint64> {};
-    QTest::newRow("one sender") << search([](auto &i) { i.senderIds = { 7 }; })
-                                << QList<qint64> { 1, 3, 6 };
-    QTest::newRow("two senders") << search([](auto &i) { i.senderIds = { 9, 7 }; })
-                                 << QList<qint64> { 1, 3, 5, 6, 7 };
-    QTest::newRow("time span, both ends included")
-            << search([](auto &i) {
-                   i.startTime = T0 + 200;
-                   i.endTime = T0 + 400;
-               })
-            << QList<qint64> { 2, 3, 4 };
+    QTest::newRow("one sender") << search([](auto &i) { i.senderIds = {7}; })
+                                << QList<qint64> {1, 3, 6};
+    QTest::newRow("two senders") << search([](auto &i) {
+        i.senderIds = {9, 7};
+    }) << QList<qint64> {1, 3, 5, 6, 7};
+    QTest::newRow("time span, both ends included") << search([](auto &i) {
+        i.startTime = T0 + 200;
+        i.endTime = T0 + 400;
+    }) << QList<qint64> {2, 3, 4};
     QTest::newRow("time span open at the start")
-            << search([](auto &i) { i.endTime = T0 + 200; }) << QList<qint64> { 1, 2 };
+            << search([](auto &i) { i.endTime = T0 + 200; }) << QList<qint64> {1, 2};
     QTest::newRow("time span open at the end")
-            << search([](auto &i) { i.startTime = T0 + 600; }) << QList<qint64> { 6, 7 };
+            << search([](auto &i) { i.startTime = T0 + 600; }) << QList<qint64> {6, 7};
     QTest::newRow("empty time span") << search([](auto &i) {
         i.startTime = T0 + 500;
         i.endTime = T0 + 400;
     }) << QList<qint64> {};
     QTest::newRow("filters combine") << search([](auto &i) {
-        i.types = { 2, 5 };
-        i.senderIds = { 9 };
+        i.types = {2, 5};
+        i.senderIds = {9};
         i.keyword = "holiday";
-    }) << QList<qint64> { 7 };
+    }) << QList<qint64> {7};
     QTest::newRow("source dialog is not a filter")
             << search([](auto &i) { i.sourceDlgId = "elsewhere"; })
-            << QList<qint64> { 1, 2, 3, 4, 5, 6, 7 };
+            << QList<qint64> {1, 2, 3, 4, 5, 6, 7};
 }
 
 void tst_ResourceStorage::filters()
@@ -421,7 +417,7 @@ void tst_ResourceStorage::filters()
         }
     }
 
-    for (const Direction direction : { Before, After }) {
+    for (const Direction direction : {Before, After}) {
         const QList<ResourceInfo> found = direction == Before ? m_storage->infosBefore("f", info)
                                                               : m_storage->infosAfter("f", info);
         QCOMPARE(keysOf(found), keysOf(ordered(expected, direction)));
@@ -436,16 +432,14 @@ void tst_ResourceStorage::dialogScopes_data()
     QTest::addColumn<QList<QString>>("dialogIds");
     QTest::addColumn<QStringList>("expected");
 
-    QTest::newRow("one dialog of the list") << QList<QString> { "b" }
-                                            << QStringList { "b/3/0", "b/1/0" };
+    QTest::newRow("one dialog of the list")
+            << QList<QString> {"b"} << QStringList {"b/3/0", "b/1/0"};
     QTest::newRow("two dialogs merge by time")
-            << QList<QString> { "a", "b" }
-            << QStringList { "b/3/0", "a/2/0", "b/1/0", "a/1/0" };
+            << QList<QString> {"a", "b"} << QStringList {"b/3/0", "a/2/0", "b/1/0", "a/1/0"};
     QTest::newRow("repeated ids count once")
-            << QList<QString> { "b", "b", "a" }
-            << QStringList { "b/3/0", "a/2/0", "b/1/0", "a/1/0" };
+            << QList<QString> {"b", "b", "a"} << QStringList {"b/3/0", "a/2/0", "b/1/0", "a/1/0"};
     QTest::newRow("unknown and empty ids add nothing")
-            << QList<QString> { "x", "", "b" } << QStringList { "b/3/0", "b/1/0" };
+            << QList<QString> {"x", "", "b"} << QStringList {"b/3/0", "b/1/0"};
     QTest::newRow("no dialogs, no rows") << QList<QString> {} << QStringList {};
 }
 
@@ -453,9 +447,8 @@ void tst_ResourceStorage::dialogScopes()
 {
     QFETCH(QList<QString>, dialogIds);
     QFETCH(QStringList, expected);
-    QVERIFY(m_storage->save({ makeRow("a", 1, 0, 10), makeRow("a", 2, 0, 30),
-                              makeRow("b", 1, 0, 20), makeRow("b", 3, 0, 40),
-                              makeRow("c", 1, 0, 50) }));
+    QVERIFY(m_storage->save({makeRow("a", 1, 0, 10), makeRow("a", 2, 0, 30), makeRow("b", 1, 0, 20),
+                             makeRow("b", 3, 0, 40), makeRow("c", 1, 0, 50)}));
     ResourceSearchInfo info;
     QCOMPARE(keysOf(m_storage->infosBefore(dialogIds, info)), expected);
     std::reverse(expected.begin(), expected.end());
@@ -492,7 +485,7 @@ void tst_ResourceStorage::oddInput_data()
     QTest::newRow("empty dialog id") << "" << search(50, 0, 0) << 0 << 0;
     QTest::newRow("unknown types") << "f" << [] {
         ResourceSearchInfo info;
-        info.types = { 0, -1, 99 };
+        info.types = {0, -1, 99};
         return info;
     }() << 0 << 0;
 }
@@ -511,15 +504,15 @@ void tst_ResourceStorage::oddInput()
 
 void tst_ResourceStorage::saveReplacesByKey()
 {
-    QVERIFY(m_storage->save({ makeRow("f", 1, 0, 100, 3, 7, "old") }));
-    QVERIFY(m_storage->save({ makeRow("f", 1, 0, 200, 5, 8, "new") }));
+    QVERIFY(m_storage->save({makeRow("f", 1, 0, 100, 3, 7, "old")}));
+    QVERIFY(m_storage->save({makeRow("f", 1, 0, 200, 5, 8, "new")}));
     QCOMPARE(m_storage->count("f"), 1);
 
     ResourceSearchInfo voices;
-    voices.types = { 3 };
+    voices.types = {3};
     QVERIFY(m_storage->infosBefore("f", voices).isEmpty());
     ResourceSearchInfo media;
-    media.types = { 2, 5 };
+    media.types = {2, 5};
     media.keyword = "new";
     const QList<ResourceInfo> rows = m_storage->infosBefore("f", media);
     QCOMPARE(rows.size(), 1);
@@ -536,7 +529,7 @@ void tst_ResourceStorage::removal()
     QCOMPARE(m_storage->count("a"), 19);
     QCOMPARE(m_storage->count("b"), 4);
 
-    QVERIFY(m_storage->removeWithMessageIds("a", { 13, 11, 13, 999 }));
+    QVERIFY(m_storage->removeWithMessageIds("a", {13, 11, 13, 999}));
     QCOMPARE(m_storage->count("a"), 11);
     QCOMPARE(m_storage->count("b"), 4); // the same message ids in another dialog stay
     QVERIFY(m_storage->removeWithMessageIds("a", {}));

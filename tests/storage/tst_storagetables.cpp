@@ -17,7 +17,7 @@ namespace {
 
 CacheFileInfo cacheFile(const QString &fileId, qint64 dateTime, qint64 size = 1)
 {
-    return { fileId, 2, QStringLiteral("jpg"), size, dateTime };
+    return {fileId, 2, QStringLiteral("jpg"), size, dateTime};
 }
 
 QStringList fileIdsOf(const QList<CacheFileInfo> &rows)
@@ -32,13 +32,17 @@ QStringList fileIdsOf(const QList<CacheFileInfo> &rows)
 MessageRecord message(const QString &dialogId, qint64 messageId, qint64 subMsgId, qint64 dateTime,
                       int type, qint64 senderId, const QString &text, bool removed = false)
 {
-    return { dialogId, messageId, subMsgId, dateTime, type, senderId, text, removed,
-             QByteArray("proto:") + text.toUtf8() };
+    return {dialogId, messageId, subMsgId,
+            dateTime, type,      senderId,
+            text,     removed,   QByteArray("proto:") + text.toUtf8()};
 }
 
 QString keyOf(const MessageRecord &record)
 {
-    return QStringLiteral("%1/%2/%3").arg(record.dialogId).arg(record.messageId).arg(record.subMsgId);
+    return QStringLiteral("%1/%2/%3")
+            .arg(record.dialogId)
+            .arg(record.messageId)
+            .arg(record.subMsgId);
 }
 
 QStringList keysOf(const QList<MessageRecord> &records)
@@ -55,17 +59,17 @@ QStringList keysOf(const QList<MessageRecord> &records)
 QList<MessageRecord> sampleMessages()
 {
     return {
-        message("m1", 1, 0, 100, 2, 7, "Photo of the beach"),
-        message("m1", 2, 0, 200, 1, 8, "see https://example.org"),
-        message("m1", 3, 0, 300, 1, 7, "plain text, no link"),
-        message("m1", 4, 0, 400, 7, 7, "combined"),
-        message("m1", 4, 1, 400, 2, 7, "child photo"),
-        message("m1", 4, 2, 400, 5, 7, "child clip"),
-        message("m1", 5, 0, 500, 6, 9, "report.PDF", true),
-        message("m1", 6, 0, 600, 3, 8, "voice"),
-        message("m2", 1, 0, 150, 2, 7, "beach too"),
-        message("m3", 10, 0, 100, 2, 7, "first in time"),
-        message("m3", 5, 0, 200, 2, 7, "second in time"),
+            message("m1", 1, 0, 100, 2, 7, "Photo of the beach"),
+            message("m1", 2, 0, 200, 1, 8, "see https://example.org"),
+            message("m1", 3, 0, 300, 1, 7, "plain text, no link"),
+            message("m1", 4, 0, 400, 7, 7, "combined"),
+            message("m1", 4, 1, 400, 2, 7, "child photo"),
+            message("m1", 4, 2, 400, 5, 7, "child clip"),
+            message("m1", 5, 0, 500, 6, 9, "report.PDF", true),
+            message("m1", 6, 0, 600, 3, 8, "voice"),
+            message("m2", 1, 0, 150, 2, 7, "beach too"),
+            message("m3", 10, 0, 100, 2, 7, "first in time"),
+            message("m3", 5, 0, 200, 2, 7, "second in time"),
     };
 }
 
@@ -118,7 +122,7 @@ void tst_StorageTables::cacheFilePaging_data()
 {
     QTest::addColumn<int>("pageSize");
 
-    for (const int size : { 1, 2, 3, 50 }) {
+    for (const int size : {1, 2, 3, 50}) {
         QTest::addRow("pages of %d", size) << size;
     }
 }
@@ -129,8 +133,8 @@ void tst_StorageTables::cacheFilePaging()
 {
     QFETCH(int, pageSize);
     CacheFileStorage cache(m_db.get());
-    QVERIFY(cache.save({ cacheFile("e", 300), cacheFile("b", 100), cacheFile("a", 200),
-                         cacheFile("c", 100), cacheFile("d", 200), cacheFile("f", 50) }));
+    QVERIFY(cache.save({cacheFile("e", 300), cacheFile("b", 100), cacheFile("a", 200),
+                        cacheFile("c", 100), cacheFile("d", 200), cacheFile("f", 50)}));
 
     QStringList walked;
     qint64 time = 0;
@@ -145,7 +149,7 @@ void tst_StorageTables::cacheFilePaging()
         time = page.constLast().dateTime;
         fileId = page.constLast().fileId;
     }
-    QCOMPARE(walked, QStringList({ "f", "b", "c", "a", "d", "e" }));
+    QCOMPARE(walked, QStringList({"f", "b", "c", "a", "d", "e"}));
     QVERIFY(cache.infosAfter(0, QString(), 0).isEmpty());
     QVERIFY(cache.infosAfter(0, QString(), -1).isEmpty());
 }
@@ -153,12 +157,12 @@ void tst_StorageTables::cacheFilePaging()
 void tst_StorageTables::cacheFileLookupAndRemoval()
 {
     CacheFileStorage cache(m_db.get());
-    QVERIFY(cache.save({ cacheFile("a", 100, 10), cacheFile("b", 200, 20), cacheFile("c", 300, 30),
-                         cacheFile("d", 400, 40) }));
-    QVERIFY(cache.save({ cacheFile("a", 150, 11) })); // replaces
+    QVERIFY(cache.save({cacheFile("a", 100, 10), cacheFile("b", 200, 20), cacheFile("c", 300, 30),
+                        cacheFile("d", 400, 40)}));
+    QVERIFY(cache.save({cacheFile("a", 150, 11)})); // replaces
     QCOMPARE(cache.totalSize(), qint64(101));
 
-    const QList<CacheFileInfo> found = cache.infosWithFileIds({ "b", "zz", "", "b" });
+    const QList<CacheFileInfo> found = cache.infosWithFileIds({"b", "zz", "", "b"});
     QCOMPARE(found.size(), 1);
     QCOMPARE(found.constFirst().fileId, QStringLiteral("b"));
     QCOMPARE(found.constFirst().type, 2);
@@ -167,10 +171,10 @@ void tst_StorageTables::cacheFileLookupAndRemoval()
     QCOMPARE(found.constFirst().dateTime, qint64(200));
 
     QVERIFY(cache.removeBefore(200)); // strictly older
-    QCOMPARE(fileIdsOf(cache.infosAfter(0, QString(), 10)), QStringList({ "b", "c", "d" }));
-    QVERIFY(cache.removeWithFileIds({ "c", "unknown" }));
+    QCOMPARE(fileIdsOf(cache.infosAfter(0, QString(), 10)), QStringList({"b", "c", "d"}));
+    QVERIFY(cache.removeWithFileIds({"c", "unknown"}));
     QVERIFY(cache.removeWithFileIds({}));
-    QCOMPARE(fileIdsOf(cache.infosAfter(0, QString(), 10)), QStringList({ "b", "d" }));
+    QCOMPARE(fileIdsOf(cache.infosAfter(0, QString(), 10)), QStringList({"b", "d"}));
     QVERIFY(cache.removeAll());
     QCOMPARE(cache.totalSize(), qint64(0));
     QVERIFY(cache.infosAfter(0, QString(), 10).isEmpty());
@@ -179,9 +183,9 @@ void tst_StorageTables::cacheFileLookupAndRemoval()
 void tst_StorageTables::bufferFiles()
 {
     BufferFileStorage buffers(m_db.get());
-    QVERIFY(buffers.save({ { "late", 4, 4, "mp4", 1000, 300 },
-                           { "early", 2, 5, "", 10, 100 },
-                           { "middle", 4, 3, "wav", 500, 200 } }));
+    QVERIFY(buffers.save({{"late", 4, 4, "mp4", 1000, 300},
+                          {"early", 2, 5, "", 10, 100},
+                          {"middle", 4, 3, "wav", 500, 200}}));
     QList<BufferFileInfo> rows = buffers.infos(2);
     QCOMPARE(rows.size(), 2);
     QCOMPARE(rows.at(0).fileId, QStringLiteral("early"));
@@ -191,7 +195,7 @@ void tst_StorageTables::bufferFiles()
     QCOMPARE(rows.at(1).fileId, QStringLiteral("middle"));
     QCOMPARE(rows.at(1).size, qint64(500));
 
-    QVERIFY(buffers.remove({ "early", "middle", "unknown" }));
+    QVERIFY(buffers.remove({"early", "middle", "unknown"}));
     rows = buffers.infos(50);
     QCOMPARE(rows.size(), 1);
     QCOMPARE(rows.constFirst().fileId, QStringLiteral("late"));
@@ -202,9 +206,9 @@ void tst_StorageTables::bufferFiles()
 void tst_StorageTables::keepMediaSettings()
 {
     KeepMediaSettingStorage settings(m_db.get());
-    QVERIFY(settings.save({ "b", 3 }));
-    QVERIFY(settings.save({ "a", 1 }));
-    QVERIFY(settings.save({ "b", 7 })); // replaces
+    QVERIFY(settings.save({"b", 3}));
+    QVERIFY(settings.save({"a", 1}));
+    QVERIFY(settings.save({"b", 7})); // replaces
 
     QList<KeepMediaSettingInfo> rows = settings.infos();
     QCOMPARE(rows.size(), 2);
@@ -223,8 +227,8 @@ void tst_StorageTables::keepMediaSettings()
 void tst_StorageTables::fileRegistry()
 {
     FileStorage files(m_db.get());
-    FileRecord photo { "p1", 2, "jpg", 2048, "beach.jpg", "file:///tmp/p1.jpg", 0, 0 };
-    QVERIFY(files.save({ photo, { "v1", 5, "mp4", 9999, "clip.mp4", "http://x/v1", 4, 9999 } }));
+    FileRecord photo {"p1", 2, "jpg", 2048, "beach.jpg", "file:///tmp/p1.jpg", 0, 0};
+    QVERIFY(files.save({photo, {"v1", 5, "mp4", 9999, "clip.mp4", "http://x/v1", 4, 9999}}));
 
     FileRecord stored = files.info("p1");
     QCOMPARE(stored.fileId, QStringLiteral("p1"));
@@ -244,8 +248,8 @@ void tst_StorageTables::fileRegistry()
     QVERIFY(!files.updateState("unknown", 4, 1));
     QVERIFY(files.info("unknown").fileId.isEmpty());
 
-    QCOMPARE(files.infos({ "v1", "p1", "x", "v1" }).size(), 2);
-    QVERIFY(files.remove({ "p1" }));
+    QCOMPARE(files.infos({"v1", "p1", "x", "v1"}).size(), 2);
+    QVERIFY(files.remove({"p1"}));
     QVERIFY(files.info("p1").fileId.isEmpty());
     QCOMPARE(files.info("v1").state, 4);
 }
@@ -267,11 +271,11 @@ void tst_StorageTables::messageLookup()
     QVERIFY(messages.message("m9", MessageKey(1, 0)).dialogId.isEmpty());
 
     const QList<MessageRecord> found = messages.messages(
-            "m1", { MessageKey(4, 2), MessageKey(1, 0), MessageKey(4, 2), MessageKey(99, 0) });
+            "m1", {MessageKey(4, 2), MessageKey(1, 0), MessageKey(4, 2), MessageKey(99, 0)});
     QStringList keys = keysOf(found);
     keys.sort();
-    QCOMPARE(keys, QStringList({ "m1/1/0", "m1/4/2" }));
-    QCOMPARE(keysOf(messages.subMessages("m1", 4)), QStringList({ "m1/4/1", "m1/4/2" }));
+    QCOMPARE(keys, QStringList({"m1/1/0", "m1/4/2"}));
+    QCOMPARE(keysOf(messages.subMessages("m1", 4)), QStringList({"m1/4/1", "m1/4/2"}));
     QVERIFY(messages.subMessages("m1", 1).isEmpty());
 
     // More keys than one statement binds.
@@ -293,69 +297,71 @@ void tst_StorageTables::messageSearch_data()
 
     const auto search = [](auto fill) {
         MessageSearchInfo info;
-        info.dialogIds = { "m1" };
+        info.dialogIds = {"m1"};
         fill(info);
         return info;
     };
     QTest::newRow("one dialog, newest first, removed left out")
             << search([](auto &) {})
-            << QStringList { "m1/6/0", "m1/4/2", "m1/4/1", "m1/4/0", "m1/3/0", "m1/2/0", "m1/1/0" }
+            << QStringList {"m1/6/0", "m1/4/2", "m1/4/1", "m1/4/0", "m1/3/0", "m1/2/0", "m1/1/0"}
             << false;
-    QTest::newRow("oldest first") << search([](auto &i) { i.newer = true; })
-                                  << QStringList { "m1/1/0", "m1/2/0", "m1/3/0", "m1/4/0",
-                                                   "m1/4/1", "m1/4/2", "m1/6/0" }
+    QTest::newRow("oldest first") << search([](auto &i) {
+        i.newer = true;
+    }) << QStringList {"m1/1/0", "m1/2/0", "m1/3/0", "m1/4/0", "m1/4/1", "m1/4/2", "m1/6/0"}
                                   << false;
     QTest::newRow("several dialogs") << search([](auto &i) {
-        i.dialogIds = { "m2", "m1", "m2" };
+        i.dialogIds = {"m2", "m1", "m2"};
         i.count = 3;
-    }) << QStringList { "m1/6/0", "m1/4/2", "m1/4/1" } << true;
+    }) << QStringList {"m1/6/0", "m1/4/2", "m1/4/1"}
+                                     << true;
     QTest::newRow("all dialogs") << search([](auto &i) {
         i.dialogIds.clear();
         i.keyword = "BEACH";
-    }) << QStringList { "m2/1/0", "m1/1/0" } << false;
-    QTest::newRow("types, children included") << search([](auto &i) { i.types = { 2, 5 }; })
-                                              << QStringList { "m1/4/2", "m1/4/1", "m1/1/0" }
+    }) << QStringList {"m2/1/0", "m1/1/0"}
+                                 << false;
+    QTest::newRow("types, children included") << search([](auto &i) {
+        i.types = {2, 5};
+    }) << QStringList {"m1/4/2", "m1/4/1", "m1/1/0"}
                                               << false;
     QTest::newRow("links only") << search([](auto &i) { i.linksOnly = true; })
-                                << QStringList { "m1/2/0" } << false;
-    QTest::newRow("links with other types")
-            << search([](auto &i) {
-                   i.linksOnly = true;
-                   i.types = { 2 };
-               })
-            << QStringList { "m1/4/1", "m1/2/0", "m1/1/0" } << false;
-    QTest::newRow("senders") << search([](auto &i) { i.senderIds = { 8 }; })
-                             << QStringList { "m1/6/0", "m1/2/0" } << false;
-    QTest::newRow("time span, both ends included")
-            << search([](auto &i) {
-                   i.startTime = 200;
-                   i.endTime = 400;
-               })
-            << QStringList { "m1/4/2", "m1/4/1", "m1/4/0", "m1/3/0", "m1/2/0" } << false;
-    QTest::newRow("older from a message, included") << search([](auto &i) { i.msgId = 3; })
-                                                    << QStringList { "m1/3/0", "m1/2/0", "m1/1/0" }
+                                << QStringList {"m1/2/0"} << false;
+    QTest::newRow("links with other types") << search([](auto &i) {
+        i.linksOnly = true;
+        i.types = {2};
+    }) << QStringList {"m1/4/1", "m1/2/0", "m1/1/0"}
+                                            << false;
+    QTest::newRow("senders") << search([](auto &i) { i.senderIds = {8}; })
+                             << QStringList {"m1/6/0", "m1/2/0"} << false;
+    QTest::newRow("time span, both ends included") << search([](auto &i) {
+        i.startTime = 200;
+        i.endTime = 400;
+    }) << QStringList {"m1/4/2", "m1/4/1", "m1/4/0", "m1/3/0", "m1/2/0"}
+                                                   << false;
+    QTest::newRow("older from a message, included")
+            << search([](auto &i) { i.msgId = 3; }) << QStringList {"m1/3/0", "m1/2/0", "m1/1/0"}
+            << false;
+    QTest::newRow("newer from a message, included") << search([](auto &i) {
+        i.msgId = 4;
+        i.newer = true;
+    }) << QStringList {"m1/4/0", "m1/4/1", "m1/4/2", "m1/6/0"}
                                                     << false;
-    QTest::newRow("newer from a message, included")
-            << search([](auto &i) {
-                   i.msgId = 4;
-                   i.newer = true;
-               })
-            << QStringList { "m1/4/0", "m1/4/1", "m1/4/2", "m1/6/0" } << false;
     QTest::newRow("a removed message is never found")
             << search([](auto &i) { i.keyword = "report"; }) << QStringList {} << false;
     QTest::newRow("a full page tells there is more")
-            << search([](auto &i) { i.count = 2; }) << QStringList { "m1/6/0", "m1/4/2" } << true;
+            << search([](auto &i) { i.count = 2; }) << QStringList {"m1/6/0", "m1/4/2"} << true;
     QTest::newRow("a page of exactly the rest has no more")
             << search([](auto &i) { i.count = 7; })
-            << QStringList { "m1/6/0", "m1/4/2", "m1/4/1", "m1/4/0", "m1/3/0", "m1/2/0", "m1/1/0" }
+            << QStringList {"m1/6/0", "m1/4/2", "m1/4/1", "m1/4/0", "m1/3/0", "m1/2/0", "m1/1/0"}
             << false;
     QTest::newRow("count 0") << search([](auto &i) { i.count = 0; }) << QStringList {} << false;
     QTest::newRow("huge count") << search([](auto &i) {
         i.count = INT_MAX;
-        i.senderIds = { 9, 8 };
-    }) << QStringList { "m1/6/0", "m1/2/0" } << false;
-    QTest::newRow("only unknown dialogs") << search([](auto &i) { i.dialogIds = { "zz", "" }; })
-                                          << QStringList {} << false;
+        i.senderIds = {9, 8};
+    }) << QStringList {"m1/6/0", "m1/2/0"}
+                                << false;
+    QTest::newRow("only unknown dialogs") << search([](auto &i) {
+        i.dialogIds = {"zz", ""};
+    }) << QStringList {} << false;
 }
 
 void tst_StorageTables::messageSearch()
@@ -404,7 +410,7 @@ void tst_StorageTables::messageRemovalAndCount()
     QCOMPARE(messages.count(), 11);
     QCOMPARE(messages.count("m1"), 8);
 
-    QVERIFY(messages.removeWithMessageIds("m1", { 4, 6, 404 }));
+    QVERIFY(messages.removeWithMessageIds("m1", {4, 6, 404}));
     QCOMPARE(messages.count("m1"), 4);
     QVERIFY(messages.subMessages("m1", 4).isEmpty());
     QVERIFY(messages.removeWithMessageIds("m1", {}));
@@ -415,16 +421,16 @@ void tst_StorageTables::messageRemovalAndCount()
 void tst_StorageTables::dialogs()
 {
     DialogStorage dialogs(m_db.get());
-    DialogRecord group { "g", "Group", 1, true, 12, 2000, false, false };
-    DialogRecord single { "p", "Person", 0, false, 0, 3000, true, true };
-    DialogRecord service { "s", "Service", 2, false, 0, 1000, true, false };
-    QVERIFY(dialogs.save({ group, single, service }));
+    DialogRecord group {"g", "Group", 1, true, 12, 2000, false, false};
+    DialogRecord single {"p", "Person", 0, false, 0, 3000, true, true};
+    DialogRecord service {"s", "Service", 2, false, 0, 1000, true, false};
+    QVERIFY(dialogs.save({group, single, service}));
 
     QStringList order;
     for (const DialogRecord &record : dialogs.dialogs()) {
         order.append(record.dialogId);
     }
-    QCOMPARE(order, QStringList({ "p", "g", "s" }));
+    QCOMPARE(order, QStringList({"p", "g", "s"}));
 
     const DialogRecord stored = dialogs.dialog("g");
     QCOMPARE(stored.name, QStringLiteral("Group"));
@@ -437,7 +443,7 @@ void tst_StorageTables::dialogs()
     QVERIFY(dialogs.dialog("unknown").dialogId.isEmpty());
 
     group.name = "Renamed";
-    QVERIFY(dialogs.save({ group }));
+    QVERIFY(dialogs.save({group}));
     QCOMPARE(dialogs.dialog("g").name, QStringLiteral("Renamed"));
     QVERIFY(dialogs.remove("g"));
     QVERIFY(dialogs.dialog("g").dialogId.isEmpty());
@@ -456,10 +462,10 @@ void tst_StorageTables::provider()
     QVERIFY(provider.fileStorage());
 
     // Every table lives in the one file.
-    QVERIFY(provider.cacheFileStorage()->save({ cacheFile("a", 1, 5) }));
-    QVERIFY(provider.keepMediaSettingStorage()->save({ "d", 2 }));
-    QVERIFY(provider.messageStorage()->save({ message("d", 1, 0, 1, 2, 1, "x") }));
-    QVERIFY(provider.dialogStorage()->save({ { "d", "D", 0, false, 0, 0, true, true } }));
+    QVERIFY(provider.cacheFileStorage()->save({cacheFile("a", 1, 5)}));
+    QVERIFY(provider.keepMediaSettingStorage()->save({"d", 2}));
+    QVERIFY(provider.messageStorage()->save({message("d", 1, 0, 1, 2, 1, "x")}));
+    QVERIFY(provider.dialogStorage()->save({{"d", "D", 0, false, 0, 0, true, true}}));
     Database again(path);
     QCOMPARE(CacheFileStorage(&again).totalSize(), qint64(5));
     QCOMPARE(KeepMediaSettingStorage(&again).infos().size(), 1);

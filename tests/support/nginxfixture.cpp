@@ -14,7 +14,8 @@ constexpr int kConnectAttemptMs = 100;
 } // namespace
 
 NginxFixture::NginxFixture(const QString &root, qint64 slowBytesPerSecond)
-    : m_root(QDir(root).absolutePath()), m_slowBytesPerSecond(slowBytesPerSecond)
+    : m_root(QDir(root).absolutePath())
+    , m_slowBytesPerSecond(slowBytesPerSecond)
 {
     m_process.setProcessChannelMode(QProcess::MergedChannels);
 }
@@ -33,8 +34,8 @@ QString NginxFixture::executable()
     }
     return QStandardPaths::findExecutable(
             QStringLiteral("nginx"),
-            { QStringLiteral("/usr/sbin"), QStringLiteral("/usr/local/sbin"),
-              QStringLiteral("/usr/local/nginx/sbin"), QStringLiteral("/sbin") });
+            {QStringLiteral("/usr/sbin"), QStringLiteral("/usr/local/sbin"),
+             QStringLiteral("/usr/local/nginx/sbin"), QStringLiteral("/sbin")});
 }
 
 bool NginxFixture::isInstalled()
@@ -84,10 +85,10 @@ bool NginxFixture::start()
     // -e: nginx opens its error log before reading the configuration, by default in a system
     // folder that an ordinary user cannot write.
     m_process.start(executable(),
-                    { QStringLiteral("-p"), m_prefix.path(), QStringLiteral("-c"),
-                      QStringLiteral("nginx.conf"), QStringLiteral("-e"),
-                      m_prefix.filePath(QStringLiteral("error.log")), QStringLiteral("-g"),
-                      QStringLiteral("daemon off;") });
+                    {QStringLiteral("-p"), m_prefix.path(), QStringLiteral("-c"),
+                     QStringLiteral("nginx.conf"), QStringLiteral("-e"),
+                     m_prefix.filePath(QStringLiteral("error.log")), QStringLiteral("-g"),
+                     QStringLiteral("daemon off;")});
     if (!m_process.waitForStarted()) {
         m_error = QStringLiteral("cannot run nginx: ") + m_process.errorString();
         return false;

@@ -2,6 +2,8 @@
 #include "accountsummary.h"
 #include "contenttype.h"
 #include "dialogbase.h"
+#include "filedata.h"
+#include "filemanager.h"
 #include "filestorage.h"
 #include "messagestorage.h"
 #include "resourcestorage.h"

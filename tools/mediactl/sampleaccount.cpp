@@ -4,6 +4,7 @@
 #include "accountmanager.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
+#include "constants.h"
 #include "contenttype.h"
 #include "im.pb.h"
 #include "platformlog.h"
@@ -89,7 +90,11 @@ private:
     SampleKind drawKind();
     im::FileInfo fileInfo(const QString &fileId, const PoolFile &file, const QString &name) const;
     void fillMedia(im::Message &message, SampleKind kind, int ordinal);
-    im::Message makeMessage(const SampleDialog &dialog, qint64 msgId, qint64 time);
+    im::Message makeMessage(const SampleDialog &dialog, qint64 msgId);
+    QList<im::Message> makeChat(const SampleDialog &dialog, int media);
+    void makeText(im::Message &message, const im::Message &lastPhoto);
+    int makeAlbum(im::Message &message, int mediaLeft);
+    void setTimes(QList<im::Message> &messages);
     bool downloadFile(const im::FileInfo &file, int type);
     void countFiles(const im::Message &message);
     void countFile(const im::FileInfo &file, int type);
@@ -100,6 +105,7 @@ private:
     const quint32 m_seed;
     const qint64 m_now;
     const int m_mediaCount;
+    int m_ordinal = 0; // media made so far; picks captions and pool files in turn
     AccountBase *m_account = nullptr;
     QList<PoolFile> m_pictures, m_thumbs, m_videos, m_documents, m_music, m_voices;
     QList<storage::CacheFileInfo> m_cacheRows;
@@ -207,10 +213,12 @@ im::FileInfo Generator::fileInfo(const QString &fileId, const PoolFile &file,
 
 void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
 {
+    // A child's own id is only its place in its album, so the album's id goes first.
     const QString id = QString::fromStdString(message.dialog_id()) + QLatin1Char('_')
-            + QString::number(message.msg_id())
-            + (message.parent_msg_id() > 0 ? QLatin1Char('_') + QString::number(message.msg_id())
-                                            : QString());
+            + (message.parent_msg_id() > 0
+                       ? QString::number(message.parent_msg_id()) + QLatin1Char('_')
+                       : QString())
+            + QString::number(message.msg_id());
     const QString fileId = QStringLiteral("f") + id;
     switch (kind) {
     case Photo: {
@@ -277,12 +285,11 @@ void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
     }
 }
 
-im::Message Generator::makeMessage(const SampleDialog &dialog, qint64 msgId, qint64 time)
+im::Message Generator::makeMessage(const SampleDialog &dialog, qint64 msgId)
 {
     im::Message message;
     message.set_dialog_id(dialog.id);
     message.set_msg_id(msgId);
-    message.set_time(time);
     // In a private chat the other side or the user speaks; in a group, one of five members.
     const qint64 other = dialog.type == DIALOG_GROUP ? 5000 + m_random.bounded(5)
                                                      : QByteArray(dialog.id).mid(1).toLongLong();
@@ -337,6 +344,83 @@ void Generator::countFiles(const im::Message &message)
     }
 }
 
+// A chat's messages, oldest first: media until the chat's share is placed, about one plain text
+// in four (some quoting an earlier photo), albums of two to four photos.
+QList<im::Message> Generator::makeChat(const SampleDialog &dialog, int media)
+{
+    QList<im::Message> messages;
+    im::Message lastPhoto;
+    int mediaLeft = media;
+    const int minimumTexts = dialog.type == DIALOG_SYSTEM ? 5 : 0;
+    while (mediaLeft > 0 || messages.size() < minimumTexts) {
+        im::Message message = makeMessage(dialog, 1000 + messages.size() * 2);
+        if (mediaLeft <= 0 || m_random.bounded(4) == 0) {
+            makeText(message, lastPhoto);
+        } else if (const SampleKind kind = drawKind(); kind == Combined) {
+            mediaLeft -= makeAlbum(message, mediaLeft);
+        } else {
+            fillMedia(message, kind, m_ordinal++);
+            --mediaLeft;
+            if (kind == Photo) {
+                lastPhoto = message;
+            }
+        }
+        messages.append(message);
+    }
+    setTimes(messages);
+    return messages;
+}
+
+void Generator::makeText(im::Message &message, const im::Message &lastPhoto)
+{
+    message.set_type(CONTENT_TEXT);
+    message.set_text("See you soon");
+    if (lastPhoto.msg_id() > 0 && m_random.bounded(3) == 0) {
+        message.set_text("Look at this one again");
+        message.set_ref_dialog_id(lastPhoto.dialog_id());
+        message.set_ref_msg_id(std::to_string(lastPhoto.msg_id()));
+        *message.mutable_quote() = lastPhoto;
+        ++m_report.quotes;
+    }
+}
+
+// Returns the number of photos the album holds.
+int Generator::makeAlbum(im::Message &message, int mediaLeft)
+{
+    message.set_type(CONTENT_COMBINED);
+    message.set_text("Album");
+    const int children = qMin(mediaLeft, 2 + m_random.bounded(3));
+    for (int c = 1; c <= children; ++c) {
+        im::Message *child = message.add_combined_messages();
+        child->set_dialog_id(message.dialog_id());
+        child->set_msg_id(c);
+        child->set_parent_msg_id(message.msg_id());
+        child->set_sender_id(message.sender_id());
+        fillMedia(*child, Photo, m_ordinal++);
+    }
+    ++m_report.combinedMessages;
+    return children;
+}
+
+// Spreads the messages over time once the chat is made, so that media, texts and albums are
+// mixed evenly from the oldest day to today; quotes carry the time of what they quote.
+void Generator::setTimes(QList<im::Message> &messages)
+{
+    const QList<qint64> times = messageTimes(int(messages.size()));
+    QHash<qint64, qint64> timeOfId;
+    for (int i = 0; i < messages.size(); ++i) {
+        im::Message &message = messages[i];
+        message.set_time(times[i]);
+        for (im::Message &child : *message.mutable_combined_messages()) {
+            child.set_time(times[i]);
+        }
+        timeOfId.insert(message.msg_id(), times[i]);
+        if (message.has_quote()) {
+            message.mutable_quote()->set_time(timeOfId.value(message.quote().msg_id()));
+        }
+    }
+}
+
 // The gallery rows a message gives: its media, or its link, and those of its children.
 void Generator::countMedia(const im::Message &message)
 {
@@ -372,63 +456,17 @@ bool Generator::run(SampleAccount::Report *report)
     for (const SampleDialog &dialog : Dialogs) {
         totalWeight += dialog.weight;
     }
-    int ordinal = 0;
     for (const SampleDialog &dialog : Dialogs) {
         const int media = totalWeight > 0 ? m_mediaCount * dialog.weight / totalWeight : 0;
         // About every fourth message is plain text, some of them quoting an earlier photo.
-        const int messageCount = media + media / 3 + (dialog.type == DIALOG_SYSTEM ? 5 : 0);
-        const QList<qint64> times = messageTimes(messageCount);
+        const QList<im::Message> remote = makeChat(dialog, media);
         // The oldest fifth of a chat is history that only the server still holds.
-        const int serverOnly = messageCount / 5;
-        QList<im::Message> local, remote;
-        im::Message lastPhoto;
-        int mediaLeft = media;
-        for (int i = 0; i < messageCount; ++i) {
-            im::Message message = makeMessage(dialog, 1000 + i * 2, times[i]);
-            const bool roomForText = mediaLeft < messageCount - i;
-            const bool isText = mediaLeft <= 0 || (roomForText && m_random.bounded(4) == 0);
-            if (isText) {
-                message.set_type(CONTENT_TEXT);
-                message.set_text("See you soon");
-                if (lastPhoto.msg_id() > 0 && m_random.bounded(3) == 0) {
-                    message.set_text("Look at this one again");
-                    message.set_ref_dialog_id(dialog.id);
-                    message.set_ref_msg_id(std::to_string(lastPhoto.msg_id()));
-                    *message.mutable_quote() = lastPhoto;
-                    ++m_report.quotes;
-                }
-            } else {
-                const SampleKind kind = drawKind();
-                if (kind == Combined) {
-                    message.set_type(CONTENT_COMBINED);
-                    message.set_text("Album");
-                    const int children = qMin(mediaLeft, 2 + m_random.bounded(3));
-                    for (int c = 1; c <= children; ++c) {
-                        im::Message *child = message.add_combined_messages();
-                        *child = makeMessage(dialog, c, times[i]);
-                        child->set_sender_id(message.sender_id());
-                        child->set_parent_msg_id(message.msg_id());
-                        fillMedia(*child, Photo, ordinal++);
-                    }
-                    mediaLeft -= children;
-                    ++m_report.combinedMessages;
-                } else {
-                    fillMedia(message, kind, ordinal++);
-                    --mediaLeft;
-                    if (kind == Photo) {
-                        lastPhoto = message;
-                    }
-                }
-            }
-            remote.append(message);
-            if (i >= serverOnly) {
-                local.append(message);
-            }
-        }
+        const int serverOnly = remote.size() / 5;
+        const QList<im::Message> local = remote.mid(serverOnly);
         for (auto it = local.crbegin(); it != local.crend(); ++it) {
             countFiles(*it);
         }
-        const qint64 lastActive = times.isEmpty() ? 0 : times.last();
+        const qint64 lastActive = remote.isEmpty() ? 0 : remote.last().time();
         if (!account.storeDialog(dialog.id, dialog.name, dialog.type, lastActive)
             || !server.store(remote) || !account.storeMessages(local)) {
             qCWarning(lcPlatform) << "cannot store the messages of" << dialog.id;
