@@ -63,10 +63,11 @@ FileManager::FileManager(storage::UserStorageProvider *storage, const QString &c
 FileManager::~FileManager()
 {
     m_copyPool.waitForDone();
-    // The managers go before the registry they use; the downloads last, after their listeners.
+    // The downloads first: once their queue is gone nothing emits on the network thread into the
+    // managers that listen directly. All go before the registry they share.
+    delete m_downloadFileMgr;
     delete m_tempFileMgr;
     delete m_fileDataMgr;
-    delete m_downloadFileMgr;
 }
 
 QString FileManager::cacheRoot() const

@@ -3,9 +3,11 @@
 #include "models/localclock_p.h"
 #include "messagebase.h"
 #include "resourceitem.h"
+#include "resourcemodel.h"
 #include "resourcestorage.h"
 
 #include <QDateTime>
+#include <QRegularExpression>
 #include <atomic>
 
 namespace MediaTest {
@@ -90,19 +92,68 @@ ResourceItem *Watch::operator()(ResourceItem *item)
     return item;
 }
 
+QList<ResourceItem *> Watch::operator()(const QList<ResourceItem *> &items)
+{
+    for (ResourceItem *item : items) {
+        m_items.append(item);
+    }
+    return items;
+}
+
 int Watch::alive() const
 {
     return int(std::count_if(m_items.cbegin(), m_items.cend(),
                              [](const QPointer<ResourceItem> &item) { return !item.isNull(); }));
 }
 
-QStringList keysOf(const QList<ResourceItem *> &items)
+ResourceItem *itemOf(const QString &spec)
 {
-    QStringList keys;
-    for (const ResourceItem *item : items) {
-        keys.append(QStringLiteral("%1.%2").arg(item->messageId()).arg(item->subMsgId()));
+    static const QRegularExpression pattern(
+            QStringLiteral(R"(^(?:([^/]+)/)?(\d+)(?:\.(\d+))?(?:@(-?\d+))?$)"));
+    const QRegularExpressionMatch match = pattern.match(spec);
+    if (!match.hasMatch()) {
+        qFatal("not an item: %s", qPrintable(spec));
     }
-    return keys;
+    const QString dialogId = match.captured(1).isEmpty() ? QStringLiteral("u1") : match.captured(1);
+    const qint64 messageId = match.captured(2).toLongLong();
+    const qint64 subMsgId = match.captured(3).toLongLong();
+    const qint64 time = match.captured(4).isEmpty() ? messageId * 100 : match.captured(4).toLongLong();
+    return rowItem(dialogId, messageId, subMsgId, time);
+}
+
+QList<ResourceItem *> itemsOf(const QStringList &specs)
+{
+    QList<ResourceItem *> items;
+    for (const QString &spec : specs) {
+        items.append(itemOf(spec));
+    }
+    return items;
+}
+
+QString specOf(const ResourceItem *item)
+{
+    if (!item) {
+        return QStringLiteral("null");
+    }
+    return QStringLiteral("%1/%2.%3").arg(item->dialogId()).arg(item->messageId()).arg(item->subMsgId());
+}
+
+QStringList specsOf(const QList<ResourceItem *> &items)
+{
+    QStringList specs;
+    for (const ResourceItem *item : items) {
+        specs.append(specOf(item));
+    }
+    return specs;
+}
+
+QStringList specsOf(const ResourceModel &model)
+{
+    QStringList specs;
+    for (int row = 0; row < model.count(); ++row) {
+        specs.append(specOf(model.getResourceItem(row)));
+    }
+    return specs;
 }
 
 } // namespace MediaTest

@@ -11,6 +11,7 @@
 class FileManager;
 class MessageBase;
 class ResourceItem;
+class ResourceModel;
 
 // Messages, items and a fixed local clock for the media layer's tests.
 namespace MediaTest {
@@ -35,19 +36,27 @@ QSharedPointer<MessageBase> makeMessage(const im::Message &proto, FileManager *f
 ResourceItem *rowItem(const QString &dialogId, qint64 messageId, qint64 subMsgId, qint64 dateTime,
                       int type = 2);
 
+// Items written as "[dialog/]id[.sub][@time]", e.g. "g1/50.2": dialog u1, sub-message id 0 and
+// time id * 100 unless given. Times grow with ids, as they do in a dialog.
+ResourceItem *itemOf(const QString &spec);
+QList<ResourceItem *> itemsOf(const QStringList &specs);
+// "dialog/id.sub" of an item, "null" for none.
+QString specOf(const ResourceItem *item);
+QStringList specsOf(const QList<ResourceItem *> &items);
+// The rows of a flat model.
+QStringList specsOf(const ResourceModel &model);
+
 // Watches items for deletion.
 class Watch
 {
 public:
     ResourceItem *operator()(ResourceItem *item);
+    QList<ResourceItem *> operator()(const QList<ResourceItem *> &items);
     int alive() const;
     int deleted() const { return int(m_items.size()) - alive(); }
 
 private:
     QList<QPointer<ResourceItem>> m_items;
 };
-
-// The (messageId, subMsgId) pairs of a list, as "id.sub" strings for readable comparisons.
-QStringList keysOf(const QList<ResourceItem *> &items);
 
 } // namespace MediaTest
