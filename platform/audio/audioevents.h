@@ -12,9 +12,9 @@ struct AudioEvents
         EndOfTrack = 2,
         Playing = 3,
         Paused = 4,
-        Progress = 5, // params "PlayTime" (ms), "Samples" (string list)
-        Error = 9, // message holds the cause
-        Duration = 10, // params "Duration" (ms)
+        Progress = 5,   // params "PlayTime" (ms), "Samples" (string list)
+        Error = 9,      // message holds the cause
+        Duration = 10,  // params "Duration" (ms)
         Underload = 11, // params "IsUnderload" (bool)
     };
 

@@ -2,7 +2,9 @@
 
 #include "platformlog.h"
 
-AudioPlayer::AudioPlayer(QObject *parent) : QObject(parent) { }
+AudioPlayer::AudioPlayer(QObject *parent)
+    : QObject(parent)
+{ }
 
 AudioPlayer::~AudioPlayer() = default;
 
@@ -36,7 +38,7 @@ void AudioPlayer::pushEvent(const AudioEvents &event)
 
 void AudioPlayer::pushEvent(int type, const QVariantMap &params, const QString &message)
 {
-    pushEvent(AudioEvents { type, params, message });
+    pushEvent(AudioEvents {type, params, message});
 }
 
 void AudioPlayer::play(const QString &path, qint64 seekPos)

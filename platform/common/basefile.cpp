@@ -4,9 +4,11 @@
 
 BaseFile::BaseFile(const QString &fileId, const QString &suffix, qint64 size,
                    const QString &localPath)
-    : m_fileId(fileId), m_suffix(suffix), m_size(qMax<qint64>(0, size)), m_localPath(localPath)
-{
-}
+    : m_fileId(fileId)
+    , m_suffix(suffix)
+    , m_size(qMax<qint64>(0, size))
+    , m_localPath(localPath)
+{ }
 
 BaseFile::~BaseFile() = default;
 

@@ -9,7 +9,7 @@ class BaseFile
 {
 public:
     enum State {
-        StateNone = 0, // nothing on disk
+        StateNone = 0,    // nothing on disk
         StateWaiting = 1, // queued for download
         StateDownloading = 2,
         StatePaused = 3,
@@ -44,6 +44,6 @@ private:
     const QString m_suffix;
     const qint64 m_size;
     const QString m_localPath;
-    std::atomic<int> m_state { StateNone };
-    std::atomic<qint64> m_downloaded { 0 };
+    std::atomic<int> m_state {StateNone};
+    std::atomic<qint64> m_downloaded {0};
 };

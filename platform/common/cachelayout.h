@@ -14,7 +14,14 @@
 namespace CacheLayout {
 
 enum Category { MainCategory = 1, TempCategory = 2, BufferCategory = 4, PreviewCategory = 8 };
-enum Kind { PhotoKind = 0, ImageKind = 2, VoiceKind = 3, VideoKind = 4, FileKind = 5, MusicKind = 6 };
+enum Kind {
+    PhotoKind = 0,
+    ImageKind = 2,
+    VoiceKind = 3,
+    VideoKind = 4,
+    FileKind = 5,
+    MusicKind = 6
+};
 
 // Content type of a message (2 photo, 3 voice, 4 music, 5 video, 6 file) to cache kind;
 // anything else is kept with files.

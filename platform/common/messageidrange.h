@@ -7,8 +7,12 @@
 // treat the bounds as inclusive; from() and to() read the same two values.
 struct MessageIdRange : std::pair<qint64, qint64>
 {
-    MessageIdRange() : std::pair<qint64, qint64>(0, 0) { }
-    MessageIdRange(qint64 from, qint64 to) : std::pair<qint64, qint64>(from, to) { }
+    MessageIdRange()
+        : std::pair<qint64, qint64>(0, 0)
+    { }
+    MessageIdRange(qint64 from, qint64 to)
+        : std::pair<qint64, qint64>(from, to)
+    { }
 
     qint64 from() const { return first; }
     qint64 to() const { return second; }

@@ -14,7 +14,10 @@ class MessageKey
 
 public:
     MessageKey() = default;
-    MessageKey(qint64 messageId, qint64 subMsgId) : messageId(messageId), subMsgId(subMsgId) { }
+    MessageKey(qint64 messageId, qint64 subMsgId)
+        : messageId(messageId)
+        , subMsgId(subMsgId)
+    { }
 
     bool operator<(const MessageKey &other) const
     {

@@ -138,7 +138,7 @@ void AccountBase::setHidden(const QString &id, bool hidden)
 QVariantMap AccountBase::syncRequest(int command, const QByteArray &body) const
 {
     if (!isOnline()) {
-        return { { QStringLiteral("code"), -1 } };
+        return {{QStringLiteral("code"), -1}};
     }
     return m_server->handle(command, body);
 }
@@ -152,7 +152,7 @@ bool AccountBase::storeDialog(const QString &dialogId, const QString &name, int 
     record.type = type;
     record.isGroup = type == DIALOG_GROUP;
     record.lastActiveTime = lastActive;
-    if (!m_storage->dialogStorage()->save({ record })) {
+    if (!m_storage->dialogStorage()->save({record})) {
         return false;
     }
     QMutexLocker locker(&m_mutex);

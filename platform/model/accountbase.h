@@ -112,10 +112,10 @@ private:
     const QString m_folder;
     std::unique_ptr<storage::UserStorageProvider> m_storage;
     std::unique_ptr<ServerHistory> m_server;
-    FileManager *m_fileManager = nullptr; // child
+    FileManager *m_fileManager = nullptr;      // child
     AccountSettingModel *m_settings = nullptr; // child
-    std::atomic<bool> m_online { true };
-    std::atomic<bool> m_downloadsAllowed { true };
+    std::atomic<bool> m_online {true};
+    std::atomic<bool> m_downloadsAllowed {true};
 
     mutable QMutex m_mutex; // guards the members below
     QHash<QString, QSharedPointer<DialogBase>> m_dialogs;

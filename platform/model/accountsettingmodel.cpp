@@ -4,9 +4,9 @@ static const QString PrivateKeepTimeKey = QStringLiteral("private_keep_time");
 static const QString GroupKeepTimeKey = QStringLiteral("group_keep_time");
 
 AccountSettingModel::AccountSettingModel(const QString &path, QObject *parent)
-    : QObject(parent), m_settings(path)
-{
-}
+    : QObject(parent)
+    , m_settings(path)
+{ }
 
 int AccountSettingModel::privateKeepTime() const
 {

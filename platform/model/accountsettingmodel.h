@@ -10,8 +10,8 @@ class AccountSettingModel : public QObject
     Q_OBJECT
     Q_PROPERTY(int privateKeepTime READ privateKeepTime WRITE setPrivateKeepTime NOTIFY
                        privateKeepTimeChanged)
-    Q_PROPERTY(int groupKeepTime READ groupKeepTime WRITE setGroupKeepTime NOTIFY
-                       groupKeepTimeChanged)
+    Q_PROPERTY(
+            int groupKeepTime READ groupKeepTime WRITE setGroupKeepTime NOTIFY groupKeepTimeChanged)
 
 public:
     // How long downloaded media are kept, in days, with -1 for ever and -2 until the

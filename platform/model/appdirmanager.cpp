@@ -12,8 +12,7 @@ AppDirManager *AppDirManager::instance()
 
 AppDirManager::AppDirManager()
     : m_dataDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation))
-{
-}
+{ }
 
 QString AppDirManager::dataDir() const
 {

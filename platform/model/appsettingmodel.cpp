@@ -17,7 +17,9 @@ AppSettingModel *AppSettingModel::instance()
     return &model;
 }
 
-AppSettingModel::AppSettingModel() : m_settings(std::make_shared<JsonSettings>(settingsPath())) { }
+AppSettingModel::AppSettingModel()
+    : m_settings(std::make_shared<JsonSettings>(settingsPath()))
+{ }
 
 std::shared_ptr<JsonSettings> AppSettingModel::settings() const
 {

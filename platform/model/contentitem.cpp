@@ -12,7 +12,9 @@ static QString fromStd(const std::string &text)
 }
 
 ContentItem::ContentItem(const im::Message &message)
-    : m_type(message.type()), m_content(fromStd(message.text())), m_canSave(!message.not_savable())
+    : m_type(message.type())
+    , m_content(fromStd(message.text()))
+    , m_canSave(!message.not_savable())
 {
     m_urls.reserve(message.urls_size());
     for (const std::string &url : message.urls()) {

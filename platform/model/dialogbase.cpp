@@ -10,7 +10,8 @@
 #include <QJSEngine>
 
 DialogBase::DialogBase(AccountBase *account, const storage::DialogRecord &record)
-    : m_account(account), m_record(record)
+    : m_account(account)
+    , m_record(record)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
 }
@@ -50,8 +51,8 @@ QSharedPointer<MessageBase> DialogBase::message(const MessageKey &key)
         qCWarning(lcPlatform) << "unreadable stored message" << dialogId() << key;
         return {};
     }
-    return cacheMessage(key, MessageBase::create(proto, m_account->fileManager(),
-                                                 m_account->userId()));
+    return cacheMessage(key,
+                        MessageBase::create(proto, m_account->fileManager(), m_account->userId()));
 }
 
 void DialogBase::fetchMessages(const QList<MessageKey> &keys)

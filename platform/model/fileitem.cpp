@@ -3,7 +3,8 @@
 #include "filemanager.h"
 #include "im.pb.h"
 
-QSharedPointer<FileData> FileItem::resolveFile(const im::FileInfo &info, int type, FileManager *files)
+QSharedPointer<FileData> FileItem::resolveFile(const im::FileInfo &info, int type,
+                                               FileManager *files)
 {
     if (info.file_id().empty() || !files) {
         return {};
@@ -19,7 +20,7 @@ QSharedPointer<FileData> FileItem::resolveFile(const im::FileInfo &info, int typ
     record.size = info.size();
     record.name = QString::fromStdString(info.name());
     record.url = QString::fromStdString(info.url());
-    const QList<QSharedPointer<FileData>> registered = files->registerFiles({ record });
+    const QList<QSharedPointer<FileData>> registered = files->registerFiles({record});
     return registered.value(0);
 }
 
@@ -28,8 +29,7 @@ FileItem::FileItem(const im::Message &message, FileManager *files)
     , m_source(resolveFile(message.file(), message.type(), files))
     , m_thumb(resolveFile(message.thumb(), 2, files))
     , m_displayName(QString::fromStdString(message.file().name()))
-{
-}
+{ }
 
 QString FileItem::keywordText() const
 {

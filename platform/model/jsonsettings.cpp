@@ -8,7 +8,8 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
-JsonSettings::JsonSettings(const QString &path) : m_path(path)
+JsonSettings::JsonSettings(const QString &path)
+    : m_path(path)
 {
     QFile file(path);
     if (file.open(QIODevice::ReadOnly)) {

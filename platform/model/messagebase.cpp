@@ -26,7 +26,8 @@ QSharedPointer<MessageBase> MessageBase::create(const im::Message &proto, FileMa
 }
 
 MessageBase::MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId)
-    : m_files(files), m_ownUserId(ownUserId)
+    : m_files(files)
+    , m_ownUserId(ownUserId)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
     setProto(proto);

@@ -24,8 +24,8 @@ storage::MessageRecord messageRecord(const im::Message &message, const MessageKe
     record.dateTime = message.time();
     record.type = message.type();
     record.senderId = message.sender_id();
-    QStringList text { QString::fromStdString(message.text()),
-                       QString::fromStdString(message.file().name()) };
+    QStringList text {QString::fromStdString(message.text()),
+                      QString::fromStdString(message.file().name())};
     for (const std::string &url : message.urls()) {
         text.append(QString::fromStdString(url));
     }

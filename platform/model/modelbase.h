@@ -24,5 +24,5 @@ public:
     void setClearing(bool clearing) { m_clearing.store(clearing); }
 
 private:
-    std::atomic<bool> m_clearing { false };
+    std::atomic<bool> m_clearing {false};
 };

@@ -9,9 +9,9 @@ bool SearchKey::isEmpty() const
 
 bool SearchKey::operator==(const SearchKey &other) const
 {
-    return keyword == other.keyword && senderIds == other.senderIds
-            && startTime == other.startTime && endTime == other.endTime
-            && sourceDlgId == other.sourceDlgId && dialogIds == other.dialogIds;
+    return keyword == other.keyword && senderIds == other.senderIds && startTime == other.startTime
+            && endTime == other.endTime && sourceDlgId == other.sourceDlgId
+            && dialogIds == other.dialogIds;
 }
 
 QDebug operator<<(QDebug debug, const SearchKey &key)

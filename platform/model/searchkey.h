@@ -24,9 +24,9 @@ public:
 
     QString keyword;
     QList<qint64> senderIds;
-    qint64 startTime = 0; // inclusive; < 1 is open
-    qint64 endTime = 0; // inclusive; < 1 is open; the time bound a search starts from
-    QString sourceDlgId; // the dialog a view was opened from, when it differs
+    qint64 startTime = 0;  // inclusive; < 1 is open
+    qint64 endTime = 0;    // inclusive; < 1 is open; the time bound a search starts from
+    QString sourceDlgId;   // the dialog a view was opened from, when it differs
     QStringList dialogIds; // the dialogs of a search over several chats
 };
 

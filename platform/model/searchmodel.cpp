@@ -2,7 +2,9 @@
 
 #include "searchquery.h"
 
-SearchModel::SearchModel(SearchQuery *query) : m_query(query) { }
+SearchModel::SearchModel(SearchQuery *query)
+    : m_query(query)
+{ }
 
 SearchModel::~SearchModel() = default;
 

@@ -5,7 +5,9 @@
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
 
-SearchQuery::SearchQuery(SearchModel *model) : m_model(model) { }
+SearchQuery::SearchQuery(SearchModel *model)
+    : m_model(model)
+{ }
 
 SearchQuery::~SearchQuery()
 {

@@ -49,10 +49,10 @@ private:
 
     SearchModel *m_model = nullptr;
     QThreadPool *m_pool = nullptr;
-    std::atomic<bool> m_quit { false };
+    std::atomic<bool> m_quit {false};
     mutable QMutex m_mutex; // guards the members below
     SearchKey m_key;
     int m_offset = 0;
-    bool m_hasMore[2] = { true, true };
+    bool m_hasMore[2] = {true, true};
     QFuture<void> m_running;
 };

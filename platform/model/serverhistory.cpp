@@ -15,7 +15,7 @@ enum ReplyCode { Ok = 0, UnknownCommand = 1, BadRequest = 2 };
 
 QVariantMap reply(int code, const QByteArray &data = QByteArray())
 {
-    QVariantMap map { { QStringLiteral("code"), code } };
+    QVariantMap map {{QStringLiteral("code"), code}};
     if (code == Ok) {
         map.insert(QStringLiteral("data"), data);
     }
@@ -56,8 +56,7 @@ void applyCategories(const google::protobuf::RepeatedField<int32_t> &categories,
     }
 }
 
-template<typename Request>
-storage::MessageSearchInfo searchInfo(const Request &request)
+template<typename Request> storage::MessageSearchInfo searchInfo(const Request &request)
 {
     storage::MessageSearchInfo info;
     info.keyword = QString::fromStdString(request.keyword());
@@ -79,8 +78,7 @@ storage::MessageSearchInfo searchInfo(const Request &request)
 ServerHistory::ServerHistory(const QString &databasePath)
     : m_database(std::make_unique<storage::Database>(databasePath))
     , m_messages(std::make_unique<storage::MessageStorage>(m_database.get()))
-{
-}
+{ }
 
 ServerHistory::~ServerHistory() = default;
 

@@ -9,7 +9,8 @@ namespace {
 class Worker
 {
 public:
-    Worker() : m_context(new QObject)
+    Worker()
+        : m_context(new QObject)
     {
         m_thread.setObjectName(QStringLiteral("host-db"));
         m_context->moveToThread(&m_thread);
@@ -54,5 +55,5 @@ void ThreadManager::invoke(std::function<void()> fn, bool bAsync)
 
 void ThreadManager::waitForIdle()
 {
-    invoke([] { }, false);
+    invoke([] {}, false);
 }

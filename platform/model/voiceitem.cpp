@@ -3,6 +3,6 @@
 #include "im.pb.h"
 
 VoiceItem::VoiceItem(const im::Message &message, FileManager *files)
-    : FileItem(message, files), m_duration(message.duration())
-{
-}
+    : FileItem(message, files)
+    , m_duration(message.duration())
+{ }

@@ -95,21 +95,22 @@ FileStorage::Totals FileStorage::totals()
 {
     // States 4 (downloaded) and 9 (made here) are the complete ones.
     QList<Totals> rows;
-    Sql::select(m_db->connection(),
-                QStringLiteral("SELECT SUM(state IN (4, 9)), TOTAL(CASE WHEN state IN (4, 9) "
-                               "THEN size END), SUM(state NOT IN (4, 9)), "
-                               "TOTAL(CASE WHEN state NOT IN (4, 9) THEN size END) "
-                               "FROM file_record"),
-                {},
-                [](const QSqlQuery &query) {
-                    Totals totals;
-                    totals.completeCount = query.value(0).toInt();
-                    totals.completeBytes = query.value(1).toLongLong();
-                    totals.missingCount = query.value(2).toInt();
-                    totals.missingBytes = query.value(3).toLongLong();
-                    return totals;
-                },
-                rows);
+    Sql::select(
+            m_db->connection(),
+            QStringLiteral("SELECT SUM(state IN (4, 9)), TOTAL(CASE WHEN state IN (4, 9) "
+                           "THEN size END), SUM(state NOT IN (4, 9)), "
+                           "TOTAL(CASE WHEN state NOT IN (4, 9) THEN size END) "
+                           "FROM file_record"),
+            {},
+            [](const QSqlQuery &query) {
+                Totals totals;
+                totals.completeCount = query.value(0).toInt();
+                totals.completeBytes = query.value(1).toLongLong();
+                totals.missingCount = query.value(2).toInt();
+                totals.missingBytes = query.value(3).toLongLong();
+                return totals;
+            },
+            rows);
     return rows.value(0);
 }
 

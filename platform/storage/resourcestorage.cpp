@@ -416,14 +416,15 @@ int ResourceStorage::count(const QString &dialogId)
 QMap<int, int> ResourceStorage::countByType(const QString &dialogId)
 {
     QList<QPair<int, int>> rows;
-    Sql::select(m_db->connection(),
-                QStringLiteral("SELECT type, COUNT(*) FROM resource WHERE dialog_id = ? "
-                               "GROUP BY type"),
-                {Sql::text(dialogId)},
-                [](const QSqlQuery &query) {
-                    return qMakePair(query.value(0).toInt(), query.value(1).toInt());
-                },
-                rows);
+    Sql::select(
+            m_db->connection(),
+            QStringLiteral("SELECT type, COUNT(*) FROM resource WHERE dialog_id = ? "
+                           "GROUP BY type"),
+            {Sql::text(dialogId)},
+            [](const QSqlQuery &query) {
+                return qMakePair(query.value(0).toInt(), query.value(1).toInt());
+            },
+            rows);
     QMap<int, int> counts;
     for (const auto &row : std::as_const(rows)) {
         counts.insert(row.first, row.second);

@@ -48,7 +48,8 @@ void TestCommon::messageKeyOrder_data()
     QTest::newRow("sub id breaks ties") << MessageKey(5, 1) << MessageKey(5, 2) << true << false;
     QTest::newRow("equal keys") << MessageKey(5, 2) << MessageKey(5, 2) << false << true;
     QTest::newRow("greater") << MessageKey(6, 0) << MessageKey(5, 0x7fffffff) << false << false;
-    QTest::newRow("negative ids order too") << MessageKey(-3, 0) << MessageKey(0, 0) << true << false;
+    QTest::newRow("negative ids order too")
+            << MessageKey(-3, 0) << MessageKey(0, 0) << true << false;
 }
 
 void TestCommon::messageKeyOrder()
@@ -65,7 +66,7 @@ void TestCommon::messageKeyOrder()
 
 void TestCommon::messageKeyHashesEqualKeysAlike()
 {
-    QSet<MessageKey> keys { MessageKey(1, 0), MessageKey(1, 1), MessageKey(1, 0) };
+    QSet<MessageKey> keys {MessageKey(1, 0), MessageKey(1, 1), MessageKey(1, 0)};
     QCOMPARE(keys.size(), 2);
     QVERIFY(keys.contains(MessageKey(1, 1)));
 }
@@ -76,19 +77,36 @@ void TestCommon::makeFilePath_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("forcedSuffix");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("free name kept") << QStringList() << "a.txt" << "" << "a.txt";
-    QTest::newRow("taken name numbered") << QStringList { "a.txt" } << "a.txt" << "" << "a (1).txt";
-    QTest::newRow("next free number")
-            << QStringList { "a.txt", "a (1).txt", "a (2).txt" } << "a.txt" << "" << "a (3).txt";
-    QTest::newRow("double suffix stays together")
-            << QStringList { "x.tar.gz" } << "x.tar.gz" << "" << "x.tar (1).gz";
-    QTest::newRow("no suffix") << QStringList { "README" } << "README" << "" << "README (1)";
-    QTest::newRow("forced suffix") << QStringList() << "photo.png" << "jpg" << "photo.jpg";
-    QTest::newRow("forced suffix with dot") << QStringList() << "photo" << ".jpg" << "photo.jpg";
-    QTest::newRow("separators replaced") << QStringList() << "../etc/passwd" << ""
+    QTest::newRow("free name kept") << QStringList() << "a.txt"
+                                    << ""
+                                    << "a.txt";
+    QTest::newRow("taken name numbered") << QStringList {"a.txt"} << "a.txt"
+                                         << ""
+                                         << "a (1).txt";
+    QTest::newRow("next free number") << QStringList {"a.txt", "a (1).txt", "a (2).txt"} << "a.txt"
+                                      << ""
+                                      << "a (3).txt";
+    QTest::newRow("double suffix stays together") << QStringList {"x.tar.gz"} << "x.tar.gz"
+                                                  << ""
+                                                  << "x.tar (1).gz";
+    QTest::newRow("no suffix") << QStringList {"README"} << "README"
+                               << ""
+                               << "README (1)";
+    QTest::newRow("forced suffix") << QStringList() << "photo.png"
+                                   << "jpg"
+                                   << "photo.jpg";
+    QTest::newRow("forced suffix with dot") << QStringList() << "photo"
+                                            << ".jpg"
+                                            << "photo.jpg";
+    QTest::newRow("separators replaced") << QStringList() << "../etc/passwd"
+                                         << ""
                                          << ".._etc_passwd";
-    QTest::newRow("empty name") << QStringList() << "" << "" << "file";
-    QTest::newRow("dot file") << QStringList { ".profile" } << ".profile" << "" << ".profile (1)";
+    QTest::newRow("empty name") << QStringList() << ""
+                                << ""
+                                << "file";
+    QTest::newRow("dot file") << QStringList {".profile"} << ".profile"
+                              << ""
+                              << ".profile (1)";
 }
 
 void TestCommon::makeFilePath()
@@ -164,9 +182,9 @@ void TestCommon::deleteFileAndFolder()
 
 void TestCommon::jsonRoundTrip()
 {
-    const QVariantMap map { { "fileSize", qint64(5'000'000'000'123) },
-                            { "name", QStringLiteral("Ünïcode \"quoted\"") },
-                            { "flag", true } };
+    const QVariantMap map {{"fileSize", qint64(5'000'000'000'123)},
+                           {"name", QStringLiteral("Ünïcode \"quoted\"")},
+                           {"flag", true}};
     const QVariantMap back = jsonToMap(mapToJson(map));
     QCOMPARE(back.value("fileSize").toLongLong(), qint64(5'000'000'000'123));
     QCOMPARE(back.value("name").toString(), map.value("name").toString());
@@ -210,8 +228,8 @@ void TestCommon::baseFilePercent_data()
     QTest::newRow("half") << qint64(200) << qint64(100) << int(BaseFile::StateDownloading) << 50;
     QTest::newRow("complete") << qint64(200) << qint64(0) << int(BaseFile::StateDone) << 100;
     QTest::newRow("empty file waiting") << qint64(0) << qint64(0) << int(BaseFile::StateNone) << 0;
-    QTest::newRow("overshoot clamps") << qint64(10) << qint64(50) << int(BaseFile::StatePaused)
-                                      << 100;
+    QTest::newRow("overshoot clamps")
+            << qint64(10) << qint64(50) << int(BaseFile::StatePaused) << 100;
 }
 
 void TestCommon::baseFilePercent()

@@ -103,8 +103,8 @@ void TestAccount::initTestCase()
         child->set_parent_msg_id(5);
         child->mutable_file()->set_file_id("c" + std::to_string(c));
     }
-    QVERIFY(m_account->storeMessages({ photo("u1", 1, 1000), photo("u1", 2, 2000), link, text,
-                                       album }));
+    QVERIFY(m_account->storeMessages(
+            {photo("u1", 1, 1000), photo("u1", 2, 2000), link, text, album}));
 }
 
 void TestAccount::unknownDialogIsNull()
@@ -132,8 +132,7 @@ void TestAccount::storedMessagesComeBackByKey()
 
 void TestAccount::childOfCombinedMessageHasItsOwnKey()
 {
-    const QSharedPointer<MessageBase> child =
-            m_account->dialog("u1")->message(MessageKey(5, 2));
+    const QSharedPointer<MessageBase> child = m_account->dialog("u1")->message(MessageKey(5, 2));
     QVERIFY(child);
     QVERIFY(child->isSubMessage());
     QCOMPARE(child->parentMsgId(), qint64(5));
@@ -157,9 +156,9 @@ void TestAccount::storeWritesGalleryRows_data()
     QTest::addColumn<bool>("links");
     QTest::addColumn<QList<qint64>>("messageIds");
     QTest::newRow("photos, album children included")
-            << QList<int> { CONTENT_PHOTO } << false << QList<qint64> { 5, 5, 2, 1 };
+            << QList<int> {CONTENT_PHOTO} << false << QList<qint64> {5, 5, 2, 1};
     QTest::newRow("a text with a link is a link row; plain text is none")
-            << QList<int>() << true << QList<qint64> { 3 };
+            << QList<int>() << true << QList<qint64> {3};
 }
 
 void TestAccount::storeWritesGalleryRows()
@@ -207,10 +206,10 @@ void TestAccount::searchDialogs_data()
     QTest::addColumn<int>("kinds");
     QTest::addColumn<QStringList>("expected");
     QTest::newRow("all chats, newest first, system left out")
-            << "" << qint64(0) << 3 << QStringList { "g1", "u1" };
-    QTest::newRow("private only") << "" << qint64(0) << 1 << QStringList { "u1" };
-    QTest::newRow("active since") << "" << qint64(6000) << 3 << QStringList { "g1" };
-    QTest::newRow("keyword, any case") << "ALI" << qint64(0) << 3 << QStringList { "u1" };
+            << "" << qint64(0) << 3 << QStringList {"g1", "u1"};
+    QTest::newRow("private only") << "" << qint64(0) << 1 << QStringList {"u1"};
+    QTest::newRow("active since") << "" << qint64(6000) << 3 << QStringList {"g1"};
+    QTest::newRow("keyword, any case") << "ALI" << qint64(0) << 3 << QStringList {"u1"};
 }
 
 void TestAccount::searchDialogs()
@@ -268,11 +267,12 @@ void TestAccount::threadManagerKeepsOrder()
     QList<int> order;
     QThread *worker = nullptr;
     for (int i = 0; i < 20; ++i) {
-        ThreadManager::invoke([&order, &worker, i] {
-            order.append(i);
-            worker = QThread::currentThread();
-        },
-                              true);
+        ThreadManager::invoke(
+                [&order, &worker, i] {
+                    order.append(i);
+                    worker = QThread::currentThread();
+                },
+                true);
     }
     ThreadManager::invoke([&order] { order.append(100); }, false);
     QCOMPARE(order.size(), 21);

@@ -110,25 +110,24 @@ void TestRequestChannel::search_data()
     QTest::addColumn<bool>("hasMore");
 
     QTest::newRow("photos newest first, page of 3")
-            << QList<int> { 1 } << qint64(0) << 0 << 3 << "" << QList<qint64>()
-            << QList<qint64> { 40, 19, 18 } << true;
+            << QList<int> {1} << qint64(0) << 0 << 3 << "" << QList<qint64>()
+            << QList<qint64> {40, 19, 18} << true;
     QTest::newRow("older page from a cursor, inclusive")
-            << QList<int> { 1 } << qint64(12) << 0 << 5 << "" << QList<qint64>()
-            << QList<qint64> { 12, 11, 10 } << false;
+            << QList<int> {1} << qint64(12) << 0 << 5 << "" << QList<qint64>()
+            << QList<qint64> {12, 11, 10} << false;
     QTest::newRow("newer page oldest first")
-            << QList<int> { 1, 2 } << qint64(18) << 1 << 4 << "" << QList<qint64>()
-            << QList<qint64> { 18, 19, 20, 21 } << true;
-    QTest::newRow("links only") << QList<int> { 4 } << qint64(0) << 0 << 10 << ""
-                                << QList<qint64>() << QList<qint64> { 32, 31, 30 } << false;
+            << QList<int> {1, 2} << qint64(18) << 1 << 4 << "" << QList<qint64>()
+            << QList<qint64> {18, 19, 20, 21} << true;
+    QTest::newRow("links only") << QList<int> {4} << qint64(0) << 0 << 10 << "" << QList<qint64>()
+                                << QList<qint64> {32, 31, 30} << false;
     QTest::newRow("keyword in a file name")
-            << QList<int> { 1 } << qint64(0) << 0 << 10 << "holiday 15" << QList<qint64>()
-            << QList<qint64> { 15 } << false;
-    QTest::newRow("sender filter") << QList<int> { 1 } << qint64(16) << 0 << 10 << ""
-                                   << QList<qint64> { 8 } << QList<qint64> { 16, 14, 12, 10 }
-                                   << false;
+            << QList<int> {1} << qint64(0) << 0 << 10 << "holiday 15" << QList<qint64>()
+            << QList<qint64> {15} << false;
+    QTest::newRow("sender filter") << QList<int> {1} << qint64(16) << 0 << 10 << ""
+                                   << QList<qint64> {8} << QList<qint64> {16, 14, 12, 10} << false;
     QTest::newRow("no category matches nothing else")
-            << QList<int> { 6 } << qint64(0) << 0 << 10 << "" << QList<qint64>()
-            << QList<qint64>() << false;
+            << QList<int> {6} << qint64(0) << 0 << 10 << "" << QList<qint64>() << QList<qint64>()
+            << false;
 }
 
 void TestRequestChannel::search()
@@ -154,9 +153,8 @@ void TestRequestChannel::search()
     for (const int category : categories) {
         request.add_categories(category);
     }
-    const QVariantMap reply = m_account->syncRequest(ServerHistory::SearchMessage,
-                                                     QByteArray::fromStdString(
-                                                             request.SerializeAsString()));
+    const QVariantMap reply = m_account->syncRequest(
+            ServerHistory::SearchMessage, QByteArray::fromStdString(request.SerializeAsString()));
     QCOMPARE(reply.value("code").toInt(), 0);
     const im::chat::SearchMessageResp response = parseReply(reply);
     QCOMPARE(ids(response), expected);
@@ -172,7 +170,7 @@ void TestRequestChannel::combinedMessageReturnedOnce()
     request.set_keyword("holiday 3");
     const im::chat::SearchMessageResp response = parseReply(m_account->syncRequest(
             ServerHistory::SearchMessage, QByteArray::fromStdString(request.SerializeAsString())));
-    QCOMPARE(ids(response), QList<qint64> { 40 });
+    QCOMPARE(ids(response), QList<qint64> {40});
     QCOMPARE(response.messages(0).combined_messages_size(), 3);
 }
 
@@ -184,9 +182,9 @@ void TestRequestChannel::multiDialogSearch()
     request.set_count(100);
     request.set_keyword("holiday 1");
     request.add_categories(1);
-    const QVariantMap reply = m_account->syncRequest(
-            ServerHistory::SearchMessageMulti,
-            QByteArray::fromStdString(request.SerializeAsString()));
+    const QVariantMap reply =
+            m_account->syncRequest(ServerHistory::SearchMessageMulti,
+                                   QByteArray::fromStdString(request.SerializeAsString()));
     QCOMPARE(reply.value("code").toInt(), 0);
     // "holiday 1" matches 10..19 and the album child 1 of "d"; "e" has only "holiday 5".
     QCOMPARE(ids(parseReply(reply)).size(), 11);

@@ -13,7 +13,10 @@ namespace {
 class PagingModel : public SearchModel
 {
 public:
-    explicit PagingModel(SearchQuery *query, int total) : SearchModel(query), m_total(total) { }
+    explicit PagingModel(SearchQuery *query, int total)
+        : SearchModel(query)
+        , m_total(total)
+    { }
 
     ResultCount onLoadingData(const SearchKey &key, int count, int offset) override
     {
@@ -25,18 +28,18 @@ public:
         sawQuit = isQuit();
         const int loaded = qBound(0, m_total - offset, count);
         offsets.append(offset);
-        return { loaded < count ? loaded : count, loaded };
+        return {loaded < count ? loaded : count, loaded};
     }
     void onFinished() override { ++finished; }
     void setIsQuerying(bool querying) override { querying ? ++starts : ++ends; }
     void release() { m_hold.release(); }
 
-    std::atomic<bool> holdPages { false };
-    std::atomic<bool> sawQuit { false };
-    std::atomic<int> finished { 0 };
-    std::atomic<int> starts { 0 };
-    std::atomic<int> ends { 0 };
-    std::atomic<QThread *> workerThread { nullptr };
+    std::atomic<bool> holdPages {false};
+    std::atomic<bool> sawQuit {false};
+    std::atomic<int> finished {0};
+    std::atomic<int> starts {0};
+    std::atomic<int> ends {0};
+    std::atomic<QThread *> workerThread {nullptr};
     QList<int> offsets; // written on the worker, read after waitForFinish
 
 private:
@@ -74,7 +77,7 @@ void TestSearchQuery::pagesRunOnThePoolAndAdvance()
     query.waitForFinish();
     QVERIFY(query.loadMore(10));
     query.waitForFinish();
-    QCOMPARE(model.offsets, (QList<int> { 0, 10, 20 }));
+    QCOMPARE(model.offsets, (QList<int> {0, 10, 20}));
     QCOMPARE(query.offset(), 25);
     QVERIFY2(!query.hasMore(), "a short page ends the search");
     QVERIFY(!query.loadMore(10));
@@ -95,7 +98,7 @@ void TestSearchQuery::loadMoreIsDroppedWhileAPageRuns()
     QVERIFY(!query.loadMore(10));
     model.release();
     query.waitForFinish();
-    QCOMPARE(model.offsets, (QList<int> { 0 }));
+    QCOMPARE(model.offsets, (QList<int> {0}));
 }
 
 void TestSearchQuery::quitReachesTheRunningPage()
@@ -121,10 +124,10 @@ void TestSearchQuery::newSearchStartsOver()
     query.search(SearchKey(), 30);
     query.waitForFinish();
     SearchKey other;
-    other.senderIds = { 5 };
+    other.senderIds = {5};
     query.search(other, 30);
     query.waitForFinish();
-    QCOMPARE(model.offsets, (QList<int> { 0, 0 }));
+    QCOMPARE(model.offsets, (QList<int> {0, 0}));
     QCOMPARE(query.searchKey(), other);
 }
 

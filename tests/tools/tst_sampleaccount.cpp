@@ -70,8 +70,8 @@ void TestSampleAccount::reportMatchesTheStore()
         }
     }
     QCOMPARE(stored, m_report.localMediaByType);
-    for (const int type : { CONTENT_TEXT, CONTENT_PHOTO, CONTENT_VOICE, CONTENT_MUSIC,
-                            CONTENT_VIDEO, CONTENT_FILE }) {
+    for (const int type :
+         {CONTENT_TEXT, CONTENT_PHOTO, CONTENT_VOICE, CONTENT_MUSIC, CONTENT_VIDEO, CONTENT_FILE}) {
         QVERIFY2(stored.value(type) > 0, qPrintable(AccountSummary::typeName(type)));
     }
     const storage::FileStorage::Totals totals = m_account->storage()->fileStorage()->totals();
@@ -122,7 +122,7 @@ void TestSampleAccount::olderHistoryIsOnlyOnTheServer()
     QVERIFY(server.messages()->count(dialogId) > local->count(dialogId));
     // The oldest message of the chat is on the server, not in the local store.
     storage::MessageSearchInfo oldest;
-    oldest.dialogIds = { dialogId };
+    oldest.dialogIds = {dialogId};
     oldest.newer = true;
     oldest.count = 1;
     bool more = false;
@@ -136,7 +136,7 @@ void TestSampleAccount::mediaReachToday()
 {
     const QDateTime now = QDateTime::fromMSecsSinceEpoch(options().now);
     storage::ResourceSearchInfo info;
-    info.types = { CONTENT_PHOTO, CONTENT_VIDEO };
+    info.types = {CONTENT_PHOTO, CONTENT_VIDEO};
     info.startTime = QDateTime(now.date(), QTime(0, 0)).toMSecsSinceEpoch();
     info.count = 1000;
     QVERIFY(!m_account->storage()->resourceStorage()->infosBefore(info).isEmpty());

@@ -13,8 +13,8 @@
 
 namespace AccountSummary {
 
-static const int ShownTypes[] = { CONTENT_PHOTO, CONTENT_VIDEO, CONTENT_FILE, CONTENT_TEXT,
-                                  CONTENT_MUSIC, CONTENT_VOICE };
+static const int ShownTypes[] = {CONTENT_PHOTO, CONTENT_VIDEO, CONTENT_FILE,
+                                 CONTENT_TEXT,  CONTENT_MUSIC, CONTENT_VOICE};
 
 QString typeName(int contentType)
 {
@@ -103,8 +103,8 @@ bool print(const QString &folder, QTextStream &out)
     out << '\n'
         << "files cached:         " << files.completeCount << " ("
         << formatBytes(files.completeBytes) << ")\n"
-        << "files not downloaded: " << files.missingCount << " ("
-        << formatBytes(files.missingBytes) << ")\n";
+        << "files not downloaded: " << files.missingCount << " (" << formatBytes(files.missingBytes)
+        << ")\n";
     return true;
 }
 

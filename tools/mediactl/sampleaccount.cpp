@@ -31,31 +31,31 @@ struct SampleDialog
 };
 
 const SampleDialog Dialogs[] = {
-    { "u2001", "Alice Martin", DIALOG_PRIVATE, 14 },
-    { "u2002", "Bruno Keller", DIALOG_PRIVATE, 9 },
-    { "u2003", "Chen Wei", DIALOG_PRIVATE, 7 },
-    { "u2004", "Dana Novak", DIALOG_PRIVATE, 5 },
-    { "u2005", "Emil Larsen", DIALOG_PRIVATE, 4 },
-    { "u2006", "Fatima Haddad", DIALOG_PRIVATE, 3 },
-    { "g3001", "Family", DIALOG_GROUP, 16 },
-    { "g3002", "Project Phoenix", DIALOG_GROUP, 12 },
-    { "g3003", "Photo Club", DIALOG_GROUP, 15 },
-    { "g3004", "Music Lovers", DIALOG_GROUP, 8 },
-    { "g3005", "Book Club", DIALOG_GROUP, 7 },
-    { "s4001", "Service Notices", DIALOG_SYSTEM, 0 },
+        {"u2001", "Alice Martin", DIALOG_PRIVATE, 14},
+        {"u2002", "Bruno Keller", DIALOG_PRIVATE, 9},
+        {"u2003", "Chen Wei", DIALOG_PRIVATE, 7},
+        {"u2004", "Dana Novak", DIALOG_PRIVATE, 5},
+        {"u2005", "Emil Larsen", DIALOG_PRIVATE, 4},
+        {"u2006", "Fatima Haddad", DIALOG_PRIVATE, 3},
+        {"g3001", "Family", DIALOG_GROUP, 16},
+        {"g3002", "Project Phoenix", DIALOG_GROUP, 12},
+        {"g3003", "Photo Club", DIALOG_GROUP, 15},
+        {"g3004", "Music Lovers", DIALOG_GROUP, 8},
+        {"g3005", "Book Club", DIALOG_GROUP, 7},
+        {"s4001", "Service Notices", DIALOG_SYSTEM, 0},
 };
 
-const char *const Captions[] = { "sunset at the lake", "birthday cake", "new office",
-                                 "mountain trail", "street food", "the cat again",
-                                 "whiteboard notes", "concert tonight", "garden in bloom",
-                                 "train window", "rainy city", "first snow" };
-const char *const Documents[] = { "quarterly report", "meeting notes", "travel plan",
-                                  "budget", "reading list", "floor plan", "contract draft",
-                                  "recipe collection" };
-const char *const Tracks[] = { "Morning Glide", "Blue Horizon", "Slow River", "Night Drive",
-                               "Paper Lanterns", "Copper Sky" };
-const char *const Sites[] = { "news.example.org", "blog.example.com", "docs.example.net",
-                              "video.example.org", "shop.example.com" };
+const char *const Captions[] = {"sunset at the lake", "birthday cake",   "new office",
+                                "mountain trail",     "street food",     "the cat again",
+                                "whiteboard notes",   "concert tonight", "garden in bloom",
+                                "train window",       "rainy city",      "first snow"};
+const char *const Documents[] = {"quarterly report", "meeting notes",    "travel plan",
+                                 "budget",           "reading list",     "floor plan",
+                                 "contract draft",   "recipe collection"};
+const char *const Tracks[] = {"Morning Glide", "Blue Horizon",   "Slow River",
+                              "Night Drive",   "Paper Lanterns", "Copper Sky"};
+const char *const Sites[] = {"news.example.org", "blog.example.com", "docs.example.net",
+                             "video.example.org", "shop.example.com"};
 
 // One generated source file that many messages may name; its bytes live in source/.
 struct PoolFile
@@ -67,7 +67,7 @@ struct PoolFile
 
 // The kinds of media the sample draws, by share of the total.
 enum SampleKind { Photo, Video, Document, Link, Music, Voice, Combined, KindCount };
-const int KindWeights[KindCount] = { 38, 9, 13, 14, 7, 11, 8 };
+const int KindWeights[KindCount] = {38, 9, 13, 14, 7, 11, 8};
 
 class Generator
 {
@@ -78,8 +78,7 @@ public:
         , m_seed(options.seed)
         , m_now(options.now > 0 ? options.now : QDateTime::currentMSecsSinceEpoch())
         , m_mediaCount(qMax(0, options.mediaCount))
-    {
-    }
+    { }
 
     bool run(SampleAccount::Report *report);
 
@@ -120,7 +119,7 @@ bool Generator::writeSource(const QString &name, const QByteArray &bytes, QList<
         qCWarning(lcPlatform) << "cannot write" << path;
         return false;
     }
-    pool.append({ path, QFileInfo(name).suffix(), bytes.size() });
+    pool.append({path, QFileInfo(name).suffix(), bytes.size()});
     return true;
 }
 
@@ -132,32 +131,40 @@ bool Generator::makePools()
         const QColor from = QColor::fromHsv((i * 30) % 360, 180, 230);
         const QColor to = QColor::fromHsv((i * 30 + 140) % 360, 200, 120);
         const QString stem = QStringLiteral("picture%1").arg(i);
-        ok = ok && writeSource(stem + QStringLiteral(".jpg"),
+        ok = ok
+                && writeSource(stem + QStringLiteral(".jpg"),
                                SampleMedia::picture(640, 480, from, to, m_seed + i), m_pictures);
-        ok = ok && writeSource(stem + QStringLiteral("_thumb.jpg"),
+        ok = ok
+                && writeSource(stem + QStringLiteral("_thumb.jpg"),
                                SampleMedia::picture(160, 120, from, to, m_seed + i), m_thumbs);
     }
     for (int i = 0; i < 4; ++i) {
-        ok = ok && writeSource(QStringLiteral("clip%1.mp4").arg(i),
-                               SampleMedia::filler("\0\0\0\x18" "ftypmp42", 300000 + i * 90000,
-                                                   m_seed * 31 + i),
+        ok = ok
+                && writeSource(QStringLiteral("clip%1.mp4").arg(i),
+                               SampleMedia::filler("\0\0\0\x18"
+                                                   "ftypmp42",
+                                                   300000 + i * 90000, m_seed * 31 + i),
                                m_videos);
     }
-    const char *const documentSuffixes[] = { "pdf", "txt", "csv", "zip" };
+    const char *const documentSuffixes[] = {"pdf", "txt", "csv", "zip"};
     for (int i = 0; i < 8; ++i) {
         const QString suffix = QLatin1String(documentSuffixes[i % 4]);
-        ok = ok && writeSource(QStringLiteral("document%1.").arg(i) + suffix,
+        ok = ok
+                && writeSource(QStringLiteral("document%1.").arg(i) + suffix,
                                SampleMedia::filler("sample " + suffix.toLatin1() + '\n',
                                                    20000 + i * 15000, m_seed * 17 + i),
                                m_documents);
     }
     for (int i = 0; i < 6; ++i) {
-        ok = ok && writeSource(QStringLiteral("track%1.wav").arg(i),
-                               SampleMedia::tone(22050, 4000 + i * 1000, 220 + 55 * i, 330 + 40 * i),
-                               m_music);
+        ok = ok
+                && writeSource(
+                        QStringLiteral("track%1.wav").arg(i),
+                        SampleMedia::tone(22050, 4000 + i * 1000, 220 + 55 * i, 330 + 40 * i),
+                        m_music);
     }
     for (int i = 0; i < 8; ++i) {
-        ok = ok && writeSource(QStringLiteral("voice%1.wav").arg(i),
+        ok = ok
+                && writeSource(QStringLiteral("voice%1.wav").arg(i),
                                SampleMedia::tone(16000, 1500 + i * 600, 180 + 20 * i, 140 + 15 * i),
                                m_voices);
     }
@@ -230,9 +237,9 @@ void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
         *message.mutable_thumb() = fileInfo(QStringLiteral("t") + id, m_thumbs[index],
                                             QStringLiteral("IMG_%1_thumb.jpg").arg(ordinal));
         if (ordinal % 19 == 3) {
-            *message.mutable_live_photo() = fileInfo(QStringLiteral("l") + id,
-                                                     m_videos[ordinal % m_videos.size()],
-                                                     QStringLiteral("LIVE_%1.mp4").arg(ordinal));
+            *message.mutable_live_photo() =
+                    fileInfo(QStringLiteral("l") + id, m_videos[ordinal % m_videos.size()],
+                             QStringLiteral("LIVE_%1.mp4").arg(ordinal));
         }
         break;
     }
@@ -241,17 +248,17 @@ void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
         message.set_duration(8000 + (ordinal % 7) * 3000);
         *message.mutable_file() = fileInfo(fileId, m_videos[ordinal % m_videos.size()],
                                            QStringLiteral("VID_%1.mp4").arg(ordinal));
-        *message.mutable_thumb() = fileInfo(QStringLiteral("t") + id,
-                                            m_thumbs[ordinal % m_thumbs.size()],
-                                            QStringLiteral("VID_%1_thumb.jpg").arg(ordinal));
+        *message.mutable_thumb() =
+                fileInfo(QStringLiteral("t") + id, m_thumbs[ordinal % m_thumbs.size()],
+                         QStringLiteral("VID_%1_thumb.jpg").arg(ordinal));
         break;
     case Document: {
         const PoolFile &file = m_documents[ordinal % m_documents.size()];
         message.set_type(CONTENT_FILE);
-        *message.mutable_file() = fileInfo(
-                fileId, file,
-                QLatin1String(Documents[ordinal % std::size(Documents)]) + QLatin1Char(' ')
-                        + QString::number(ordinal) + QLatin1Char('.') + file.suffix);
+        *message.mutable_file() =
+                fileInfo(fileId, file,
+                         QLatin1String(Documents[ordinal % std::size(Documents)]) + QLatin1Char(' ')
+                                 + QString::number(ordinal) + QLatin1Char('.') + file.suffix);
         break;
     }
     case Link: {
@@ -275,8 +282,8 @@ void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
         const int index = ordinal % m_voices.size();
         message.set_type(CONTENT_VOICE);
         message.set_duration(1500 + index * 600);
-        *message.mutable_file() = fileInfo(fileId, m_voices[index],
-                                           QStringLiteral("voice_%1.wav").arg(ordinal));
+        *message.mutable_file() =
+                fileInfo(fileId, m_voices[index], QStringLiteral("voice_%1.wav").arg(ordinal));
         break;
     }
     case Combined:
@@ -301,9 +308,9 @@ bool Generator::downloadFile(const im::FileInfo &file, int type)
 {
     const QString suffix = QString::fromStdString(file.suffix());
     const QString fileId = QString::fromStdString(file.file_id());
-    const QString folder = CacheLayout::mediaPath(m_account->userCacheDataPath(),
-                                                  CacheLayout::MainCategory,
-                                                  CacheLayout::kindOfMessageType(type));
+    const QString folder =
+            CacheLayout::mediaPath(m_account->userCacheDataPath(), CacheLayout::MainCategory,
+                                   CacheLayout::kindOfMessageType(type));
     QDir().mkpath(folder);
     const QString source = QUrl(QString::fromStdString(file.url())).toLocalFile();
     const QString target = folder + CacheLayout::fileName(fileId, suffix);
@@ -311,8 +318,8 @@ bool Generator::downloadFile(const im::FileInfo &file, int type)
         qCWarning(lcPlatform) << "cannot copy" << source << "to" << target;
         return false;
     }
-    m_cacheRows.append({ fileId, type, suffix, qint64(file.size()),
-                         m_now - qint64(m_random.bounded(30)) * ONE_DAY_MSEC });
+    m_cacheRows.append({fileId, type, suffix, qint64(file.size()),
+                        m_now - qint64(m_random.bounded(30)) * ONE_DAY_MSEC});
     return true;
 }
 
@@ -323,8 +330,8 @@ void Generator::countFile(const im::FileInfo &file, int type)
     }
     // Only the newest few thousand files are cached, so a million-row sample stays small on
     // disk; the rest wait in the source folder.
-    const bool cached = m_report.filesDownloaded < 4000 && m_random.bounded(10) < 6
-            && downloadFile(file, type);
+    const bool cached =
+            m_report.filesDownloaded < 4000 && m_random.bounded(10) < 6 && downloadFile(file, type);
     if (cached) {
         ++m_report.filesDownloaded;
         m_report.bytesOnDisk += file.size();

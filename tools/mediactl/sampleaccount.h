@@ -16,18 +16,18 @@ public:
     {
         quint32 seed = 7;
         int mediaCount = 600; // media items, children of combined messages included
-        qint64 now = 0; // the account's "today", ms since the epoch; 0 is the current time
+        qint64 now = 0;       // the account's "today", ms since the epoch; 0 is the current time
     };
 
     struct Report
     {
         int dialogs = 0;
-        int messages = 0; // top-level messages in the local store
+        int messages = 0;           // top-level messages in the local store
         int serverOnlyMessages = 0; // top-level messages only the server holds
         int combinedMessages = 0;
         int quotes = 0;
         QMap<int, int> localMediaByType; // content type -> media rows in the local store
-        int filesDownloaded = 0; // files of locally stored messages
+        int filesDownloaded = 0;         // files of locally stored messages
         int filesNotDownloaded = 0;
         qint64 bytesOnDisk = 0; // cached copies
         qint64 bytesNotDownloaded = 0;
