@@ -481,7 +481,7 @@ void TestMediaModel::resetModelHidesSectionsUntilReleased()
     QCOMPARE(section->count(), 0);
     QCOMPARE(watch.alive(), 8);
 
-    model->append(watch({ on(5, kToday) }));
+    model->append(watch(QList<ResourceItem *> { on(5, kToday) }));
     model->insert(watch(on(6, kToday)));
     QVERIFY(!model->update(watch(on(7, kToday))));
     model->deleteItem(9);

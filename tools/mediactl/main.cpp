@@ -13,12 +13,28 @@ int fail(const QString &message)
     return 1;
 }
 
+// Every command works on one account folder, named first.
+void describeFolderCommand(QCommandLineParser &parser, const QString &description)
+{
+    parser.setApplicationDescription(description);
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
+}
+
+bool takeFolder(const QCommandLineParser &parser, QString *folder)
+{
+    if (parser.positionalArguments().size() != 1) {
+        fail(QStringLiteral("give one account folder"));
+        return false;
+    }
+    *folder = parser.positionalArguments().constFirst();
+    return true;
+}
+
 int runInit(const QStringList &args)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Creates the sample account in DIR."));
-    parser.addHelpOption();
-    parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
+    describeFolderCommand(parser, QStringLiteral("Creates the sample account in DIR."));
     const QCommandLineOption seed(QStringLiteral("seed"), QStringLiteral("random seed"),
                                   QStringLiteral("N"), QStringLiteral("7"));
     const QCommandLineOption media(QStringLiteral("media"), QStringLiteral("number of media"),
@@ -26,8 +42,9 @@ int runInit(const QStringList &args)
     parser.addOption(seed);
     parser.addOption(media);
     parser.process(args);
-    if (parser.positionalArguments().size() != 1) {
-        return fail(QStringLiteral("init takes one folder"));
+    QString folder;
+    if (!takeFolder(parser, &folder)) {
+        return 1;
     }
     bool seedOk = false;
     bool mediaOk = false;
@@ -38,7 +55,6 @@ int runInit(const QStringList &args)
         return fail(QStringLiteral("--seed and --media take whole numbers (media up to 10000000)"));
     }
     SampleAccount::Report report;
-    const QString folder = parser.positionalArguments().constFirst();
     if (!SampleAccount::create(folder, options, &report)) {
         return fail(QStringLiteral("could not create the sample account in ") + folder);
     }
@@ -51,15 +67,14 @@ int runInit(const QStringList &args)
 int runSummary(const QStringList &args)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Prints the chats and media of an account."));
-    parser.addHelpOption();
-    parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
+    describeFolderCommand(parser, QStringLiteral("Prints the chats and media of an account."));
     parser.process(args);
-    if (parser.positionalArguments().size() != 1) {
-        return fail(QStringLiteral("summary takes one folder"));
+    QString folder;
+    if (!takeFolder(parser, &folder)) {
+        return 1;
     }
     QTextStream out(stdout);
-    return AccountSummary::print(parser.positionalArguments().constFirst(), out) ? 0 : 1;
+    return AccountSummary::print(folder, out) ? 0 : 1;
 }
 
 } // namespace
