@@ -9,9 +9,10 @@
 struct DialogMessageKey
 {
     DialogMessageKey() = default;
-    DialogMessageKey(const QString &dialogId, const MessageKey &key) : dialogId(dialogId), key(key)
-    {
-    }
+    DialogMessageKey(const QString &dialogId, const MessageKey &key)
+        : dialogId(dialogId)
+        , key(key)
+    { }
 
     bool operator==(const DialogMessageKey &other) const
     {

@@ -8,8 +8,14 @@
 struct ItemPoint
 {
     ItemPoint() = default;
-    ItemPoint(int group, int row) : group(group), row(row) { }
-    ItemPoint(const QPoint &point) : group(point.x()), row(point.y()) { }
+    ItemPoint(int group, int row)
+        : group(group)
+        , row(row)
+    { }
+    ItemPoint(const QPoint &point)
+        : group(point.x())
+        , row(point.y())
+    { }
 
     bool operator==(const ItemPoint &other) const
     {

@@ -67,7 +67,7 @@ private:
     void insertAt(int row, ResourceItem *item);
 
     QHash<int, QByteArray> m_roleNames;
-    QList<ResourceItem *> m_items; // newest first; owned
+    QList<ResourceItem *> m_items;         // newest first; owned
     QList<ResourceItem *> m_releasedItems; // set aside by release(); owned
     const qint64 m_date;
     mutable QRecursiveMutex m_mutex; // guards both lists

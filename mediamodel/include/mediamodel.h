@@ -73,7 +73,7 @@ private:
     void removeItemRows(const RowSpan &rows);
     void removeItemRuns(const QList<RowSpan> &runs);
 
-    QList<MediaItemModel *> m_sections; // shown, newest first; owned
+    QList<MediaItemModel *> m_sections;         // shown, newest first; owned
     QList<MediaItemModel *> m_releasedSections; // set aside by clearAll()/resetModel(); owned
-    LocalDayWatcher *m_dayWatcher = nullptr; // child
+    LocalDayWatcher *m_dayWatcher = nullptr;    // child
 };

@@ -15,7 +15,7 @@ struct MEDIAMODEL_EXPORT ResourceData
 {
     QString fileName;
     QString fileId;
-    QString thumbId; // empty: no thumbnail
+    QString thumbId;     // empty: no thumbnail
     QString livePhotoId; // empty: not a live photo
     QString suffix;
     QString thumbSuffix;

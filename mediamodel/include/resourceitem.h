@@ -1,7 +1,6 @@
 #pragma once
 
 #include "mediamodel_export.h"
-#include "messagebase.h"
 #include "messagekey.h"
 
 #include <QObject>
@@ -10,6 +9,7 @@
 
 class ContentItem;
 class FileData;
+class MessageBase;
 struct MediaInfo;
 namespace storage {
 struct ResourceInfo;
@@ -25,6 +25,7 @@ struct ResourceInfo;
 class MEDIAMODEL_EXPORT ResourceItem : public QObject
 {
     Q_OBJECT
+    Q_MOC_INCLUDE("messagebase.h")
     Q_PROPERTY(QString dialogId READ dialogId CONSTANT)
     Q_PROPERTY(qlonglong messageId READ messageId CONSTANT)
     Q_PROPERTY(qlonglong subMsgId READ subMsgId CONSTANT)

@@ -101,8 +101,10 @@ Q_SIGNALS:
 protected:
     // Inserts item at row, announced as that one row.
     void insert(int row, ResourceItem *item);
-    // Removes and deletes rows first..last (see the source for how the removal is announced).
+    // Removes and deletes rows first..last. The range's last row is announced on its own first,
+    // then the rows above it in one more notice.
     void remove(int first, int last);
+    // Removes and deletes one row.
     virtual void remove(int row);
 
     // The key of the period of a time: today's local midnight for a time of today, else the first
@@ -117,10 +119,10 @@ private:
     void removeRuns(const QList<RowSpan> &runs);
 
     QHash<int, QByteArray> m_roleNames;
-    QList<ResourceItem *> m_items; // shown rows, newest first; owned
+    QList<ResourceItem *> m_items;         // shown rows, newest first; owned
     QList<ResourceItem *> m_releasedItems; // hidden by resetModel(); owned
-    mutable QRecursiveMutex m_mutex; // guards the lists, the flag and the period cache
+    mutable QRecursiveMutex m_mutex;       // guards the lists, the flag and the period cache
     int m_type = 0;
-    bool m_released = false; // set by resetModel(), cleared by releaseData()
+    bool m_released = false;                      // set by resetModel(), cleared by releaseData()
     std::unique_ptr<SectionDates> m_sectionDates; // period keys, cached between calls
 };

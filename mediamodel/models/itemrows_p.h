@@ -13,7 +13,10 @@ class ResourceItem;
 struct RowSpan
 {
     RowSpan() = default;
-    RowSpan(int first, int last) : first(first), last(last) { }
+    RowSpan(int first, int last)
+        : first(first)
+        , last(last)
+    { }
 
     bool isEmpty() const { return last < first; }
     int size() const { return isEmpty() ? 0 : last - first + 1; }
@@ -26,7 +29,7 @@ struct RowSpan
 struct HistoryCut
 {
     bool everything = false; // the whole list, through clearAll()
-    RowSpan rows; // otherwise these rows (possibly none)
+    RowSpan rows;            // otherwise these rows (possibly none)
 };
 
 // Each rule reads a list sorted newest first and says which rows an operation takes; the models

@@ -5,7 +5,7 @@
 
 namespace {
 
-std::atomic<LocalClock::Now> s_now { nullptr };
+std::atomic<LocalClock::Now> s_now {nullptr};
 
 } // namespace
 

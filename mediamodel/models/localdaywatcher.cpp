@@ -16,7 +16,11 @@ QDate localToday()
 
 } // namespace
 
-LocalDayWatcher::LocalDayWatcher(QObject *parent) : QObject(parent), m_today(localToday())
+// The timer is a child as well as a member, so that it follows the watcher to another thread.
+LocalDayWatcher::LocalDayWatcher(QObject *parent)
+    : QObject(parent)
+    , m_timer(this)
+    , m_today(localToday())
 {
     m_timer.setSingleShot(true);
     m_timer.setTimerType(Qt::PreciseTimer);

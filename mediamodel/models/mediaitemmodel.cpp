@@ -8,7 +8,9 @@
 #include <utility>
 
 MediaItemModel::MediaItemModel(qint64 date, QObject *parent)
-    : QAbstractListModel(parent), m_roleNames { { ItemModelRole, "itemModel" } }, m_date(date)
+    : QAbstractListModel(parent)
+    , m_roleNames {{ItemModelRole, "itemModel"}}
+    , m_date(date)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
 }
@@ -118,7 +120,7 @@ bool MediaItemModel::updateItem(ResourceItem *item)
         return false;
     }
     ResourceItem *old = std::exchange(m_items[row], item);
-    Q_EMIT dataChanged(index(row), index(row), { ItemModelRole });
+    Q_EMIT dataChanged(index(row), index(row), {ItemModelRole});
     if (old != item) {
         delete old;
     }

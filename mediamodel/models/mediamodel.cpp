@@ -8,7 +8,8 @@
 #include <utility>
 
 MediaModel::MediaModel(int type, QObject *parent)
-    : ResourceModel(type, parent), m_dayWatcher(new LocalDayWatcher(this))
+    : ResourceModel(type, parent)
+    , m_dayWatcher(new LocalDayWatcher(this))
 {
     connect(m_dayWatcher, &LocalDayWatcher::dayChanged, this, &MediaModel::updateModel);
 }
@@ -33,7 +34,7 @@ QVariant MediaModel::data(const QModelIndex &index, int role) const
 
 QHash<int, QByteArray> MediaModel::roleNames() const
 {
-    return { { ItemModelRole, "itemModel" } };
+    return {{ItemModelRole, "itemModel"}};
 }
 
 int MediaModel::count() const
@@ -45,10 +46,9 @@ int MediaModel::count() const
 int MediaModel::resourceCount() const
 {
     QMutexLocker locker(&mutex());
-    return std::accumulate(m_sections.cbegin(), m_sections.cend(), 0,
-                           [](int sum, const MediaItemModel *section) {
-                               return sum + section->count();
-                           });
+    return std::accumulate(
+            m_sections.cbegin(), m_sections.cend(), 0,
+            [](int sum, const MediaItemModel *section) { return sum + section->count(); });
 }
 
 void MediaModel::deleteItem(const QString &dialogId, qint64 messageId)
@@ -151,7 +151,7 @@ bool MediaModel::update(ResourceItem *item)
     if (findWithDate(date, row)) {
         return m_sections.at(row)->updateItem(item);
     }
-    insertSection(row, date, { item });
+    insertSection(row, date, {item});
     return false;
 }
 
@@ -196,7 +196,7 @@ void MediaModel::insert(ResourceItem *item)
     if (findWithDate(date, row)) {
         m_sections.at(row)->insertItem(item);
     } else {
-        insertSection(row, date, { item });
+        insertSection(row, date, {item});
     }
 }
 
@@ -356,6 +356,10 @@ MediaItemModel *MediaModel::makeSection(qint64 date, const QList<ResourceItem *>
 void MediaModel::insertSection(int row, qint64 date, const QList<ResourceItem *> &items)
 {
     MediaItemModel *section = makeSection(date, items);
+    if (section->count() == 0) {
+        delete section;
+        return;
+    }
     beginInsertRows(QModelIndex(), row, row);
     m_sections.insert(row, section);
     endInsertRows();
@@ -429,7 +433,8 @@ void MediaModel::removeItemRows(const RowSpan &rows)
     int offset = 0;
     for (MediaItemModel *section : std::as_const(m_sections)) {
         const int size = section->count();
-        const RowSpan local(std::max(rows.first - offset, 0), std::min(rows.last - offset, size - 1));
+        const RowSpan local(std::max(rows.first - offset, 0),
+                            std::min(rows.last - offset, size - 1));
         section->removeSpan(local);
         offset += size;
         if (offset > rows.last) {

@@ -11,7 +11,7 @@
 
 ResourceModel::ResourceModel(int type, QObject *parent)
     : QAbstractListModel(parent)
-    , m_roleNames { { ItemModelRole, "itemModel" }, { DateRole, "date" } }
+    , m_roleNames {{ItemModelRole, "itemModel"}, {DateRole, "date"}}
     , m_type(type)
     , m_sectionDates(std::make_unique<SectionDates>())
 {
@@ -185,7 +185,7 @@ bool ResourceModel::update(ResourceItem *item)
         return false;
     }
     ResourceItem *old = std::exchange(m_items[row], item);
-    Q_EMIT dataChanged(index(row), index(row), { ItemModelRole });
+    Q_EMIT dataChanged(index(row), index(row), {ItemModelRole});
     if (old != item) {
         delete old;
     }

@@ -28,7 +28,7 @@ qint64 SectionDates::dateOf(qint64 msecs)
     if (!m_month.contains(msecs)) {
         const QDate date = localDateOf(msecs);
         const QDate firstOfMonth(date.year(), date.month(), 1);
-        m_month = { midnightOf(firstOfMonth), midnightOf(firstOfMonth.addMonths(1)) };
+        m_month = {midnightOf(firstOfMonth), midnightOf(firstOfMonth.addMonths(1))};
     }
     return m_month.start;
 }
@@ -38,7 +38,7 @@ qint64 SectionDates::today()
     const qint64 now = LocalClock::currentMSecsSinceEpoch();
     if (!m_today.contains(now)) {
         const QDate date = localDateOf(now);
-        m_today = { midnightOf(date), midnightOf(date.addDays(1)) };
+        m_today = {midnightOf(date), midnightOf(date.addDays(1))};
     }
     return m_today.start;
 }

@@ -50,8 +50,7 @@ bool findDescending(const QList<T> &list, CompareKey compareKey, int &pos)
     return false;
 }
 
-template<typename T>
-int threeWay(const T &key, const T &element)
+template<typename T> int threeWay(const T &key, const T &element)
 {
     if (key > element) {
         return 1;

@@ -28,10 +28,7 @@ void ResourceData::serialize(QByteArray &out) const
     if (fileId.isEmpty()) {
         return;
     }
-    QVariantMap map { { kFileName, fileName },
-                      { kFileId, fileId },
-                      { kSuffix, suffix },
-                      { kSize, size } };
+    QVariantMap map {{kFileName, fileName}, {kFileId, fileId}, {kSuffix, suffix}, {kSize, size}};
     if (!thumbId.isEmpty()) {
         map.insert(kThumbId, thumbId);
         map.insert(kThumbSuffix, thumbSuffix);

@@ -5,6 +5,7 @@
 #include "fileitem.h"
 #include "mediainfo.h"
 #include "mediamodellog_p.h"
+#include "messagebase.h"
 #include "resourcestorage.h"
 
 #include <QJSEngine>
@@ -43,13 +44,16 @@ int compareItems(const ResourceItem &item, const ResourceItem &other)
 
 } // namespace
 
-ResourceItem::ResourceItem(QObject *parent) : QObject(parent)
+ResourceItem::ResourceItem(QObject *parent)
+    : QObject(parent)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
 }
 
 ResourceItem::ResourceItem(const MediaInfo &info)
-    : m_msgData(info.msg), m_mediaKey(info.messageId, info.subMsgId), m_dateTime(info.dateTime)
+    : m_msgData(info.msg)
+    , m_mediaKey(info.messageId, info.subMsgId)
+    , m_dateTime(info.dateTime)
 {
     if (info.msg) {
         m_dialogId = info.msg->dialogId();
@@ -70,7 +74,8 @@ ResourceItem::ResourceItem(const storage::ResourceInfo &row)
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
 }
 
-ResourceItem::ResourceItem(const QSharedPointer<MessageBase> &msg) : m_msgData(msg)
+ResourceItem::ResourceItem(const QSharedPointer<MessageBase> &msg)
+    : m_msgData(msg)
 {
     if (msg) {
         takeFieldsFrom(*msg);
@@ -79,9 +84,10 @@ ResourceItem::ResourceItem(const QSharedPointer<MessageBase> &msg) : m_msgData(m
 }
 
 ResourceItem::ResourceItem(const QString &dialogId, const MessageKey &key, qint64 dateTime)
-    : m_dialogId(dialogId), m_mediaKey(key), m_dateTime(dateTime)
-{
-}
+    : m_dialogId(dialogId)
+    , m_mediaKey(key)
+    , m_dateTime(dateTime)
+{ }
 
 ResourceItem::ResourceItem(const ResourceItem &other)
     : QObject(nullptr)
@@ -90,8 +96,7 @@ ResourceItem::ResourceItem(const ResourceItem &other)
     , m_mediaKey(other.m_mediaKey)
     , m_dateTime(other.m_dateTime)
     , m_type(other.m_type)
-{
-}
+{ }
 
 ResourceItem &ResourceItem::operator=(const ResourceItem &other)
 {

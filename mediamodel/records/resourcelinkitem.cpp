@@ -2,21 +2,25 @@
 
 #include "contentitem.h"
 #include "contenttype.h"
+#include "messagebase.h"
 
 #include <QUrl>
 
-ResourceLinkItem::ResourceLinkItem(const MediaInfo &info) : ResourceItem(info)
+ResourceLinkItem::ResourceLinkItem(const MediaInfo &info)
+    : ResourceItem(info)
 {
     setLink(msgDataPtr());
     setType(CONTENT_TEXT);
 }
 
-ResourceLinkItem::ResourceLinkItem(const storage::ResourceInfo &row) : ResourceItem(row)
+ResourceLinkItem::ResourceLinkItem(const storage::ResourceInfo &row)
+    : ResourceItem(row)
 {
     setType(CONTENT_TEXT);
 }
 
-ResourceLinkItem::ResourceLinkItem(const QSharedPointer<MessageBase> &msg) : ResourceItem(msg)
+ResourceLinkItem::ResourceLinkItem(const QSharedPointer<MessageBase> &msg)
+    : ResourceItem(msg)
 {
     setLink(msg);
     setType(CONTENT_TEXT);
@@ -51,8 +55,8 @@ void ResourceLinkItem::setLink(const QSharedPointer<MessageBase> &msg)
     }
     setLink(content->urls());
     disconnect(m_contentConnection);
-    m_contentConnection = connect(msg.data(), &MessageBase::contentChanged, this,
-                                  &ResourceLinkItem::refreshLink);
+    m_contentConnection =
+            connect(msg.data(), &MessageBase::contentChanged, this, &ResourceLinkItem::refreshLink);
 }
 
 void ResourceLinkItem::setMsgData(QSharedPointer<MessageBase> msg)

@@ -13,9 +13,9 @@ struct MediaSelectInfo
 {
     MediaSelectInfo() = default;
     MediaSelectInfo(const MessageKey &mediaKey, const QSharedPointer<MessageBase> &msgData)
-        : mediaKey(mediaKey), msgData(msgData)
-    {
-    }
+        : mediaKey(mediaKey)
+        , msgData(msgData)
+    { }
 
     bool operator==(const MediaSelectInfo &other) const { return mediaKey == other.mediaKey; }
     bool operator<(const MediaSelectInfo &other) const { return mediaKey > other.mediaKey; }

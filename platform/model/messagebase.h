@@ -8,6 +8,7 @@
 #include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
+#include <QVariant>
 #include <memory>
 
 namespace im {

@@ -1,7 +1,7 @@
 #include "mediatestsupport.h"
 
-#include "models/localclock_p.h"
 #include "messagebase.h"
+#include "models/localclock_p.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
 #include "resourcestorage.h"
@@ -9,12 +9,13 @@
 #include <QDateTime>
 #include <QRegularExpression>
 #include <atomic>
+#include <memory>
 
 namespace MediaTest {
 
 namespace {
 
-std::atomic<qint64> s_now { 0 };
+std::atomic<qint64> s_now {0};
 
 } // namespace
 
@@ -106,54 +107,59 @@ int Watch::alive() const
                              [](const QPointer<ResourceItem> &item) { return !item.isNull(); }));
 }
 
-ResourceItem *itemOf(const QString &spec)
+ResourceItem *itemOf(const QString &label)
 {
     static const QRegularExpression pattern(
             QStringLiteral(R"(^(?:([^/]+)/)?(\d+)(?:\.(\d+))?(?:@(-?\d+))?$)"));
-    const QRegularExpressionMatch match = pattern.match(spec);
+    const QRegularExpressionMatch match = pattern.match(label);
     if (!match.hasMatch()) {
-        qFatal("not an item: %s", qPrintable(spec));
+        qFatal("not an item: %s", qPrintable(label));
     }
     const QString dialogId = match.captured(1).isEmpty() ? QStringLiteral("u1") : match.captured(1);
     const qint64 messageId = match.captured(2).toLongLong();
     const qint64 subMsgId = match.captured(3).toLongLong();
-    const qint64 time = match.captured(4).isEmpty() ? messageId * 100 : match.captured(4).toLongLong();
+    const qint64 time =
+            match.captured(4).isEmpty() ? messageId * 100 : match.captured(4).toLongLong();
     return rowItem(dialogId, messageId, subMsgId, time);
 }
 
-QList<ResourceItem *> itemsOf(const QStringList &specs)
+QList<ResourceItem *> itemsOf(const QStringList &labels)
 {
     QList<ResourceItem *> items;
-    for (const QString &spec : specs) {
-        items.append(itemOf(spec));
+    for (const QString &label : labels) {
+        items.append(itemOf(label));
     }
     return items;
 }
 
-QString specOf(const ResourceItem *item)
+QString labelOf(const ResourceItem *item)
 {
     if (!item) {
         return QStringLiteral("null");
     }
-    return QStringLiteral("%1/%2.%3").arg(item->dialogId()).arg(item->messageId()).arg(item->subMsgId());
+    return QStringLiteral("%1/%2.%3")
+            .arg(item->dialogId())
+            .arg(item->messageId())
+            .arg(item->subMsgId());
 }
 
-QStringList specsOf(const QList<ResourceItem *> &items)
+QStringList canonical(const QStringList &labels)
 {
-    QStringList specs;
-    for (const ResourceItem *item : items) {
-        specs.append(specOf(item));
+    QStringList written;
+    for (const QString &label : labels) {
+        const std::unique_ptr<ResourceItem> item(itemOf(label));
+        written.append(labelOf(item.get()));
     }
-    return specs;
+    return written;
 }
 
-QStringList specsOf(const ResourceModel &model)
+QStringList labelsOf(const ResourceModel &model)
 {
-    QStringList specs;
+    QStringList labels;
     for (int row = 0; row < model.count(); ++row) {
-        specs.append(specOf(model.getResourceItem(row)));
+        labels.append(labelOf(model.getResourceItem(row)));
     }
-    return specs;
+    return labels;
 }
 
 } // namespace MediaTest

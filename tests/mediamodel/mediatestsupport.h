@@ -36,15 +36,16 @@ QSharedPointer<MessageBase> makeMessage(const im::Message &proto, FileManager *f
 ResourceItem *rowItem(const QString &dialogId, qint64 messageId, qint64 subMsgId, qint64 dateTime,
                       int type = 2);
 
-// Items written as "[dialog/]id[.sub][@time]", e.g. "g1/50.2": dialog u1, sub-message id 0 and
-// time id * 100 unless given. Times grow with ids, as they do in a dialog.
-ResourceItem *itemOf(const QString &spec);
-QList<ResourceItem *> itemsOf(const QStringList &specs);
+// Items written as "[dialog/]id[.sub][@time]", e.g. "g1/50.2". Left out, the dialog is u1, the
+// sub-message id 0 and the time id * 100, so that times grow with ids as they do in a dialog.
+ResourceItem *itemOf(const QString &label);
+QList<ResourceItem *> itemsOf(const QStringList &labels);
 // "dialog/id.sub" of an item, "null" for none.
-QString specOf(const ResourceItem *item);
-QStringList specsOf(const QList<ResourceItem *> &items);
+QString labelOf(const ResourceItem *item);
+// The labels written out in full, as labelOf() gives them.
+QStringList canonical(const QStringList &labels);
 // The rows of a flat model.
-QStringList specsOf(const ResourceModel &model);
+QStringList labelsOf(const ResourceModel &model);
 
 // Watches items for deletion.
 class Watch

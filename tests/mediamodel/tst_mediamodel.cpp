@@ -46,7 +46,7 @@ QStringList layout(const MediaModel &model)
         const MediaItemModel *section = sectionAt(model, row);
         QStringList items;
         for (int index = 0; index < section->count(); ++index) {
-            items.append(specOf(section->getResourceItem(index)).remove(QStringLiteral("u1/")));
+            items.append(labelOf(section->getResourceItem(index)).remove(QStringLiteral("u1/")));
         }
         sections.append(QDateTime::fromMSecsSinceEpoch(section->date()).toString("yyyy-MM-dd hh:mm")
                         + QStringLiteral(": ") + items.join(QLatin1Char(' ')));
@@ -58,7 +58,8 @@ QStringList layout(const MediaModel &model)
 class TestedMediaModel
 {
 public:
-    TestedMediaModel() : m_model(std::make_unique<MediaModel>(2))
+    TestedMediaModel()
+        : m_model(std::make_unique<MediaModel>(2))
     {
         new QAbstractItemModelTester(m_model.get(),
                                      QAbstractItemModelTester::FailureReportingMode::Fatal,
@@ -92,13 +93,18 @@ private:
 // Today 9 and 8, earlier in March 7 and 6, February 4 (with sub-items 2 and 1) and 3, January 1.
 QList<ResourceItem *> threeMonths()
 {
-    return { on(9, kToday, 9), on(8, kToday, 8), on(7, QDate(2024, 3, 10)),
-             on(6, QDate(2024, 3, 2)), on(4, QDate(2024, 2, 20), 12, 2),
-             on(4, QDate(2024, 2, 20), 12, 1), on(3, QDate(2024, 2, 1)), on(1, QDate(2024, 1, 5)) };
+    return {on(9, kToday, 9),
+            on(8, kToday, 8),
+            on(7, QDate(2024, 3, 10)),
+            on(6, QDate(2024, 3, 2)),
+            on(4, QDate(2024, 2, 20), 12, 2),
+            on(4, QDate(2024, 2, 20), 12, 1),
+            on(3, QDate(2024, 2, 1)),
+            on(1, QDate(2024, 1, 5))};
 }
 
-const QStringList kThreeMonths { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
-                                 "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0" };
+const QStringList kThreeMonths {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
+                                "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0"};
 
 } // namespace
 
@@ -155,7 +161,7 @@ void TestMediaModel::rolesAndCounts()
 {
     TestedMediaModel model;
     model->append(threeMonths());
-    QCOMPARE(model->roleNames(), (QHash<int, QByteArray> { { 257, "itemModel" } }));
+    QCOMPARE(model->roleNames(), (QHash<int, QByteArray> {{257, "itemModel"}}));
     QCOMPARE(model->count(), 4);
     QCOMPARE(model->rowCount(), 4);
     QCOMPARE(model->resourceCount(), 8);
@@ -166,10 +172,10 @@ void TestMediaModel::rolesAndCounts()
     MediaItemModel *february = sectionAt(*model, 2);
     QCOMPARE(february->property("date").toLongLong(), at(QDate(2024, 2, 1), 0));
     QCOMPARE(february->property("count").toInt(), 3);
-    QCOMPARE(february->roleNames(), (QHash<int, QByteArray> { { 257, "itemModel" } }));
+    QCOMPARE(february->roleNames(), (QHash<int, QByteArray> {{257, "itemModel"}}));
     QCOMPARE(february->data(february->index(1), 257).value<QObject *>(),
              february->getResourceItem(1));
-    QCOMPARE(specOf(february->getResourceItem(1)), QString("u1/4.1"));
+    QCOMPARE(labelOf(february->getResourceItem(1)), QString("u1/4.1"));
     QVERIFY(!february->getResourceItem(3));
     QVERIFY(!february->data(february->index(0), 258).isValid());
 }
@@ -177,8 +183,8 @@ void TestMediaModel::rolesAndCounts()
 void TestMediaModel::todayIsASectionOfItsOwn()
 {
     TestedMediaModel model;
-    model->append({ on(2, kToday, 9), on(1, kToday.addDays(-1), 23) });
-    QCOMPARE(layout(*model), (QStringList { "2024-03-20 00:00: 2.0", "2024-03-01 00:00: 1.0" }));
+    model->append({on(2, kToday, 9), on(1, kToday.addDays(-1), 23)});
+    QCOMPARE(layout(*model), (QStringList {"2024-03-20 00:00: 2.0", "2024-03-01 00:00: 1.0"}));
 }
 
 void TestMediaModel::aPageSpanningMonthsAddsTheirSections()
@@ -195,32 +201,31 @@ void TestMediaModel::aPageSpanningMonthsAddsTheirSections()
 void TestMediaModel::aPageContinuingASectionJoinsIt()
 {
     TestedMediaModel model;
-    model->append({ on(9, kToday), on(7, QDate(2024, 3, 10)) });
+    model->append({on(9, kToday), on(7, QDate(2024, 3, 10))});
     MediaItemModel *march = sectionAt(*model, 1);
     QSignalSpy sectionInserted(march, &QAbstractItemModel::rowsInserted);
     QSignalSpy sectionCounted(march, &MediaItemModel::countChanged);
     QSignalSpy inserted(model.get(), &QAbstractItemModel::rowsInserted);
 
-    model->append({ on(6, QDate(2024, 3, 5)), on(5, QDate(2024, 3, 4)), on(3, QDate(2024, 2, 9)) });
+    model->append({on(6, QDate(2024, 3, 5)), on(5, QDate(2024, 3, 4)), on(3, QDate(2024, 2, 9))});
     QCOMPARE(sectionInserted.count(), 1);
     QCOMPARE(sectionInserted.first().at(1).toInt(), 1);
     QCOMPARE(sectionInserted.first().at(2).toInt(), 2);
     QCOMPARE(sectionCounted.count(), 1);
     QCOMPARE(inserted.count(), 1);
     QCOMPARE(layout(*model),
-             (QStringList { "2024-03-20 00:00: 9.0", "2024-03-01 00:00: 7.0 6.0 5.0",
-                            "2024-02-01 00:00: 3.0" }));
+             (QStringList {"2024-03-20 00:00: 9.0", "2024-03-01 00:00: 7.0 6.0 5.0",
+                           "2024-02-01 00:00: 3.0"}));
 }
 
 void TestMediaModel::aPageRepeatingTheOldestItemDropsIt()
 {
     Watch watch;
     TestedMediaModel model;
-    model->append({ on(9, kToday), on(7, QDate(2024, 3, 10)) });
-    model->append(watch({ on(7, QDate(2024, 3, 10)), on(6, QDate(2024, 3, 9)) }));
+    model->append({on(9, kToday), on(7, QDate(2024, 3, 10))});
+    model->append(watch({on(7, QDate(2024, 3, 10)), on(6, QDate(2024, 3, 9))}));
     QCOMPARE(watch.deleted(), 1);
-    QCOMPARE(layout(*model),
-             (QStringList { "2024-03-20 00:00: 9.0", "2024-03-01 00:00: 7.0 6.0" }));
+    QCOMPARE(layout(*model), (QStringList {"2024-03-20 00:00: 9.0", "2024-03-01 00:00: 7.0 6.0"}));
 }
 
 void TestMediaModel::insert_data()
@@ -230,17 +235,17 @@ void TestMediaModel::insert_data()
 
     QTest::newRow("into today's section, at its place")
             << at(kToday, 8, 30)
-            << QStringList { "2024-03-20 00:00: 9.0 5.0 8.0", "2024-03-01 00:00: 7.0 6.0",
-                             "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 5.0 8.0", "2024-03-01 00:00: 7.0 6.0",
+                            "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0"};
     QTest::newRow("into a month's section, at its place")
             << at(QDate(2024, 2, 10))
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
-                             "2024-02-01 00:00: 4.2 4.1 5.0 3.0", "2024-01-01 00:00: 1.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
+                            "2024-02-01 00:00: 4.2 4.1 5.0 3.0", "2024-01-01 00:00: 1.0"};
     QTest::newRow("a month older than every section: a last section")
             << at(QDate(2023, 12, 24))
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
-                             "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0",
-                             "2023-12-01 00:00: 5.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
+                            "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0",
+                            "2023-12-01 00:00: 5.0"};
 }
 
 void TestMediaModel::insert()
@@ -255,14 +260,14 @@ void TestMediaModel::insert()
 void TestMediaModel::insertOpensAMonthBetweenItsNeighbours()
 {
     TestedMediaModel model;
-    model->append({ on(9, kToday), on(1, QDate(2024, 1, 5)) });
+    model->append({on(9, kToday), on(1, QDate(2024, 1, 5))});
     QSignalSpy inserted(model.get(), &QAbstractItemModel::rowsInserted);
     model->insert(on(4, QDate(2024, 2, 20)));
     QCOMPARE(inserted.count(), 1);
     QCOMPARE(inserted.first().at(1).toInt(), 1);
     QCOMPARE(layout(*model),
-             (QStringList { "2024-03-20 00:00: 9.0", "2024-02-01 00:00: 4.0",
-                            "2024-01-01 00:00: 1.0" }));
+             (QStringList {"2024-03-20 00:00: 9.0", "2024-02-01 00:00: 4.0",
+                           "2024-01-01 00:00: 1.0"}));
 }
 
 void TestMediaModel::insertingAnEqualItemDestroysTheIncomingOne()
@@ -335,16 +340,16 @@ void TestMediaModel::deleteItem_data()
 
     QTest::newRow("one of several: the section stays")
             << qint64(8)
-            << QStringList { "2024-03-20 00:00: 9.0", "2024-03-01 00:00: 7.0 6.0",
-                             "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0" };
+            << QStringList {"2024-03-20 00:00: 9.0", "2024-03-01 00:00: 7.0 6.0",
+                            "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0"};
     QTest::newRow("the only item: the section goes too")
             << qint64(1)
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
-                             "2024-02-01 00:00: 4.2 4.1 3.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
+                            "2024-02-01 00:00: 4.2 4.1 3.0"};
     QTest::newRow("held only as sub-items: all of them")
             << qint64(4)
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
-                             "2024-02-01 00:00: 3.0", "2024-01-01 00:00: 1.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
+                            "2024-02-01 00:00: 3.0", "2024-01-01 00:00: 1.0"};
     QTest::newRow("not held: nothing") << qint64(5) << kThreeMonths;
 }
 
@@ -369,34 +374,36 @@ void TestMediaModel::deletionForms_data()
                    model.insert(on(7, QDate(2024, 1, 2), 12, 0, "g1"));
                    model.deleteItem(7);
                })
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 6.0",
-                             "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0 g1/7.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 6.0",
+                            "2024-02-01 00:00: 4.2 4.1 3.0", "2024-01-01 00:00: 1.0 g1/7.0"};
     QTest::newRow("an id range across sections; emptied sections go")
             << Operation([](MediaModel &model) { model.batchDelete(MessageIdRange(3, 8)); })
-            << QStringList { "2024-03-20 00:00: 9.0", "2024-02-01 00:00: 3.0",
-                             "2024-01-01 00:00: 1.0" };
+            << QStringList {"2024-03-20 00:00: 9.0", "2024-02-01 00:00: 3.0",
+                            "2024-01-01 00:00: 1.0"};
     QTest::newRow("an id range reaching past the oldest item: nothing")
             << Operation([](MediaModel &model) { model.batchDelete(MessageIdRange(0, 8)); })
             << kThreeMonths;
     QTest::newRow("a dialog's range across sections")
             << Operation([](MediaModel &model) { model.batchDelete("u1", MessageIdRange(1, 7)); })
-            << QStringList { "2024-03-20 00:00: 9.0 8.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0"};
     QTest::newRow("a list of ids")
-            << Operation([](MediaModel &model) { model.batchDelete(QList<qint64> { 9, 8, 4 }); })
-            << QStringList { "2024-03-01 00:00: 7.0 6.0", "2024-02-01 00:00: 3.0",
-                             "2024-01-01 00:00: 1.0" };
+            << Operation([](MediaModel &model) {
+                   model.batchDelete(QList<qint64> {9, 8, 4});
+               })
+            << QStringList {"2024-03-01 00:00: 7.0 6.0", "2024-02-01 00:00: 3.0",
+                            "2024-01-01 00:00: 1.0"};
     QTest::newRow("a dialog's message")
             << Operation([](MediaModel &model) { model.deleteItem("u1", 4); })
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
-                             "2024-02-01 00:00: 3.0", "2024-01-01 00:00: 1.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0 6.0",
+                            "2024-02-01 00:00: 3.0", "2024-01-01 00:00: 1.0"};
     QTest::newRow("history before a message, across sections")
             << Operation([](MediaModel &model) { model.clearResource(7); })
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0"};
     QTest::newRow("history up to 0: everything")
             << Operation([](MediaModel &model) { model.clearResource(0); }) << QStringList();
     QTest::newRow("a dialog's history up to a message")
             << Operation([](MediaModel &model) { model.clearResource("u1", 6); })
-            << QStringList { "2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0" };
+            << QStringList {"2024-03-20 00:00: 9.0 8.0", "2024-03-01 00:00: 7.0"};
 }
 
 void TestMediaModel::deletionForms()
@@ -417,19 +424,18 @@ void TestMediaModel::foreachItem_data()
 
     QTest::newRow("from (2, 1) to (3, 0): the rest of one section, the start of the next")
             << QPoint(2, 1) << QPoint(3, 0) << QPoint(-1, -1)
-            << QStringList { "u1/4.1", "u1/3.0", "u1/1.0" };
+            << QStringList {"u1/4.1", "u1/3.0", "u1/1.0"};
     QTest::newRow("whole sections between the ends")
             << QPoint(0, 1) << QPoint(2, 0) << QPoint(-1, -1)
-            << QStringList { "u1/8.0", "u1/7.0", "u1/6.0", "u1/4.2" };
-    QTest::newRow("except the skipped point")
-            << QPoint(0, 1) << QPoint(2, 0) << QPoint(1, 0)
-            << QStringList { "u1/8.0", "u1/6.0", "u1/4.2" };
+            << QStringList {"u1/8.0", "u1/7.0", "u1/6.0", "u1/4.2"};
+    QTest::newRow("except the skipped point") << QPoint(0, 1) << QPoint(2, 0) << QPoint(1, 0)
+                                              << QStringList {"u1/8.0", "u1/6.0", "u1/4.2"};
     QTest::newRow("rows outside a section give null")
             << QPoint(0, 1) << QPoint(0, 3) << QPoint(-1, -1)
-            << QStringList { "u1/8.0", "null", "null" };
+            << QStringList {"u1/8.0", "null", "null"};
     QTest::newRow("an end past the last section gives null for its rows")
             << QPoint(3, 0) << QPoint(4, 1) << QPoint(-1, -1)
-            << QStringList { "u1/1.0", "null", "null" };
+            << QStringList {"u1/1.0", "null", "null"};
 }
 
 void TestMediaModel::foreachItem()
@@ -441,7 +447,7 @@ void TestMediaModel::foreachItem()
     model->append(threeMonths());
     QStringList visited;
     model->foreachItem(start, end, skip,
-                       [&visited](ResourceItem *item) { visited.append(specOf(item)); });
+                       [&visited](ResourceItem *item) { visited.append(labelOf(item)); });
     QTEST(visited, "visited");
 }
 
@@ -454,13 +460,13 @@ void TestMediaModel::resetItemsRebuildsTheSections()
     ResourceItem *kept = sectionAt(*model, 1)->getResourceItem(0);
     QSignalSpy reset(model.get(), &QAbstractItemModel::modelReset);
 
-    model->resetItems({ on(10, kToday), kept, on(2, QDate(2023, 5, 5)) });
+    model->resetItems({on(10, kToday), kept, on(2, QDate(2023, 5, 5))});
     QCOMPARE(reset.count(), 1);
     QVERIFY(!oldSection);
     QCOMPARE(watch.alive(), 1);
     QCOMPARE(layout(*model),
-             (QStringList { "2024-03-20 00:00: 10.0", "2024-03-01 00:00: 7.0",
-                            "2023-05-01 00:00: 2.0" }));
+             (QStringList {"2024-03-20 00:00: 10.0", "2024-03-01 00:00: 7.0",
+                           "2023-05-01 00:00: 2.0"}));
 }
 
 void TestMediaModel::resetModelHidesSectionsUntilReleased()
@@ -481,7 +487,7 @@ void TestMediaModel::resetModelHidesSectionsUntilReleased()
     QCOMPARE(section->count(), 0);
     QCOMPARE(watch.alive(), 8);
 
-    model->append(watch(QList<ResourceItem *> { on(5, kToday) }));
+    model->append(watch(QList<ResourceItem *> {on(5, kToday)}));
     model->insert(watch(on(6, kToday)));
     QVERIFY(!model->update(watch(on(7, kToday))));
     model->deleteItem(9);
@@ -491,8 +497,8 @@ void TestMediaModel::resetModelHidesSectionsUntilReleased()
     model->releaseData();
     QVERIFY(!section);
     QCOMPARE(watch.alive(), 0);
-    model->append({ on(5, kToday) });
-    QCOMPARE(layout(*model), QStringList { "2024-03-20 00:00: 5.0" });
+    model->append({on(5, kToday)});
+    QCOMPARE(layout(*model), QStringList {"2024-03-20 00:00: 5.0"});
 }
 
 void TestMediaModel::clearAllDeletesSectionsAndItems()
@@ -507,7 +513,7 @@ void TestMediaModel::clearAllDeletesSectionsAndItems()
     QCOMPARE(reset.count(), 1);
     QVERIFY(!section);
     QCOMPARE(watch.alive(), 0);
-    model->append({ on(5, kToday) });
+    model->append({on(5, kToday)});
     QCOMPARE(model->count(), 1);
 }
 
@@ -530,47 +536,48 @@ void TestMediaModel::updateModel_data()
     QTest::addColumn<QStringList>("before");
     QTest::addColumn<QStringList>("after");
 
-    const Operation nothing = [](MediaModel &) { };
+    const Operation nothing = [](MediaModel &) {
+    };
     const QDateTime nextMorning(kToday.addDays(1), QTime(0, 0, 5));
 
     QTest::newRow("the ended day joins its month below it")
-            << kToday << QList<qint64> { at(kToday, 9), at(kToday, 8), at(QDate(2024, 3, 10)) }
+            << kToday << QList<qint64> {at(kToday, 9), at(kToday, 8), at(QDate(2024, 3, 10))}
             << nextMorning << nothing
-            << QStringList { "2024-03-20 00:00: 1.0 2.0", "2024-03-01 00:00: 3.0" }
-            << QStringList { "2024-03-01 00:00: 1.0 2.0 3.0" };
+            << QStringList {"2024-03-20 00:00: 1.0 2.0", "2024-03-01 00:00: 3.0"}
+            << QStringList {"2024-03-01 00:00: 1.0 2.0 3.0"};
     QTest::newRow("never into another month: the day becomes its month's section")
-            << kToday << QList<qint64> { at(kToday, 9), at(QDate(2024, 2, 10)) } << nextMorning
-            << nothing << QStringList { "2024-03-20 00:00: 1.0", "2024-02-01 00:00: 2.0" }
-            << QStringList { "2024-03-01 00:00: 1.0", "2024-02-01 00:00: 2.0" };
+            << kToday << QList<qint64> {at(kToday, 9), at(QDate(2024, 2, 10))} << nextMorning
+            << nothing << QStringList {"2024-03-20 00:00: 1.0", "2024-02-01 00:00: 2.0"}
+            << QStringList {"2024-03-01 00:00: 1.0", "2024-02-01 00:00: 2.0"};
     QTest::newRow("the last day of a month joins that month, not the new one")
             << QDate(2024, 3, 31)
-            << QList<qint64> { at(QDate(2024, 3, 31), 9), at(QDate(2024, 3, 30)) }
+            << QList<qint64> {at(QDate(2024, 3, 31), 9), at(QDate(2024, 3, 30))}
             << QDateTime(QDate(2024, 4, 1), QTime(0, 0, 5)) << nothing
-            << QStringList { "2024-03-31 00:00: 1.0", "2024-03-01 00:00: 2.0" }
-            << QStringList { "2024-03-01 00:00: 1.0 2.0" };
+            << QStringList {"2024-03-31 00:00: 1.0", "2024-03-01 00:00: 2.0"}
+            << QStringList {"2024-03-01 00:00: 1.0 2.0"};
     QTest::newRow("a single section stays as it is")
-            << kToday << QList<qint64> { at(kToday, 9) } << nextMorning << nothing
-            << QStringList { "2024-03-20 00:00: 1.0" } << QStringList { "2024-03-20 00:00: 1.0" };
+            << kToday << QList<qint64> {at(kToday, 9)} << nextMorning << nothing
+            << QStringList {"2024-03-20 00:00: 1.0"} << QStringList {"2024-03-20 00:00: 1.0"};
     QTest::newRow("the 1st of a month is already its month's section")
-            << QDate(2024, 3, 1) << QList<qint64> { at(QDate(2024, 3, 1), 9), at(QDate(2024, 2, 9)) }
+            << QDate(2024, 3, 1) << QList<qint64> {at(QDate(2024, 3, 1), 9), at(QDate(2024, 2, 9))}
             << QDateTime(QDate(2024, 3, 2), QTime(0, 0, 5)) << nothing
-            << QStringList { "2024-03-01 00:00: 1.0", "2024-02-01 00:00: 2.0" }
-            << QStringList { "2024-03-01 00:00: 1.0", "2024-02-01 00:00: 2.0" };
+            << QStringList {"2024-03-01 00:00: 1.0", "2024-02-01 00:00: 2.0"}
+            << QStringList {"2024-03-01 00:00: 1.0", "2024-02-01 00:00: 2.0"};
     QTest::newRow("a late item of the ended day, already in its month, keeps the order")
-            << kToday << QList<qint64> { at(kToday, 9), at(kToday, 7), at(QDate(2024, 3, 10)) }
+            << kToday << QList<qint64> {at(kToday, 9), at(kToday, 7), at(QDate(2024, 3, 10))}
             << nextMorning << Operation([](MediaModel &model) {
                    model.insert(rowItem("u1", 4, 0, at(kToday, 8)));
                })
-            << QStringList { "2024-03-20 00:00: 1.0 2.0", "2024-03-01 00:00: 4.0 3.0" }
-            << QStringList { "2024-03-01 00:00: 1.0 4.0 2.0 3.0" };
+            << QStringList {"2024-03-20 00:00: 1.0 2.0", "2024-03-01 00:00: 4.0 3.0"}
+            << QStringList {"2024-03-01 00:00: 1.0 4.0 2.0 3.0"};
     QTest::newRow("a new day's section above the ended one")
-            << kToday << QList<qint64> { at(kToday, 9), at(QDate(2024, 3, 10)) } << nextMorning
+            << kToday << QList<qint64> {at(kToday, 9), at(QDate(2024, 3, 10))} << nextMorning
             << Operation([](MediaModel &model) {
                    model.insert(rowItem("u1", 5, 0, at(kToday.addDays(1), 0, 1)));
                })
-            << QStringList { "2024-03-21 00:00: 5.0", "2024-03-20 00:00: 1.0",
-                             "2024-03-01 00:00: 2.0" }
-            << QStringList { "2024-03-21 00:00: 5.0", "2024-03-01 00:00: 1.0 2.0" };
+            << QStringList {"2024-03-21 00:00: 5.0", "2024-03-20 00:00: 1.0",
+                            "2024-03-01 00:00: 2.0"}
+            << QStringList {"2024-03-21 00:00: 5.0", "2024-03-01 00:00: 1.0 2.0"};
 }
 
 // Items are numbered 1, 2, ... newest first, at the given times.
@@ -600,10 +607,9 @@ void TestMediaModel::aDayChangeFoldsTodayAtLocalMidnight_data()
     QTest::addColumn<QDate>("today");
     QTest::addColumn<QStringList>("after");
 
-    QTest::newRow("within a month") << kToday
-                                    << QStringList { "2024-03-01 00:00: 1.0 2.0" };
-    QTest::newRow("into a new month") << QDate(2024, 3, 31)
-                                      << QStringList { "2024-03-01 00:00: 1.0 2.0" };
+    QTest::newRow("within a month") << kToday << QStringList {"2024-03-01 00:00: 1.0 2.0"};
+    QTest::newRow("into a new month")
+            << QDate(2024, 3, 31) << QStringList {"2024-03-01 00:00: 1.0 2.0"};
 }
 
 // The model notices the new day by itself: no caller has to ask for updateModel().
@@ -613,7 +619,7 @@ void TestMediaModel::aDayChangeFoldsTodayAtLocalMidnight()
     QFETCH(QStringList, after);
     setNow(at(today, 23, 59, 59, 900));
     TestedMediaModel model;
-    model->append({ rowItem("u1", 1, 0, at(today, 9)), rowItem("u1", 2, 0, at(today.addDays(-1))) });
+    model->append({rowItem("u1", 1, 0, at(today, 9)), rowItem("u1", 2, 0, at(today.addDays(-1)))});
     QCOMPARE(model->count(), 2);
 
     setNow(at(today.addDays(1), 0, 0, 0, 100));

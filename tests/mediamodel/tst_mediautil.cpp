@@ -18,8 +18,8 @@ namespace {
 // Items of one dialog, newest first: message ids 50, 40, 30 (with sub-items 2 and 1), 20, 10.
 QList<ResourceItem *> galleryItems()
 {
-    return { rowItem("u1", 50, 0, 5000), rowItem("u1", 40, 0, 4000), rowItem("u1", 30, 2, 3000),
-             rowItem("u1", 30, 1, 3000), rowItem("u1", 20, 0, 2000), rowItem("u1", 10, 0, 1000) };
+    return {rowItem("u1", 50, 0, 5000), rowItem("u1", 40, 0, 4000), rowItem("u1", 30, 2, 3000),
+            rowItem("u1", 30, 1, 3000), rowItem("u1", 20, 0, 2000), rowItem("u1", 10, 0, 1000)};
 }
 
 // The time an item of a message id has in galleryItems().
@@ -80,8 +80,7 @@ void TestMediaUtil::find_data()
     QTest::newRow("held in the middle") << MessageKey(30, 1) << true << 3;
     QTest::newRow("between two rows") << MessageKey(35, 0) << false << 2;
     QTest::newRow("between sub-items of one message") << MessageKey(30, 0) << false << 4;
-    QTest::newRow("above every sub-item of a message")
-            << MessageKey(30, 0x7fffffff) << false << 2;
+    QTest::newRow("above every sub-item of a message") << MessageKey(30, 0x7fffffff) << false << 2;
     QTest::newRow("the last") << MessageKey(10, 0) << true << 5;
     QTest::newRow("older than the last: the size") << MessageKey(5, 0) << false << 6;
 }
@@ -150,10 +149,10 @@ void TestMediaUtil::findInSelections_data()
 void TestMediaUtil::findInSelections()
 {
     QFETCH(MessageKey, key);
-    const QList<MediaSelectInfo> selection { { MessageKey(10, 0), {} },
-                                             { MessageKey(20, 1), {} },
-                                             { MessageKey(20, 2), {} },
-                                             { MessageKey(30, 0), {} } };
+    const QList<MediaSelectInfo> selection {{MessageKey(10, 0), {}},
+                                            {MessageKey(20, 1), {}},
+                                            {MessageKey(20, 2), {}},
+                                            {MessageKey(30, 0), {}}};
     int pos = -1;
     QTEST(MediaUtil::find(selection, key, pos), "found");
     QTEST(pos, "pos");
@@ -167,33 +166,30 @@ void TestMediaUtil::keywords_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("expected");
 
-    QTest::newRow("words at single spaces") << "beach Photo" << QStringList { "beach", "Photo" };
+    QTest::newRow("words at single spaces") << "beach Photo" << QStringList {"beach", "Photo"};
     QTest::newRow("two spaces: the empty part is skipped")
-            << "beach  photo" << QStringList { "beach", "photo" };
-    QTest::newRow("leading and trailing spaces") << " beach " << QStringList { "beach" };
+            << "beach  photo" << QStringList {"beach", "photo"};
+    QTest::newRow("leading and trailing spaces") << " beach " << QStringList {"beach"};
     QTest::newRow("only spaces") << "   " << QStringList();
-    QTest::newRow("one digit: no variants") << "7" << QStringList { "7" };
-    QTest::newRow("two digits") << "12" << QStringList { "12", "1,2" };
-    QTest::newRow("four digits")
-            << "1234" << QStringList { "1234", "1,234", "12,34", "123,4" };
-    QTest::newRow("seven digits")
-            << "1234567"
-            << QStringList { "1234567", "1,234,567", "12,345,67", "123,456,7" };
+    QTest::newRow("one digit: no variants") << "7" << QStringList {"7"};
+    QTest::newRow("two digits") << "12" << QStringList {"12", "1,2"};
+    QTest::newRow("four digits") << "1234" << QStringList {"1234", "1,234", "12,34", "123,4"};
+    QTest::newRow("seven digits") << "1234567"
+                                  << QStringList {"1234567", "1,234,567", "12,345,67", "123,456,7"};
     QTest::newRow("eight digits: a comma every fourth place")
-            << "12345678"
-            << QStringList { "12345678", "1,234,567,8", "12,345,678", "123,456,78" };
+            << "12345678" << QStringList {"12345678", "1,234,567,8", "12,345,678", "123,456,78"};
     QTest::newRow("a number among words")
-            << "invoice 2500 paid" << QStringList { "invoice", "2500", "2,500", "25,00", "250,0",
-                                                     "paid" };
+            << "invoice 2500 paid"
+            << QStringList {"invoice", "2500", "2,500", "25,00", "250,0", "paid"};
     QTest::newRow("too long for 64 bits: a word")
-            << "123456789012345678901" << QStringList { "123456789012345678901" };
-    QTest::newRow("digits with letters: a word") << "12ab" << QStringList { "12ab" };
+            << "123456789012345678901" << QStringList {"123456789012345678901"};
+    QTest::newRow("digits with letters: a word") << "12ab" << QStringList {"12ab"};
 }
 
 void TestMediaUtil::keywords()
 {
     QFETCH(QString, text);
-    QList<QString> out { "left over from before" };
+    QList<QString> out {"left over from before"};
     MediaUtil::keywords(text, out);
     QTEST(QStringList(out), "expected");
 }
@@ -205,11 +201,11 @@ void TestMediaUtil::matchedKeyword_data()
     QTest::addColumn<bool>("matched");
 
     QTest::newRow("no keywords match anything") << QStringList() << "anything" << true;
-    QTest::newRow("case is ignored") << QStringList { "PHOTO" } << "my photo.jpg" << true;
+    QTest::newRow("case is ignored") << QStringList {"PHOTO"} << "my photo.jpg" << true;
     QTest::newRow("any keyword is enough")
-            << QStringList { "beach", "1,234" } << "total 1,234.00" << true;
-    QTest::newRow("none occurs") << QStringList { "beach", "sea" } << "mountain.jpg" << false;
-    QTest::newRow("empty text") << QStringList { "a" } << "" << false;
+            << QStringList {"beach", "1,234"} << "total 1,234.00" << true;
+    QTest::newRow("none occurs") << QStringList {"beach", "sea"} << "mountain.jpg" << false;
+    QTest::newRow("empty text") << QStringList {"a"} << "" << false;
 }
 
 void TestMediaUtil::matchedKeyword()

@@ -80,9 +80,9 @@ void TestResourceData::writtenKeys_data()
 {
     QTest::addColumn<ResourceData>("data");
     QTest::addColumn<QStringList>("keys");
-    const QStringList source { "fileId", "fileName", "size", "suffix" };
-    const QStringList thumb { "thumbId", "thumbSize", "thumbSuffix" };
-    const QStringList live { "livePhotoId", "livePhotoSize", "livePhotoSuffix" };
+    const QStringList source {"fileId", "fileName", "size", "suffix"};
+    const QStringList thumb {"thumbId", "thumbSize", "thumbSuffix"};
+    const QStringList live {"livePhotoId", "livePhotoSize", "livePhotoSuffix"};
     const auto sorted = [](QStringList keys) {
         keys.sort();
         return keys;
@@ -207,7 +207,7 @@ void TestResourceData::fromFileContent_data()
     video.set_msg_id(3);
     video.set_type(5);
     QTest::newRow("a video's live-photo record is not an image's: ignored") << video << "thumb1"
-                                                                             << "";
+                                                                            << "";
 }
 
 void TestResourceData::fromFileContent()
@@ -242,7 +242,7 @@ void TestResourceData::dialogMessageKey()
     QVERIFY(copy == a);
     QVERIFY(a != DialogMessageKey("U1", MessageKey(5, 0)));
     QVERIFY(a != DialogMessageKey("u1", MessageKey(5, 1)));
-    const QSet<DialogMessageKey> kept { a, copy, DialogMessageKey("u2", MessageKey(5, 0)) };
+    const QSet<DialogMessageKey> kept {a, copy, DialogMessageKey("u2", MessageKey(5, 0))};
     QCOMPARE(kept.size(), 2);
 }
 

@@ -91,7 +91,7 @@ void TestResourceItem::initTestCase()
     im::Message album = messageProto("u1", 7, 7000, 7);
     *album.add_combined_messages() = childProto(7, 1, 7000);
     *album.add_combined_messages() = childProto(7, 2, 7000);
-    QVERIFY(m_account->storeMessages({ album }));
+    QVERIFY(m_account->storeMessages({album}));
 }
 
 void TestResourceItem::cleanup()
@@ -117,9 +117,9 @@ void TestResourceItem::identity_data()
     QTest::newRow("message") << QSharedPointer<ResourceItem>::create(
             makeMessage(photoProto("u1", 9, 9000)))
                              << "u1" << MessageKey(9, 0) << qint64(9000) << 2 << true;
-    QTest::newRow("lookup probe")
-            << QSharedPointer<ResourceItem>::create("u2", MessageKey(4, 1), qint64(400)) << "u2"
-            << MessageKey(4, 1) << qint64(400) << 0 << false;
+    QTest::newRow("lookup probe") << QSharedPointer<ResourceItem>::create("u2", MessageKey(4, 1),
+                                                                          qint64(400))
+                                  << "u2" << MessageKey(4, 1) << qint64(400) << 0 << false;
 }
 
 void TestResourceItem::identity()
@@ -203,10 +203,10 @@ void TestResourceItem::order()
     QVERIFY(!(b < a));
     QVERIFY(!(a > b));
     QVERIFY(!(a == b));
-    const storage::ResourceInfo rowOfB = row(b.dialogId(), b.messageId(), b.subMsgId(),
-                                             b.dateTime());
-    const storage::ResourceInfo rowOfA = row(a.dialogId(), a.messageId(), a.subMsgId(),
-                                             a.dateTime());
+    const storage::ResourceInfo rowOfB =
+            row(b.dialogId(), b.messageId(), b.subMsgId(), b.dateTime());
+    const storage::ResourceInfo rowOfA =
+            row(a.dialogId(), a.messageId(), a.subMsgId(), a.dateTime());
     QVERIFY(a < rowOfB);
     QVERIFY(b > rowOfA);
     QVERIFY(!(a < rowOfA));
@@ -229,7 +229,7 @@ void TestResourceItem::isValid_data()
     QTest::addColumn<bool>("valid");
 
     QTest::newRow("link with content and no file")
-            << linkProto("u1", 1, 100, { "https://example.org" }) << false << true;
+            << linkProto("u1", 1, 100, {"https://example.org"}) << false << true;
     QTest::newRow("photo with its source file") << photoProto("u1", 2, 200) << true << true;
     QTest::newRow("photo without a source file") << photoProto("u1", 3, 300) << false << false;
     QTest::newRow("text without links") << messageProto("u1", 4, 400, 1) << false << true;
@@ -317,7 +317,7 @@ void TestResourceItem::qmlNeverDeletesAnItem_data()
     QTest::newRow("message") << QPointer<ResourceItem>(
             new ResourceItem(makeMessage(photoProto("u1", 2, 2))));
     QTest::newRow("link") << QPointer<ResourceItem>(
-            new ResourceLinkItem(makeMessage(linkProto("u1", 3, 3, { "https://a.org" }))));
+            new ResourceLinkItem(makeMessage(linkProto("u1", 3, 3, {"https://a.org"}))));
 }
 
 // A parentless object handed to a JavaScript engine becomes the engine's to collect unless it was
@@ -344,15 +344,14 @@ void TestResourceItem::linkAndTitle_data()
     QTest::addColumn<QString>("title");
 
     QTest::newRow("the first URL names the site")
-            << QStringList { "https://news.example.org/a?b=1", "https://other.org" }
+            << QStringList {"https://news.example.org/a?b=1", "https://other.org"}
             << "https://news.example.org/a?b=1"
             << "news.example.org";
     QTest::newRow("first URL without a host, second with one")
-            << QStringList { "notes/readme.txt", "http://docs.example.com/x" }
-            << "notes/readme.txt"
+            << QStringList {"notes/readme.txt", "http://docs.example.com/x"} << "notes/readme.txt"
             << "docs.example.com";
     QTest::newRow("no URL with a host: the first URL as written")
-            << QStringList { "plain words", "more words" } << "plain words"
+            << QStringList {"plain words", "more words"} << "plain words"
             << "plain words";
     QTest::newRow("no URLs: nothing") << QStringList() << QString() << QString();
 }
@@ -403,18 +402,18 @@ void TestResourceItem::linkItemsAreAlwaysLinks()
 void TestResourceItem::linkFollowsEdits()
 {
     const QSharedPointer<MessageBase> message =
-            makeMessage(linkProto("u1", 1, 100, { "https://old.example.org" }));
+            makeMessage(linkProto("u1", 1, 100, {"https://old.example.org"}));
     ResourceLinkItem item(message);
     QSignalSpy links(&item, &ResourceLinkItem::linkChanged);
     QSignalSpy titles(&item, &ResourceLinkItem::titleChanged);
 
-    message->setProto(linkProto("u1", 1, 100, { "https://new.example.org/page" }));
+    message->setProto(linkProto("u1", 1, 100, {"https://new.example.org/page"}));
     QCOMPARE(item.link(), QString("https://new.example.org/page"));
     QCOMPARE(item.title(), QString("new.example.org"));
     QCOMPARE(links.count(), 1);
     QCOMPARE(titles.count(), 1);
 
-    im::Message captionOnly = linkProto("u1", 1, 100, { "https://new.example.org/page" });
+    im::Message captionOnly = linkProto("u1", 1, 100, {"https://new.example.org/page"});
     captionOnly.set_text("same links, new caption");
     message->setProto(captionOnly);
     QCOMPARE(links.count(), 1);
@@ -424,17 +423,17 @@ void TestResourceItem::linkFollowsEdits()
 void TestResourceItem::linkFollowsOnlyTheCurrentMessage()
 {
     const QSharedPointer<MessageBase> first =
-            makeMessage(linkProto("u1", 1, 100, { "https://first.org" }));
+            makeMessage(linkProto("u1", 1, 100, {"https://first.org"}));
     const QSharedPointer<MessageBase> second =
-            makeMessage(linkProto("u1", 1, 100, { "https://second.org" }));
+            makeMessage(linkProto("u1", 1, 100, {"https://second.org"}));
     ResourceLinkItem item(first);
     item.setMsgData(second);
     QCOMPARE(item.title(), QString("second.org"));
     QSignalSpy links(&item, &ResourceLinkItem::linkChanged);
 
-    first->setProto(linkProto("u1", 1, 100, { "https://edited-first.org" }));
+    first->setProto(linkProto("u1", 1, 100, {"https://edited-first.org"}));
     QCOMPARE(links.count(), 0);
-    second->setProto(linkProto("u1", 1, 100, { "https://edited-second.org" }));
+    second->setProto(linkProto("u1", 1, 100, {"https://edited-second.org"}));
     QCOMPARE(item.title(), QString("edited-second.org"));
 }
 

@@ -16,12 +16,12 @@ Q_DECLARE_METATYPE(MessageIdRange)
 namespace {
 
 // A model checked by QAbstractItemModelTester after every change.
-std::unique_ptr<ResourceModel> testedModel(const QStringList &specs = {})
+std::unique_ptr<ResourceModel> testedModel(const QStringList &labels = {})
 {
     auto model = std::make_unique<ResourceModel>(2);
     new QAbstractItemModelTester(model.get(), QAbstractItemModelTester::FailureReportingMode::Fatal,
                                  model.get());
-    model->append(itemsOf(specs));
+    model->append(itemsOf(labels));
     return model;
 }
 
@@ -29,15 +29,15 @@ QList<std::pair<int, int>> spans(const QSignalSpy &spy)
 {
     QList<std::pair<int, int>> result;
     for (const QList<QVariant> &arguments : spy) {
-        result.append({ arguments.at(1).toInt(), arguments.at(2).toInt() });
+        result.append({arguments.at(1).toInt(), arguments.at(2).toInt()});
     }
     return result;
 }
 
 // Message ids 70 to 30 of dialog u1; 60 is held as two sub-items, 50 as itself and two sub-items.
-const QStringList kGallery { "70", "60.2", "60.1", "50.2", "50.1", "50", "40", "30" };
+const QStringList kGallery {"70", "60.2", "60.1", "50.2", "50.1", "50", "40", "30"};
 // Two dialogs interleaved in time.
-const QStringList kTwoDialogs { "u1/60", "g1/55", "u1/50", "u1/40", "g1/35", "u1/30", "u1/20" };
+const QStringList kTwoDialogs {"u1/60", "g1/55", "u1/50", "u1/40", "g1/35", "u1/30", "u1/20"};
 
 } // namespace
 
@@ -89,6 +89,7 @@ private Q_SLOTS:
     void foreachItem_data();
     void foreachItem();
     void destructionDeletesTheItems();
+    void itemPointsOrderByGroupThenRow();
 };
 
 void TestResourceModel::init()
@@ -103,7 +104,7 @@ void TestResourceModel::cleanupTestCase()
 
 void TestResourceModel::roles()
 {
-    const auto model = testedModel({ "50", "40" });
+    const auto model = testedModel({"50", "40"});
     const QHash<int, QByteArray> roles = model->roleNames();
     QCOMPARE(roles.size(), 2);
     QCOMPARE(roles.value(257), QByteArray("itemModel"));
@@ -111,7 +112,7 @@ void TestResourceModel::roles()
 
     const QVariant item = model->data(model->index(1), 257);
     QCOMPARE(item.value<QObject *>(), model->getResourceItem(1));
-    QCOMPARE(specOf(qobject_cast<ResourceItem *>(item.value<QObject *>())), QString("u1/40.0"));
+    QCOMPARE(labelOf(qobject_cast<ResourceItem *>(item.value<QObject *>())), QString("u1/40.0"));
     QVERIFY(!model->data(model->index(1), Qt::DisplayRole).isValid());
     QVERIFY(!model->data(model->index(2), 257).isValid());
     QVERIFY(!model->getResourceItem(2));
@@ -168,7 +169,7 @@ void TestResourceModel::insert()
 
     ResourceItem *incoming = itemOf(item);
     model->insert(incoming);
-    QCOMPARE(spans(inserted), (QList<std::pair<int, int>> { { row, row } }));
+    QCOMPARE(spans(inserted), (QList<std::pair<int, int>> {{row, row}}));
     QCOMPARE(counted.count(), 1);
     QCOMPARE(model->getResourceItem(row), incoming);
     QCOMPARE(model->count(), kGallery.size() + 1);
@@ -195,7 +196,7 @@ void TestResourceModel::insertingAHeldItemKeepsIt()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("already in the list"));
     model->insert(held);
     QVERIFY(held);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf(kGallery)));
+    QCOMPARE(labelsOf(*model), canonical(kGallery));
 }
 
 void TestResourceModel::insertingNothingChangesNothing()
@@ -206,7 +207,7 @@ void TestResourceModel::insertingNothingChangesNothing()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("null item"));
     QVERIFY(!model->update(nullptr));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("null items"));
-    model->append({ nullptr, itemOf("10") });
+    model->append({nullptr, itemOf("10")});
     QCOMPARE(model->count(), kGallery.size() + 1);
     QVERIFY(!model->canInsert(nullptr));
 }
@@ -239,11 +240,11 @@ void TestResourceModel::update()
         QCOMPARE(changed.count(), 1);
         QCOMPARE(changed.first().at(0).toModelIndex().row(), row);
         QCOMPARE(changed.first().at(1).toModelIndex().row(), row);
-        QCOMPARE(changed.first().at(2).value<QList<int>>(), QList<int> { 257 });
+        QCOMPARE(changed.first().at(2).value<QList<int>>(), QList<int> {257});
         QCOMPARE(model->count(), kGallery.size());
     } else {
         QVERIFY(before);
-        QCOMPARE(spans(inserted), (QList<std::pair<int, int>> { { row, row } }));
+        QCOMPARE(spans(inserted), (QList<std::pair<int, int>> {{row, row}}));
         QCOMPARE(model->count(), kGallery.size() + 1);
     }
 }
@@ -272,31 +273,31 @@ void TestResourceModel::canInsert()
 
 void TestResourceModel::appendAnnouncesThePageAtOnce()
 {
-    const auto model = testedModel({ "90", "80" });
+    const auto model = testedModel({"90", "80"});
     QSignalSpy inserted(model.get(), &QAbstractItemModel::rowsInserted);
     QSignalSpy counted(model.get(), &ResourceModel::countChanged);
 
-    model->append(itemsOf({ "70", "60", "50" }));
+    model->append(itemsOf({"70", "60", "50"}));
     model->append({});
-    QCOMPARE(spans(inserted), (QList<std::pair<int, int>> { { 2, 4 } }));
+    QCOMPARE(spans(inserted), (QList<std::pair<int, int>> {{2, 4}}));
     QCOMPARE(counted.count(), 1);
-    QCOMPARE(specsOf(*model),
-             (QStringList { "u1/90.0", "u1/80.0", "u1/70.0", "u1/60.0", "u1/50.0" }));
+    QCOMPARE(labelsOf(*model),
+             (QStringList {"u1/90.0", "u1/80.0", "u1/70.0", "u1/60.0", "u1/50.0"}));
 }
 
 void TestResourceModel::resetItemsReplacesTheList()
 {
     Watch watch;
     const auto model = testedModel();
-    model->append(watch(itemsOf({ "50", "40", "30" })));
+    model->append(watch(itemsOf({"50", "40", "30"})));
     ResourceItem *kept = model->getResourceItem(1);
     QSignalSpy reset(model.get(), &QAbstractItemModel::modelReset);
     QSignalSpy counted(model.get(), &ResourceModel::countChanged);
 
-    model->resetItems({ watch(itemOf("90")), kept });
+    model->resetItems({watch(itemOf("90")), kept});
     QCOMPARE(reset.count(), 1);
     QCOMPARE(counted.count(), 1);
-    QCOMPARE(specsOf(*model), (QStringList { "u1/90.0", "u1/40.0" }));
+    QCOMPARE(labelsOf(*model), (QStringList {"u1/90.0", "u1/40.0"}));
     QCOMPARE(watch.deleted(), 2);
 }
 
@@ -314,16 +315,15 @@ void TestResourceModel::deleteItem_data()
     QTest::addColumn<QStringList>("left");
 
     QTest::newRow("a plain message: its row")
-            << qint64(40)
-            << QStringList { "70", "60.2", "60.1", "50.2", "50.1", "50", "30" };
+            << qint64(40) << QStringList {"70", "60.2", "60.1", "50.2", "50.1", "50", "30"};
     QTest::newRow("held only as sub-items: every sub-item")
-            << qint64(60) << QStringList { "70", "50.2", "50.1", "50", "40", "30" };
+            << qint64(60) << QStringList {"70", "50.2", "50.1", "50", "40", "30"};
     QTest::newRow("held as (id, 0) and sub-items: only (id, 0)")
-            << qint64(50) << QStringList { "70", "60.2", "60.1", "50.2", "50.1", "40", "30" };
+            << qint64(50) << QStringList {"70", "60.2", "60.1", "50.2", "50.1", "40", "30"};
     QTest::newRow("the newest") << qint64(70)
-                                << QStringList { "60.2", "60.1", "50.2", "50.1", "50", "40", "30" };
+                                << QStringList {"60.2", "60.1", "50.2", "50.1", "50", "40", "30"};
     QTest::newRow("the oldest") << qint64(30)
-                                << QStringList { "70", "60.2", "60.1", "50.2", "50.1", "50", "40" };
+                                << QStringList {"70", "60.2", "60.1", "50.2", "50.1", "50", "40"};
     QTest::newRow("not held: nothing") << qint64(45) << kGallery;
 }
 
@@ -333,7 +333,7 @@ void TestResourceModel::deleteItem()
     QFETCH(QStringList, left);
     const auto model = testedModel(kGallery);
     model->deleteItem(messageId);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf(left)));
+    QCOMPARE(labelsOf(*model), canonical(left));
 }
 
 void TestResourceModel::deleteItemOfDialog_data()
@@ -342,12 +342,12 @@ void TestResourceModel::deleteItemOfDialog_data()
     QTest::addColumn<qint64>("messageId");
     QTest::addColumn<QStringList>("left");
 
-    const QStringList held { "u1/9.1@900", "u1/9.0@900", "U1/9.0@900", "u1/8@800", "u1/9.2@700" };
+    const QStringList held {"u1/9.1@900", "u1/9.0@900", "U1/9.0@900", "u1/8@800", "u1/9.2@700"};
     QTest::newRow("the first run of the message, not a later one")
-            << "u1" << qint64(9) << QStringList { "U1/9.0@900", "u1/8@800", "u1/9.2@700" };
+            << "u1" << qint64(9) << QStringList {"U1/9.0@900", "u1/8@800", "u1/9.2@700"};
     QTest::newRow("dialog ids are case-sensitive")
             << "U1" << qint64(9)
-            << QStringList { "u1/9.1@900", "u1/9.0@900", "u1/8@800", "u1/9.2@700" };
+            << QStringList {"u1/9.1@900", "u1/9.0@900", "u1/8@800", "u1/9.2@700"};
     QTest::newRow("another dialog: nothing") << "u2" << qint64(9) << held;
 }
 
@@ -356,26 +356,25 @@ void TestResourceModel::deleteItemOfDialog()
     QFETCH(QString, dialogId);
     QFETCH(qint64, messageId);
     QFETCH(QStringList, left);
-    const auto model = testedModel(
-            { "u1/9.1@900", "u1/9.0@900", "U1/9.0@900", "u1/8@800", "u1/9.2@700" });
+    const auto model =
+            testedModel({"u1/9.1@900", "u1/9.0@900", "U1/9.0@900", "u1/8@800", "u1/9.2@700"});
     model->deleteItem(dialogId, messageId);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf(left)));
+    QCOMPARE(labelsOf(*model), canonical(left));
 }
 
 void TestResourceModel::batchDeleteRange_data()
 {
     QTest::addColumn<MessageIdRange>("range");
     QTest::addColumn<QStringList>("left");
-    const QStringList held { "80", "70.2", "70.1", "60", "50", "40", "30", "20" };
+    const QStringList held {"80", "70.2", "70.1", "60", "50", "40", "30", "20"};
 
     QTest::newRow("from (to, 0) down to the rows above from")
-            << MessageIdRange(30, 60) << QStringList { "80", "70.2", "70.1", "30", "20" };
+            << MessageIdRange(30, 60) << QStringList {"80", "70.2", "70.1", "30", "20"};
     QTest::newRow("sub-items of to sort above (to, 0) and stay")
-            << MessageIdRange(50, 70) << QStringList { "80", "70.2", "70.1", "50", "40", "30", "20" };
+            << MessageIdRange(50, 70) << QStringList {"80", "70.2", "70.1", "50", "40", "30", "20"};
     QTest::newRow("down to the oldest item, which stays")
-            << MessageIdRange(20, 50) << QStringList { "80", "70.2", "70.1", "60", "20" };
-    QTest::newRow("reaching past the oldest item: nothing")
-            << MessageIdRange(10, 50) << held;
+            << MessageIdRange(20, 50) << QStringList {"80", "70.2", "70.1", "60", "20"};
+    QTest::newRow("reaching past the oldest item: nothing") << MessageIdRange(10, 50) << held;
     QTest::newRow("above every item: nothing") << MessageIdRange(90, 99) << held;
     QTest::newRow("reversed bounds: nothing") << MessageIdRange(60, 30) << held;
 }
@@ -384,9 +383,9 @@ void TestResourceModel::batchDeleteRange()
 {
     QFETCH(MessageIdRange, range);
     QFETCH(QStringList, left);
-    const auto model = testedModel({ "80", "70.2", "70.1", "60", "50", "40", "30", "20" });
+    const auto model = testedModel({"80", "70.2", "70.1", "60", "50", "40", "30", "20"});
     model->batchDelete(range);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf(left)));
+    QCOMPARE(labelsOf(*model), canonical(left));
 }
 
 void TestResourceModel::batchDeleteRangeOfDialog_data()
@@ -396,14 +395,13 @@ void TestResourceModel::batchDeleteRangeOfDialog_data()
     QTest::addColumn<QStringList>("left");
 
     QTest::newRow("runs of the dialog; other dialogs' rows in between stay")
-            << "u1" << MessageIdRange(30, 50)
-            << QStringList { "u1/60", "g1/55", "g1/35", "u1/20" };
+            << "u1" << MessageIdRange(30, 50) << QStringList {"u1/60", "g1/55", "g1/35", "u1/20"};
     QTest::newRow("bounds included") << "g1" << MessageIdRange(35, 55)
-                                     << QStringList { "u1/60", "u1/50", "u1/40", "u1/30", "u1/20" };
+                                     << QStringList {"u1/60", "u1/50", "u1/40", "u1/30", "u1/20"};
     QTest::newRow("a range newer than the dialog's rows: nothing")
             << "u1" << MessageIdRange(70, 80) << kTwoDialogs;
     QTest::newRow("the whole dialog, down to the last row")
-            << "u1" << MessageIdRange(1, 100) << QStringList { "g1/55", "g1/35" };
+            << "u1" << MessageIdRange(1, 100) << QStringList {"g1/55", "g1/35"};
     QTest::newRow("an unknown dialog: nothing") << "x9" << MessageIdRange(1, 100) << kTwoDialogs;
 }
 
@@ -414,26 +412,25 @@ void TestResourceModel::batchDeleteRangeOfDialog()
     QFETCH(QStringList, left);
     const auto model = testedModel(kTwoDialogs);
     model->batchDelete(dialogId, range);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf(left)));
+    QCOMPARE(labelsOf(*model), canonical(left));
 }
 
 void TestResourceModel::batchDeleteIds()
 {
     const auto model = testedModel(kGallery);
-    model->batchDelete(QList<qint64> { 40, 60, 99 });
-    QCOMPARE(specsOf(*model), specsOf(itemsOf({ "70", "50.2", "50.1", "50", "30" })));
+    model->batchDelete(QList<qint64> {40, 60, 99});
+    QCOMPARE(labelsOf(*model), canonical({"70", "50.2", "50.1", "50", "30"}));
 
     const auto dialogs = testedModel(kTwoDialogs);
-    dialogs->batchDelete("g1", QList<qint64> { 55, 50 });
-    QCOMPARE(specsOf(*dialogs),
-             specsOf(itemsOf({ "u1/60", "u1/50", "u1/40", "g1/35", "u1/30", "u1/20" })));
+    dialogs->batchDelete("g1", QList<qint64> {55, 50});
+    QCOMPARE(labelsOf(*dialogs), canonical({"u1/60", "u1/50", "u1/40", "g1/35", "u1/30", "u1/20"}));
 }
 
 void TestResourceModel::clearResource_data()
 {
     QTest::addColumn<qint64>("messageId");
     QTest::addColumn<QStringList>("left");
-    const QStringList held { "70", "60.2", "60.1", "50", "40", "30" };
+    const QStringList held {"70", "60.2", "60.1", "50", "40", "30"};
 
     QTest::newRow("0: everything") << qint64(0) << QStringList();
     QTest::newRow("below 0: everything") << qint64(-5) << QStringList();
@@ -441,11 +438,11 @@ void TestResourceModel::clearResource_data()
     QTest::newRow("above the newest id: everything") << qint64(90) << QStringList();
     QTest::newRow("older than the oldest item: nothing") << qint64(20) << held;
     QTest::newRow("a held message: the rows older than it")
-            << qint64(50) << QStringList { "70", "60.2", "60.1", "50" };
+            << qint64(50) << QStringList {"70", "60.2", "60.1", "50"};
     QTest::newRow("an id between two messages: the older rows")
-            << qint64(45) << QStringList { "70", "60.2", "60.1", "50" };
+            << qint64(45) << QStringList {"70", "60.2", "60.1", "50"};
     QTest::newRow("a message held as sub-items: the rows below them")
-            << qint64(60) << QStringList { "70", "60.2", "60.1" };
+            << qint64(60) << QStringList {"70", "60.2", "60.1"};
     QTest::newRow("the oldest message: nothing older to take") << qint64(30) << held;
 }
 
@@ -453,9 +450,9 @@ void TestResourceModel::clearResource()
 {
     QFETCH(qint64, messageId);
     QFETCH(QStringList, left);
-    const auto model = testedModel({ "70", "60.2", "60.1", "50", "40", "30" });
+    const auto model = testedModel({"70", "60.2", "60.1", "50", "40", "30"});
     model->clearResource(messageId);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf(left)));
+    QCOMPARE(labelsOf(*model), canonical(left));
 }
 
 void TestResourceModel::clearResourceOfDialog_data()
@@ -465,12 +462,12 @@ void TestResourceModel::clearResourceOfDialog_data()
     QTest::addColumn<QStringList>("left");
 
     QTest::newRow("up to and including the message, from the oldest up")
-            << "u1" << qint64(40) << QStringList { "u1/60", "g1/55", "u1/50", "g1/35" };
+            << "u1" << qint64(40) << QStringList {"u1/60", "g1/55", "u1/50", "g1/35"};
     QTest::newRow("0: every row of the dialog")
-            << "u1" << qint64(0) << QStringList { "g1/55", "g1/35" };
+            << "u1" << qint64(0) << QStringList {"g1/55", "g1/35"};
     QTest::newRow("stops at the dialog's first newer message")
             << "g1" << qint64(40)
-            << QStringList { "u1/60", "g1/55", "u1/50", "u1/40", "u1/30", "u1/20" };
+            << QStringList {"u1/60", "g1/55", "u1/50", "u1/40", "u1/30", "u1/20"};
     QTest::newRow("an unknown dialog: nothing") << "x9" << qint64(0) << kTwoDialogs;
 }
 
@@ -481,25 +478,25 @@ void TestResourceModel::clearResourceOfDialog()
     QFETCH(QStringList, left);
     const auto model = testedModel(kTwoDialogs);
     model->clearResource(dialogId, messageId);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf(left)));
+    QCOMPARE(labelsOf(*model), canonical(left));
 }
 
 // Views have always seen a range removal begin as the removal of the range's last row alone;
 // the rest of the range follows, so that the tester never sees rows that are gone.
 void TestResourceModel::rangeRemovalAnnouncesItsLastRowFirst()
 {
-    const auto model = testedModel({ "80", "70", "60", "50", "40", "30", "20" });
+    const auto model = testedModel({"80", "70", "60", "50", "40", "30", "20"});
     QSignalSpy removing(model.get(), &QAbstractItemModel::rowsAboutToBeRemoved);
     QSignalSpy counted(model.get(), &ResourceModel::countChanged);
 
     model->batchDelete(MessageIdRange(20, 70));
-    QCOMPARE(spans(removing), (QList<std::pair<int, int>> { { 5, 5 }, { 1, 4 } }));
+    QCOMPARE(spans(removing), (QList<std::pair<int, int>> {{5, 5}, {1, 4}}));
     QCOMPARE(counted.count(), 1);
-    QCOMPARE(specsOf(*model), specsOf(itemsOf({ "80", "20" })));
+    QCOMPARE(labelsOf(*model), canonical({"80", "20"}));
 
     removing.clear();
     model->deleteItem(20);
-    QCOMPARE(spans(removing), (QList<std::pair<int, int>> { { 1, 1 } }));
+    QCOMPARE(spans(removing), (QList<std::pair<int, int>> {{1, 1}}));
 }
 
 void TestResourceModel::removedItemsAreDeleted()
@@ -519,7 +516,7 @@ void TestResourceModel::resetModelHidesItemsUntilReleased()
 {
     Watch watch;
     const auto model = testedModel();
-    model->append(watch(itemsOf({ "50", "40", "30" })));
+    model->append(watch(itemsOf({"50", "40", "30"})));
     QSignalSpy reset(model.get(), &QAbstractItemModel::modelReset);
     QSignalSpy counted(model.get(), &ResourceModel::countChanged);
 
@@ -534,21 +531,21 @@ void TestResourceModel::resetModelHidesItemsUntilReleased()
 
     model->releaseData();
     QCOMPARE(watch.alive(), 0);
-    model->append(itemsOf({ "20", "10" }));
+    model->append(itemsOf({"20", "10"}));
     QCOMPARE(model->count(), 2);
 }
 
 void TestResourceModel::releasedModelDestroysWhatItIsGiven()
 {
     Watch watch;
-    const auto model = testedModel({ "50", "40" });
+    const auto model = testedModel({"50", "40"});
     model->resetModel();
     QSignalSpy inserted(model.get(), &QAbstractItemModel::rowsInserted);
 
-    model->append(watch(itemsOf({ "30", "20", "10" })));
+    model->append(watch(itemsOf({"30", "20", "10"})));
     model->insert(watch(itemOf("60")));
     QVERIFY(!model->update(watch(itemOf("70"))));
-    model->resetItems(watch(itemsOf({ "80" })));
+    model->resetItems(watch(itemsOf({"80"})));
     QCOMPARE(watch.deleted(), 6);
     QCOMPARE(inserted.count(), 0);
     QCOMPARE(model->count(), 0);
@@ -565,7 +562,7 @@ void TestResourceModel::releaseDataWithNothingReleasedChangesNothing()
     const auto model = testedModel();
     model->resetModel();
     model->releaseData();
-    model->append(itemsOf({ "50" }));
+    model->append(itemsOf({"50"}));
     QCOMPARE(model->count(), 1);
 }
 
@@ -573,11 +570,11 @@ void TestResourceModel::clearAllDeletesShownAndHiddenItems()
 {
     Watch watch;
     const auto model = testedModel();
-    model->append(watch(itemsOf({ "50", "40" })));
+    model->append(watch(itemsOf({"50", "40"})));
     model->resetModel();
     model->clearAll();
     QCOMPARE(watch.deleted(), 2);
-    model->append(watch(itemsOf({ "30", "20" })));
+    model->append(watch(itemsOf({"30", "20"})));
     QCOMPARE(model->count(), 2);
 
     QSignalSpy reset(model.get(), &QAbstractItemModel::modelReset);
@@ -597,14 +594,13 @@ void TestResourceModel::foreachItem_data()
     QTest::addColumn<QStringList>("visited");
 
     QTest::newRow("rows start to end") << QPoint(0, 1) << QPoint(0, 3) << QPoint(-1, -1)
-                                       << QStringList { "u1/40.0", "u1/30.0", "u1/20.0" };
+                                       << QStringList {"u1/40.0", "u1/30.0", "u1/20.0"};
     QTest::newRow("except skip") << QPoint(0, 1) << QPoint(0, 3) << QPoint(0, 2)
-                                 << QStringList { "u1/40.0", "u1/20.0" };
+                                 << QStringList {"u1/40.0", "u1/20.0"};
     QTest::newRow("skip compares the row only")
-            << QPoint(0, 0) << QPoint(0, 1) << QPoint(5, 0) << QStringList { "u1/40.0" };
-    QTest::newRow("rows past the end give null")
-            << QPoint(0, 3) << QPoint(0, 5) << QPoint(-1, -1)
-            << QStringList { "u1/20.0", "null", "null" };
+            << QPoint(0, 0) << QPoint(0, 1) << QPoint(5, 0) << QStringList {"u1/40.0"};
+    QTest::newRow("rows past the end give null") << QPoint(0, 3) << QPoint(0, 5) << QPoint(-1, -1)
+                                                 << QStringList {"u1/20.0", "null", "null"};
     QTest::newRow("start after end: nothing")
             << QPoint(0, 3) << QPoint(0, 1) << QPoint(-1, -1) << QStringList();
 }
@@ -614,10 +610,10 @@ void TestResourceModel::foreachItem()
     QFETCH(QPoint, start);
     QFETCH(QPoint, end);
     QFETCH(QPoint, skip);
-    const auto model = testedModel({ "50", "40", "30", "20" });
+    const auto model = testedModel({"50", "40", "30", "20"});
     QStringList visited;
     model->foreachItem(start, end, skip,
-                       [&visited](ResourceItem *item) { visited.append(specOf(item)); });
+                       [&visited](ResourceItem *item) { visited.append(labelOf(item)); });
     QTEST(visited, "visited");
 }
 
@@ -625,11 +621,23 @@ void TestResourceModel::destructionDeletesTheItems()
 {
     Watch watch;
     auto model = testedModel();
-    model->append(watch(itemsOf({ "50", "40" })));
+    model->append(watch(itemsOf({"50", "40"})));
     model->resetModel();
-    model->append(watch(itemsOf({ "30" })));
+    model->append(watch(itemsOf({"30"})));
     model.reset();
     QCOMPARE(watch.alive(), 0);
+}
+
+void TestResourceModel::itemPointsOrderByGroupThenRow()
+{
+    const ItemPoint fromView = QPoint(2, 7);
+    QCOMPARE(fromView.group, 2);
+    QCOMPARE(fromView.row, 7);
+    QVERIFY(ItemPoint(0, 9) < ItemPoint(1, 0));
+    QVERIFY(ItemPoint(1, 0) < ItemPoint(1, 1));
+    QVERIFY(!(ItemPoint(1, 1) < ItemPoint(1, 1)));
+    QVERIFY(ItemPoint(1, 1) == QPoint(1, 1));
+    QVERIFY(ItemPoint(1, 1) != QPoint(1, 2));
 }
 
 QTEST_GUILESS_MAIN(TestResourceModel)
