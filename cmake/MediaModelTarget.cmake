@@ -23,3 +23,18 @@ function(mediamodel_add_test name)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
+
+# A library of the platform layer: shared (process-wide singletons must exist once), with its
+# folder and, given EXPORT_BASE, its generated export header on the include path.
+function(mediamodel_add_platform_library name alias)
+    cmake_parse_arguments(ARG "" "EXPORT_BASE" "SOURCES" ${ARGN})
+    add_library(${name} SHARED ${ARG_SOURCES})
+    add_library(${alias} ALIAS ${name})
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>)
+    if(ARG_EXPORT_BASE)
+        include(GenerateExportHeader)
+        generate_export_header(${name} BASE_NAME ${ARG_EXPORT_BASE})
+        target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}>)
+    endif()
+    mediamodel_setup_target(${name})
+endfunction()
