@@ -21,7 +21,9 @@ QByteArray serialized(const google::protobuf::MessageLite &req)
 
 } // namespace
 
-SearchServiceCmd::SearchServiceCmd(AccountBase *account) : m_account(account) { }
+SearchServiceCmd::SearchServiceCmd(AccountBase *account)
+    : m_account(account)
+{ }
 
 QMap<QString, QVariant> SearchServiceCmd::searchMessage(const im::chat::SearchMessageReq &req)
 {

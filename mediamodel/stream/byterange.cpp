@@ -47,13 +47,14 @@ RangeHeaderResult parseByteRanges(const QByteArray &value, qint64 size, QList<By
             }
             length = wrappingLength(start, end);
         }
-        if (length < 0) {
-            qCWarning(lcMedia, "[stream_server]: invalid range");
-            break;
-        }
-        // A start equal to the size is accepted: it announces an empty range.
+        // A start equal to the size is accepted: it announces an empty range. The start is
+        // checked first, so that an open range past the end is reported as such.
         if (start > size) {
             qCWarning(lcMedia, "[stream_server]: invalid start");
+            break;
+        }
+        if (length < 0) {
+            qCWarning(lcMedia, "[stream_server]: invalid range");
             break;
         }
         ranges.append({start, length});

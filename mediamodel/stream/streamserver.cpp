@@ -12,7 +12,7 @@
 #include "filemanager.h"
 #include "networkthread.h"
 
-#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QHostAddress>
 #include <QMutex>
@@ -82,15 +82,20 @@ QByteArray headerLine(const QByteArray &name, const QByteArray &value)
     return name + ": " + value;
 }
 
-// Runs task on thread's event loop and waits for it.
+// Runs task on thread's event loop and waits for it; inline when that is the calling thread or
+// when its loop has ended.
 void runBlockingOn(QThread *thread, const std::function<void()> &task)
 {
-    QAbstractEventDispatcher *dispatcher = QAbstractEventDispatcher::instance(thread);
-    if (thread == QThread::currentThread() || !thread->isRunning() || !dispatcher) {
+    if (thread == QThread::currentThread() || !thread->isRunning()) {
         task();
         return;
     }
-    QMetaObject::invokeMethod(dispatcher, task, Qt::BlockingQueuedConnection);
+    // A context of its own: the objects the task deletes cannot serve as the receiver.
+    QObject context;
+    context.moveToThread(thread);
+    if (!QMetaObject::invokeMethod(&context, task, Qt::BlockingQueuedConnection)) {
+        qCWarning(lcMedia, "[stream_server]: the network thread cannot be reached");
+    }
 }
 
 // The file a stream reads: the account's FileManager (guarded, since an account may sign out
@@ -507,6 +512,13 @@ StreamServer *StreamServer::instance()
     return &server;
 }
 
+namespace {
+void releaseAtApplicationExit()
+{
+    StreamServer::instance()->release();
+}
+} // namespace
+
 StreamServer::StreamServer()
     : d(std::make_unique<Private>())
 {
@@ -521,6 +533,11 @@ StreamServer::StreamServer()
     connect(
             d->idleTimer.get(), &QTimer::timeout, d->idleTimer.get(), [this] { stopServer(); },
             Qt::DirectConnection);
+    // After the application object is gone, events no longer reach the network thread, so the
+    // sockets are released while it still exists.
+    if (QCoreApplication::instance()) {
+        qAddPostRoutine(releaseAtApplicationExit);
+    }
 }
 
 StreamServer::~StreamServer()

@@ -138,22 +138,26 @@ DownloadFileMgr::requestStreamBuffer(const QString &fileId, qint64 start, qint64
                                      std::function<void(qint64, const QByteArray &)> callback)
 {
     const qint64 requestId = ++m_lastRequestId;
-    {
-        QMutexLocker locker(&m_requestMutex);
-        m_requests.insert(requestId, {fileId, start, length, std::move(callback)});
-    }
+    // A request that can never be answered keeps nothing: not its callback (which may hold its
+    // caller's resources), not a waiter, not a download. It does not call back either, since an
+    // empty answer would make a stream past the end of a file ask again at once, endlessly; its
+    // caller moves on with a new request or an abort, and aborting it is a no-op.
     if (length <= 0) {
-        return requestId; // nothing to deliver; the caller aborts it
+        return requestId;
     }
     const QSharedPointer<FileData> file = m_registry->file(fileId, true);
     if (!file) {
         qCWarning(lcPlatform) << "stream request for unknown file" << fileId;
         return requestId;
     }
-    if (start < 0 || start + length > file->size()) {
-        qCWarning(lcPlatform) << "stream request for bytes" << start << "to" << start + length
-                              << "of" << fileId << "which has" << file->size();
+    if (start < 0 || start > file->size() - length) {
+        qCWarning(lcPlatform) << "stream request for" << length << "bytes from" << start << "of"
+                              << fileId << "which has" << file->size();
         return requestId;
+    }
+    {
+        QMutexLocker locker(&m_requestMutex);
+        m_requests.insert(requestId, {fileId, start, length, std::move(callback)});
     }
     post([file, requestId, end = start + length](DownloadQueue *queue) {
         queue->waitForRange(file, requestId, end);

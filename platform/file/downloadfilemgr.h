@@ -58,7 +58,8 @@ public:
     // request id and the bytes, on a thread of this library, as soon as the bytes are on disk:
     // from the complete file, or from the partial download, starting the download when none runs.
     // Returns a non-zero request id. A request of length 0, past the end of the file or for an
-    // unknown file is never answered; every request ends with its answer or abortDownloader().
+    // unknown file is never answered and keeps nothing (the callback is released at once); every
+    // other request ends with its answer or abortDownloader().
     qint64 requestStreamBuffer(const QString &fileId, qint64 start, qint64 length,
                                std::function<void(qint64, const QByteArray &)> callback);
     // Forgets a request: once this returns, its callback is not called.

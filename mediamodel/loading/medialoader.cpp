@@ -1,0 +1,534 @@
+#include "medialoader.h"
+
+#include "accountbase.h"
+#include "contentitem.h"
+#include "dialogbase.h"
+#include "filemanager.h"
+#include "filereferencestorage.h"
+#include "im_chat.pb.h"
+#include "mediamodellog_p.h"
+#include "mediautil.h"
+#include "messagebase.h"
+#include "resourceitem.h"
+#include "resourcelinkitem.h"
+#include "resourcestorage.h"
+#include "searchservicecmd.h"
+#include "tempfilemgr.h"
+#include "userstorageprovider.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QHash>
+#include <QSet>
+#include <QThread>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int LINK_TYPE = 1;
+constexpr int PHOTO_TYPE = 2;
+constexpr int VIDEO_TYPE = 5;
+// File-reference rows of quoted media carry this bit on top of the content type.
+constexpr int QUOTED_TYPE_FLAG = 0x800;
+
+bool isPhotoOrVideo(int type)
+{
+    return type == PHOTO_TYPE || type == VIDEO_TYPE;
+}
+
+// Photos and videos share one list, so a request for either asks for both.
+bool sameListType(int listType, int type)
+{
+    return listType == type || (isPhotoOrVideo(listType) && isPhotoOrVideo(type));
+}
+
+// The server's search categories of a resource type.
+QList<int> searchCategories(int type)
+{
+    switch (type) {
+    case 1:
+        return {4};
+    case 2:
+    case 5:
+        return {1, 2};
+    case 3:
+        return {6};
+    case 4:
+        return {5};
+    case 6:
+        return {3};
+    default:
+        return {};
+    }
+}
+
+ResultCount pageResult(const QList<ResourceItem *> &out, int loadCount, bool hasMore)
+{
+    const int loaded = int(out.size());
+    return {hasMore ? loadCount : loaded, loaded};
+}
+
+ResourceItem *itemOfMessage(const QSharedPointer<MessageBase> &msg, int type)
+{
+    return type == LINK_TYPE ? new ResourceLinkItem(msg) : new ResourceItem(msg);
+}
+
+ResourceItem *itemOfRow(const storage::ResourceInfo &row)
+{
+    return row.type == LINK_TYPE ? new ResourceLinkItem(row) : new ResourceItem(row);
+}
+
+qint64 nextLocalDayStart(qint64 msecs)
+{
+    const QDate day = QDateTime::fromMSecsSinceEpoch(msecs).date();
+    return day.addDays(1).startOfDay().toMSecsSinceEpoch();
+}
+
+// The storage applies the same filters; checking again keeps a row that changed between the
+// query and the join from slipping into a filtered page.
+bool rowMatchesKey(const storage::ResourceInfo &row, const SearchKey &key)
+{
+    if (!key.senderIds.isEmpty() && !key.senderIds.contains(row.senderId)) {
+        return false;
+    }
+    if (key.startTime > 0 && row.dateTime < key.startTime) {
+        return false;
+    }
+    return key.endTime < 1 || row.dateTime <= key.endTime;
+}
+
+bool carriesType(const MessageBase &msg, int type)
+{
+    if (type == LINK_TYPE) {
+        const QSharedPointer<ContentItem> content = msg.contentItem();
+        return content && content->hasUrl();
+    }
+    return sameListType(type, msg.type());
+}
+
+QString keywordTextOf(const MessageBase &msg)
+{
+    const QSharedPointer<ContentItem> content = msg.contentItem();
+    return content ? content->keywordText() : msg.text();
+}
+
+} // namespace
+
+MediaLoader::MediaLoader(AccountBase *account, SearchQuery *query)
+    : SearchModel(query)
+    , m_account(account)
+{ }
+
+void MediaLoader::initStatus(qint64 messageId, qint64 dateTime)
+{
+    m_beforeMsgId = messageId < 1 ? 0 : messageId;
+    m_beforeTime = dateTime < 1 ? 0 : dateTime;
+    m_afterMsgId = messageId < 1 ? 0 : messageId + 1;
+    m_afterTime = dateTime < 1 ? 0 : dateTime + 1;
+    m_hasMoreBefore = true;
+    m_hasMoreAfter = true;
+}
+
+ResultCount MediaLoader::loadBeforeItems(QList<ResourceItem *> &out,
+                                         QSharedPointer<DialogBase> dialog, const SearchKey &key,
+                                         int type, int loadCount, bool fromRemote)
+{
+    const bool remote = fromRemote && m_account->isOnline();
+    return loadPages(out, loadCount, fromRemote, false, [&](QList<ResourceItem *> &page) {
+        if (m_globalSearch) {
+            loadBeforeFromLocal(
+                    page, key, type, loadCount,
+                    [this](const auto &info) { return resourceDb()->infosBefore(info); }, nullptr);
+        } else if (remote) {
+            loadBeforeFromRemote(page, dialog, key, type, loadCount);
+        } else if (dialog) {
+            loadBeforeFromLocal(
+                    page, key, type, loadCount,
+                    [this, &dialog](const auto &info) {
+                        return resourceDb()->infosBefore(dialog->dialogId(), info);
+                    },
+                    dialog);
+        } else {
+            m_hasMoreBefore = false;
+        }
+    });
+}
+
+ResultCount MediaLoader::loadAfterItems(QList<ResourceItem *> &out,
+                                        QSharedPointer<DialogBase> dialog, const SearchKey &key,
+                                        int type, int loadCount, bool fromRemote)
+{
+    // Newer pages never come from the server: the local store receives everything new.
+    return loadPages(out, loadCount, fromRemote, true, [&](QList<ResourceItem *> &page) {
+        if (m_globalSearch) {
+            loadAfterFromLocal(
+                    page, key, type, loadCount,
+                    [this](const auto &info) { return resourceDb()->infosAfter(info); }, nullptr);
+        } else if (dialog) {
+            loadAfterFromLocal(
+                    page, key, type, loadCount,
+                    [this, &dialog](const auto &info) {
+                        return resourceDb()->infosAfter(dialog->dialogId(), info);
+                    },
+                    dialog);
+        } else {
+            m_hasMoreAfter = false;
+        }
+    });
+}
+
+ResultCount MediaLoader::loadBeforeItems(QList<ResourceItem *> &out,
+                                         const QList<QString> &dialogIds, const SearchKey &key,
+                                         int type, int loadCount)
+{
+    return loadPages(out, loadCount, false, false, [&](QList<ResourceItem *> &page) {
+        loadBeforeFromLocal(
+                page, key, type, loadCount,
+                [this, &dialogIds](const auto &info) {
+                    return dialogIds.isEmpty() ? resourceDb()->infosBefore(info)
+                                               : resourceDb()->infosBefore(dialogIds, info);
+                },
+                nullptr);
+    });
+}
+
+ResultCount MediaLoader::loadAfterItems(QList<ResourceItem *> &out, const QList<QString> &dialogIds,
+                                        const SearchKey &key, int type, int loadCount)
+{
+    return loadPages(out, loadCount, false, true, [&](QList<ResourceItem *> &page) {
+        loadAfterFromLocal(
+                page, key, type, loadCount,
+                [this, &dialogIds](const auto &info) {
+                    return dialogIds.isEmpty() ? resourceDb()->infosAfter(info)
+                                               : resourceDb()->infosAfter(dialogIds, info);
+                },
+                nullptr);
+    });
+}
+
+// Rows that fail the filter or cannot be shown leave a page short, so pages are topped up until
+// more than half of the count is in hand. A quit drops everything gathered, earlier pages
+// included, so that the caller never appends a page of a search that no longer exists.
+ResultCount MediaLoader::loadPages(QList<ResourceItem *> &out, int loadCount, bool oneRound,
+                                   bool newer, const PageLoader &loadPage)
+{
+    const bool &hasMore = newer ? m_hasMoreAfter : m_hasMoreBefore;
+    forever {
+        QList<ResourceItem *> page;
+        loadPage(page);
+        if (newer) {
+            out = page + out;
+        } else {
+            out += page;
+        }
+        if (isQuit()) {
+            qDeleteAll(out);
+            out.clear();
+            break;
+        }
+        if (out.size() > loadCount / 2 || !hasMore || oneRound) {
+            break;
+        }
+    }
+    return pageResult(out, loadCount, hasMore);
+}
+
+void MediaLoader::loadBeforeFromLocal(QList<ResourceItem *> &page, const SearchKey &key, int type,
+                                      int count, const RowQuery &query,
+                                      const QSharedPointer<DialogBase> &dialog)
+{
+    if (!resourceDb()) {
+        m_hasMoreBefore = false;
+        return;
+    }
+    storage::ResourceSearchInfo info;
+    makeSearchInfo(info, key, m_beforeTime, m_beforeMsgId, type, count);
+    const QList<storage::ResourceInfo> rows = query(info);
+    m_hasMoreBefore = rows.size() >= count;
+    removeBeforeRepeat(rows);
+    QList<ResourceItem *> items;
+    makeMediaItems(dialog, rows, items,
+                   [&key](const storage::ResourceInfo &row) { return rowMatchesKey(row, key); });
+    checkItemValid(page, items);
+}
+
+void MediaLoader::loadAfterFromLocal(QList<ResourceItem *> &page, const SearchKey &key, int type,
+                                     int count, const RowQuery &query,
+                                     const QSharedPointer<DialogBase> &dialog)
+{
+    if (!resourceDb()) {
+        m_hasMoreAfter = false;
+        return;
+    }
+    storage::ResourceSearchInfo info;
+    makeSearchInfo(info, key, m_afterTime, m_afterMsgId, type, count);
+    const QList<storage::ResourceInfo> rows = query(info);
+    m_hasMoreAfter = rows.size() >= count;
+    removeAfterRepeat(rows);
+    QList<ResourceItem *> items;
+    makeMediaItems(dialog, rows, items,
+                   [&key](const storage::ResourceInfo &row) { return rowMatchesKey(row, key); });
+    checkItemValid(page, items);
+}
+
+// The server pages by message id alone (msg_id <= cursor, newest first), so the cursor moves
+// below the oldest message returned; its time follows so that a later local page stays behind it.
+void MediaLoader::loadBeforeFromRemote(QList<ResourceItem *> &page,
+                                       const QSharedPointer<DialogBase> &dialog,
+                                       const SearchKey &key, int type, int count)
+{
+    if (!dialog) {
+        m_hasMoreBefore = false;
+        return;
+    }
+    im::chat::SearchMessageReq req;
+    req.set_dialog_id(dialog->dialogId().toStdString());
+    req.set_keyword(key.keyword.toStdString());
+    for (qint64 sender : key.senderIds) {
+        req.add_sender_ids(sender);
+    }
+    req.set_start_time(key.startTime);
+    req.set_end_time(key.endTime);
+    req.set_msg_id(m_beforeMsgId);
+    req.set_direction(Older);
+    req.set_count(count);
+    for (int category : searchCategories(type)) {
+        req.add_categories(category);
+    }
+    const QVariantMap reply = SearchServiceCmd(m_account).searchMessage(req);
+    const int code = reply.value(QStringLiteral("code")).toInt();
+    if (code != 0) {
+        qCWarning(lcMedia) << "remote media search of" << dialog->dialogId() << "failed, code"
+                           << code;
+        return;
+    }
+    if (isQuit()) {
+        return;
+    }
+    checkItemValid(
+            page,
+            makeRemoteItems(dialog, reply.value(QStringLiteral("data")).toByteArray(), key, type));
+}
+
+QList<ResourceItem *> MediaLoader::makeRemoteItems(const QSharedPointer<DialogBase> &dialog,
+                                                   const QByteArray &reply, const SearchKey &key,
+                                                   int type)
+{
+    im::chat::SearchMessageResp resp;
+    if (!resp.ParseFromArray(reply.constData(), int(reply.size()))) {
+        qCWarning(lcMedia) << "remote media search of" << dialog->dialogId()
+                           << "returned a reply that does not parse";
+        return {};
+    }
+    m_hasMoreBefore = resp.has_more();
+    const QSet<QString> loadedFileIds = m_account->fileManager()
+            ? m_account->fileManager()->tempFileMgr()->loadedFileIds()
+            : QSet<QString>();
+    QList<QString> keywords;
+    MediaUtil::keywords(key.keyword, keywords);
+
+    QList<ResourceItem *> items;
+    const auto collect = [&](const QSharedPointer<MessageBase> &msg) {
+        if (!msg || !carriesType(*msg, type)
+            || loadedFileIds.contains(QString::fromStdString(msg->proto().file().file_id()))
+            || !MediaUtil::matchedKeyword(keywords, keywordTextOf(*msg))) {
+            return;
+        }
+        items.append(itemOfMessage(msg, type));
+    };
+    for (const im::Message &proto : resp.messages()) {
+        const QSharedPointer<MessageBase> msg = dialog->makeMessage(proto);
+        collect(msg);
+        for (const QSharedPointer<MessageBase> &child :
+             msg ? msg->combinedMessages() : QList<QSharedPointer<MessageBase>>()) {
+            collect(child);
+        }
+    }
+    if (resp.messages_size() > 0) {
+        const auto oldest = std::min_element(
+                resp.messages().begin(), resp.messages().end(),
+                [](const im::Message &a, const im::Message &b) { return a.msg_id() < b.msg_id(); });
+        m_beforeMsgId = oldest->msg_id() - 1;
+        m_beforeTime = oldest->time() - 1;
+    }
+    if (m_beforeMsgId < 1) {
+        // Message ids start at 1; a cursor of 0 would ask the server for the newest page again.
+        m_hasMoreBefore = false;
+    }
+    return items;
+}
+
+void MediaLoader::loadFirstByEveryDay(QList<ResourceItem *> &out, QSharedPointer<DialogBase> dialog,
+                                      int type)
+{
+    if (!dialog || !resourceDb()) {
+        m_hasMoreAfter = false;
+        return;
+    }
+    storage::ResourceSearchInfo info;
+    makeSearchInfo(info, SearchKey(), 0, 0, type, 1);
+    QList<storage::ResourceInfo> rows = resourceDb()->infosAfter(dialog->dialogId(), info);
+    m_hasMoreAfter = !rows.isEmpty();
+    QThread *mainThread = QCoreApplication::instance()->thread();
+    while (!rows.isEmpty() && !isQuit()) {
+        const storage::ResourceInfo row = rows.first();
+        if (dialog->firstVisibleMsgId() > row.messageId) {
+            m_hasMoreAfter = false;
+            break;
+        }
+        bool messageMissing = false;
+        ResourceItem *item = makeMediaItem(dialog, row, messageMissing, false);
+        if (item && item->msgData() && item->isValid()) {
+            item->moveToThread(mainThread);
+            out.append(item);
+        } else {
+            delete item;
+        }
+        info.time = nextLocalDayStart(row.dateTime);
+        rows = resourceDb()->infosAfter(dialog->dialogId(), info);
+        m_hasMoreAfter = !rows.isEmpty();
+    }
+}
+
+ResourceItem *MediaLoader::makeMediaItem(QSharedPointer<DialogBase> dialog,
+                                         const storage::ResourceInfo &row, bool &messageMissing,
+                                         bool force)
+{
+    messageMissing = false;
+    if (!dialog) {
+        return nullptr;
+    }
+    const QSharedPointer<MessageBase> msg =
+            dialog->message(MessageKey(row.messageId, row.subMsgId));
+    if (!msg) {
+        messageMissing = true;
+        return itemOfRow(row);
+    }
+    if (!force && msg->isRemoved()) {
+        return nullptr;
+    }
+    return itemOfMessage(msg, row.type);
+}
+
+ResourceItem *MediaLoader::makeMediaItem(QSharedPointer<DialogBase> dialog,
+                                         const storage::FileReferenceInfo &row,
+                                         bool &messageMissing, bool force)
+{
+    storage::ResourceInfo resource;
+    resource.dialogId = row.dialogId;
+    resource.messageId = row.messageId;
+    resource.subMsgId = row.subMsgId;
+    resource.type = row.type & ~QUOTED_TYPE_FLAG;
+    resource.dateTime = row.dateTime;
+    return makeMediaItem(dialog, resource, messageMissing, force);
+}
+
+ResultCount MediaLoader::onLoadingData(const SearchKey &, int, int)
+{
+    return {};
+}
+
+void MediaLoader::makeSearchInfo(storage::ResourceSearchInfo &info, const SearchKey &key,
+                                 qint64 time, qint64 msgId, int type, int count) const
+{
+    info.keyword = key.keyword;
+    info.senderIds = key.senderIds;
+    info.startTime = key.startTime;
+    info.endTime = key.endTime;
+    info.sourceDlgId = key.sourceDlgId;
+    info.time = time;
+    info.msgId = msgId;
+    info.isLink = type == LINK_TYPE;
+    if (isPhotoOrVideo(type)) {
+        info.types = {PHOTO_TYPE, VIDEO_TYPE};
+    } else if (!info.isLink) {
+        info.types = {type};
+    }
+    info.count = count;
+}
+
+void MediaLoader::makeMediaItems(const QSharedPointer<DialogBase> &dialog,
+                                 const QList<storage::ResourceInfo> &rows,
+                                 QList<ResourceItem *> &items, const RowFilter &filter)
+{
+    QHash<QString, QSharedPointer<DialogBase>> dialogs;
+    QHash<QString, QList<MessageKey>> missing;
+    const auto dialogOf = [&](const QString &dialogId) {
+        if (dialog) {
+            return dialog;
+        }
+        auto it = dialogs.find(dialogId);
+        if (it == dialogs.end()) {
+            it = dialogs.insert(dialogId, m_account->dialog(dialogId));
+        }
+        return it.value();
+    };
+    for (const storage::ResourceInfo &row : rows) {
+        if (isQuit()) {
+            break;
+        }
+        if (!filter(row)) {
+            continue;
+        }
+        bool messageMissing = false;
+        ResourceItem *item = makeMediaItem(dialogOf(row.dialogId), row, messageMissing, false);
+        if (!item) {
+            continue;
+        }
+        items.append(item);
+        const MessageKey key(row.messageId, row.subMsgId);
+        QList<MessageKey> &keys = missing[row.dialogId];
+        if (messageMissing && !keys.contains(key)) {
+            keys.append(key);
+        }
+    }
+    for (auto it = missing.cbegin(); it != missing.cend(); ++it) {
+        const QSharedPointer<DialogBase> owner = dialogOf(it.key());
+        if (owner && !it.value().isEmpty()) {
+            owner->fetchMessages(it.value());
+        }
+    }
+}
+
+void MediaLoader::checkItemValid(QList<ResourceItem *> &out,
+                                 const QList<ResourceItem *> &items) const
+{
+    QThread *mainThread = QCoreApplication::instance()->thread();
+    for (ResourceItem *item : items) {
+        if (!item->msgData() || !item->isValid()) {
+            delete item;
+            continue;
+        }
+        int pos = 0;
+        if (MediaUtil::find(out, *item, pos)) {
+            delete item;
+            continue;
+        }
+        item->moveToThread(mainThread);
+        out.insert(pos, item);
+    }
+}
+
+void MediaLoader::removeBeforeRepeat(const QList<storage::ResourceInfo> &rows)
+{
+    if (rows.isEmpty()) {
+        return;
+    }
+    m_beforeTime = rows.last().dateTime - 1;
+    m_beforeMsgId = rows.last().messageId - 1;
+}
+
+void MediaLoader::removeAfterRepeat(const QList<storage::ResourceInfo> &rows)
+{
+    if (rows.isEmpty()) {
+        return;
+    }
+    m_afterTime = rows.last().dateTime + 1;
+    m_afterMsgId = rows.last().messageId + 1;
+}
+
+storage::ResourceStorage *MediaLoader::resourceDb() const
+{
+    return m_account && m_account->storage() ? m_account->storage()->resourceStorage() : nullptr;
+}
