@@ -1,5 +1,6 @@
 #include "accountbase.h"
 #include "contenttype.h"
+#include "im.pb.h"
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
 #include "mediasearch.h"
