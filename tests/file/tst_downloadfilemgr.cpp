@@ -55,6 +55,8 @@ private:
     QString urlFor(Source source, const QString &name) const;
     QString slowUrl(const QString &name) const { return m_nginx->slowUrl(name); }
     static QString uniqueName();
+    // Files served by the throttled server, so that their downloads last a while.
+    QList<QSharedPointer<FileData>> slowFiles(int count);
 
     QTemporaryDir m_sources; // served by nginx, shared by the environments of all cases
     std::unique_ptr<NginxFixture> m_nginx;
@@ -356,15 +358,21 @@ void tst_DownloadFileMgr::stopCanDeleteThePartialFile()
     QCOMPARE(file->downloadedBytes(), qint64(0));
 }
 
-void tst_DownloadFileMgr::atMostThreeRunAtOnce()
+QList<QSharedPointer<FileData>> tst_DownloadFileMgr::slowFiles(int count)
 {
-    SKIP_WITHOUT_SERVER(HttpSource);
     QList<QSharedPointer<FileData>> files;
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < count; ++i) {
         const QString id = uniqueName();
         const QByteArray bytes = m_env->writeSource(id, kSlowFileSize);
         files.append(m_env->registerFile(id, bytes.size(), slowUrl(id)));
     }
+    return files;
+}
+
+void tst_DownloadFileMgr::atMostThreeRunAtOnce()
+{
+    SKIP_WITHOUT_SERVER(HttpSource);
+    const QList<QSharedPointer<FileData>> files = slowFiles(5);
     DownloadFileMgr *downloads = m_env->files()->downloadFileMgr();
     for (const QSharedPointer<FileData> &file : std::as_const(files)) {
         downloads->download(file, false, DOWNLOAD_SYNC);
@@ -387,12 +395,7 @@ void tst_DownloadFileMgr::atMostThreeRunAtOnce()
 void tst_DownloadFileMgr::highPriorityGoesFirst()
 {
     SKIP_WITHOUT_SERVER(HttpSource);
-    QList<QSharedPointer<FileData>> files;
-    for (int i = 0; i < 5; ++i) {
-        const QString id = uniqueName();
-        const QByteArray bytes = m_env->writeSource(id, kSlowFileSize);
-        files.append(m_env->registerFile(id, bytes.size(), slowUrl(id)));
-    }
+    const QList<QSharedPointer<FileData>> files = slowFiles(5);
     DownloadFileMgr *downloads = m_env->files()->downloadFileMgr();
     for (int i = 0; i < 4; ++i) {
         downloads->download(files.at(i), false, DOWNLOAD_SYNC);

@@ -66,6 +66,8 @@ private Q_SLOTS:
 
 private:
     std::unique_ptr<QTcpSocket> connectTo(const QString &url);
+    // A client whose first request has been answered; null when it was not.
+    std::unique_ptr<QTcpSocket> answeredClient(const QString &url);
 
     std::unique_ptr<StreamTestAccount> m_a;
     std::unique_ptr<StreamTestAccount> m_b;
@@ -178,16 +180,24 @@ void tst_StreamServer::stopsListeningWhenIdle()
     QVERIFY(!isFree(quint16(again.port())));
 }
 
+std::unique_ptr<QTcpSocket> tst_StreamServer::answeredClient(const QString &url)
+{
+    auto socket = connectTo(url);
+    if (!socket) {
+        return nullptr;
+    }
+    StreamClient client(socket.get());
+    client.send(rangeRequest(kUserA, "song", "bytes=0-9"));
+    StreamReply reply;
+    return client.readReply(reply) ? std::move(socket) : nullptr;
+}
+
 void tst_StreamServer::connectionHoldsOffTheIdleStop()
 {
     network::setStreamServerIdleIntervalForTests(kShortIdleMs);
     const QString url = network::StreamServer::instance()->getUrl(kUserA, QStringLiteral("song"));
-    auto socket = connectTo(url);
+    const auto socket = answeredClient(url);
     QVERIFY(socket);
-    StreamClient client(socket.get());
-    client.send(rangeRequest(kUserA, "song", "bytes=0-9"));
-    StreamReply reply;
-    QVERIFY(client.readReply(reply));
     QSignalSpy closed(socket.get(), &QTcpSocket::disconnected);
     QVERIFY(!closed.wait(4 * kShortIdleMs));
     QVERIFY(!isFree(quint16(QUrl(url).port())));
@@ -201,12 +211,8 @@ void tst_StreamServer::disconnectForUserDoesNotStartTheIdleStop()
 {
     network::setStreamServerIdleIntervalForTests(kShortIdleMs);
     const QString url = network::StreamServer::instance()->getUrl(kUserA, QStringLiteral("song"));
-    auto socket = connectTo(url);
+    const auto socket = answeredClient(url);
     QVERIFY(socket);
-    StreamClient client(socket.get());
-    client.send(rangeRequest(kUserA, "song", "bytes=0-9"));
-    StreamReply reply;
-    QVERIFY(client.readReply(reply));
 
     QSignalSpy closed(socket.get(), &QTcpSocket::disconnected);
     network::StreamServer::instance()->disconnectForUser(kUserA);
