@@ -1,6 +1,6 @@
 #pragma once
 
-// Not API: one typed list of a dialog's gallery, reached by QML through MediaResourceMgr.
+// One typed list of a dialog's gallery, reached by QML through MediaResourceMgr.
 
 #include "medialoader.h"
 #include "mediamodel_export.h"
@@ -17,7 +17,7 @@ class ResourceModel;
 // One typed list of a dialog (or of several dialogs): the model QML binds to, filled page by page
 // by the resource's own loader on its query's worker thread. Lives on the thread that created it;
 // the model is changed only there. Owns its model (QObject child) and its query.
-class MEDIAMODEL_TESTS_EXPORT MediaResource : public QObject, public MediaLoader
+class MEDIAMODEL_EXPORT MediaResource : public QObject, public MediaLoader
 {
     Q_OBJECT
     Q_PROPERTY(ResourceModel *resourceModel READ resourceModel CONSTANT)

@@ -1,7 +1,10 @@
 #include "mediaresourcemgr.h"
 
+#include "contenttype.h"
+#include "dialogbase.h"
 #include "mediaresource.h"
 #include "mediasearch.h"
+#include "resourcemodel.h"
 
 #include <QJSEngine>
 
@@ -35,6 +38,40 @@ MediaResourceMgr::~MediaResourceMgr()
 MediaResource *MediaResourceMgr::mediaResource(int type) const
 {
     return m_resources.value(type);
+}
+
+MediaResource *MediaResourceMgr::listOfType(int contentType) const
+{
+    return mediaResource(contentType == CONTENT_VIDEO ? CONTENT_PHOTO : contentType);
+}
+
+void MediaResourceMgr::removeMessages(const QList<qint64> &messageIds)
+{
+    const QString dialogId = m_dialog->dialogId();
+    for (MediaResource *resource : m_resources) {
+        resource->resourceModel()->batchDelete(dialogId, messageIds);
+    }
+    m_search->batchRemove(dialogId, messageIds);
+}
+
+void MediaResourceMgr::removeMessages(const MessageIdRange &range)
+{
+    const QString dialogId = m_dialog->dialogId();
+    for (MediaResource *resource : m_resources) {
+        resource->resourceModel()->batchDelete(dialogId, range);
+    }
+    m_search->batchRemove(dialogId, range);
+}
+
+void MediaResourceMgr::clearHistory(qint64 messageId, bool bClearSearch)
+{
+    const QString dialogId = m_dialog->dialogId();
+    for (MediaResource *resource : m_resources) {
+        resource->resourceModel()->clearResource(dialogId, messageId);
+    }
+    if (bClearSearch) {
+        m_search->clearResource(dialogId);
+    }
 }
 
 void MediaResourceMgr::quitView()

@@ -1,8 +1,9 @@
 #pragma once
 
-// Not API: the per-dialog gallery object that QML receives from the media hub.
+// The per-dialog gallery object that QML receives from the media hub.
 
 #include "mediamodel_export.h"
+#include "messageidrange.h"
 
 #include <QHash>
 #include <QObject>
@@ -17,7 +18,7 @@ class MediaSearch;
 // The gallery of one dialog: one typed list per resource type and the dialog's media search.
 // Lives on the thread that created it (the main thread); owns the lists and the search as QObject
 // children.
-class MEDIAMODEL_TESTS_EXPORT MediaResourceMgr : public QObject
+class MEDIAMODEL_EXPORT MediaResourceMgr : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(bool anonymous READ anonymous CONSTANT)
@@ -42,6 +43,17 @@ public:
     Q_INVOKABLE MediaSearch *mediaSearch() const { return m_search; }
     // Quits the loads of every list and of the search, leaving the models as they are.
     Q_INVOKABLE void quitView();
+
+    // The list that shows items of a content type: videos share the photo list. Null for a type
+    // no list shows.
+    MediaResource *listOfType(int contentType) const;
+
+    // Take messages out of every list and out of the search's hits.
+    void removeMessages(const QList<qint64> &messageIds);
+    void removeMessages(const MessageIdRange &range);
+    // Clears the history up to and including messageId (all of it for messageId < 1) from every
+    // list, and from the search's hits when bClearSearch.
+    void clearHistory(qint64 messageId, bool bClearSearch);
 
     // Reloads the first items of every list whose dialog is still alive.
     void refresh();

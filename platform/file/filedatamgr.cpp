@@ -37,8 +37,8 @@ FileDataMgr::FileDataMgr(FileRegistry *registry, DownloadFileMgr *downloads, QOb
 void FileDataMgr::deleteCacheFile(const QString &directory, const QString &fileId,
                                   const QString &suffix, bool bNotify)
 {
+    // Records name their optional thumbnail and live-photo files with an empty id: nothing to do.
     if (fileId.isEmpty()) {
-        qCWarning(lcPlatform) << "deleteCacheFile without a file id in" << directory;
         return;
     }
     const QString path = cachedFilePath(directory, fileId, suffix);

@@ -4,6 +4,7 @@
 #include "dialogbase.h"
 #include "filedata.h"
 #include "filemanager.h"
+#include "filereferencestorage.h"
 #include "filestorage.h"
 #include "messagestorage.h"
 #include "resourcestorage.h"
@@ -27,6 +28,7 @@ private Q_SLOTS:
     void reportMatchesTheStore();
     void everyFileIsCachedOrWaitsAtItsSource();
     void olderHistoryIsOnlyOnTheServer();
+    void mediaLayerWroteFileReferences();
     void mediaReachToday();
     void sameSeedSameAccount();
     void refusesAnExistingAccount();
@@ -111,6 +113,28 @@ void TestSampleAccount::everyFileIsCachedOrWaitsAtItsSource()
         cursor = page.last().fileId;
     }
     QCOMPARE(seen, m_report.filesDownloaded + m_report.filesNotDownloaded);
+}
+
+// The generator hands every stored message to the media layer: one row per stored photo, video,
+// voice and file (children of albums included), and one flagged row per quoted photo.
+void TestSampleAccount::mediaLayerWroteFileReferences()
+{
+    int ownRows = 0;
+    int quotedRows = 0;
+    for (const auto &dialog : m_account->dialogs()) {
+        const auto rows = m_account->storage()->fileReferenceStorage()->infosWithDialog(
+                dialog->dialogId(), 0, {});
+        for (const storage::FileReferenceInfo &row : rows) {
+            QVERIFY(!row.fileId.isEmpty());
+            (row.type & 0x800 ? quotedRows : ownRows) += 1;
+        }
+    }
+    const QMap<int, int> &media = m_report.localMediaByType;
+    QCOMPARE(ownRows,
+             media.value(CONTENT_PHOTO) + media.value(CONTENT_VIDEO) + media.value(CONTENT_VOICE)
+                     + media.value(CONTENT_FILE));
+    QVERIFY(quotedRows > 0);
+    QVERIFY(quotedRows <= m_report.quotes);
 }
 
 void TestSampleAccount::olderHistoryIsOnlyOnTheServer()

@@ -1,8 +1,13 @@
+#include "accountbase.h"
+#include "accountmanager.h"
 #include "accountsummary.h"
+#include "gallerylisting.h"
+#include "mediamgr.h"
 #include "sampleaccount.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QJsonDocument>
 #include <QTextStream>
 
 namespace {
@@ -77,6 +82,142 @@ int runSummary(const QStringList &args)
     return AccountSummary::print(folder, out) ? 0 : 1;
 }
 
+// Reads a whole number option; an absent option keeps value.
+bool takeNumber(const QCommandLineParser &parser, const QCommandLineOption &option, qint64 *value)
+{
+    if (!parser.isSet(option)) {
+        return true;
+    }
+    bool ok = false;
+    *value = parser.value(option).toLongLong(&ok);
+    return ok;
+}
+
+using Lister = std::function<bool(MediaMgr &, GalleryListing::Listing *, QString *)>;
+
+// Opens the account in folder with its media hub, runs lister and prints what it found.
+int printListing(const QString &folder, bool json, const Lister &lister)
+{
+    const qint64 userId = AccountManager::userIdOfFolder(folder);
+    if (userId == 0) {
+        return fail(QStringLiteral("no account in ") + folder);
+    }
+    AccountBase account(userId, folder);
+    if (!account.isValid()) {
+        return fail(QStringLiteral("cannot open the account in ") + folder);
+    }
+    GalleryListing::Listing listing;
+    QString error;
+    bool ok = false;
+    {
+        MediaMgr hub(&account);
+        ok = lister(hub, &listing, &error);
+        hub.prepareToClearData(false);
+        hub.clearData(false);
+    }
+    // Released galleries and their messages are deleted through posted events.
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    if (!ok) {
+        return fail(error);
+    }
+    QTextStream out(stdout);
+    if (json) {
+        out << QJsonDocument(GalleryListing::toJson(listing)).toJson(QJsonDocument::Compact)
+            << '\n';
+    } else {
+        GalleryListing::printTable(listing, out);
+    }
+    return 0;
+}
+
+QCommandLineOption typeOption()
+{
+    return {QStringLiteral("type"),
+            QStringLiteral("content type: 2 photos and videos, 6 files, 1 "
+                           "links, 4 music, 3 voice"),
+            QStringLiteral("N"), QStringLiteral("2")};
+}
+
+QCommandLineOption jsonOption()
+{
+    return {QStringLiteral("json"), QStringLiteral("print JSON")};
+}
+
+int runLs(const QStringList &args)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Prints a chat's typed list as the gallery "
+                                                    "holds it after K pages."));
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
+    parser.addPositionalArgument(QStringLiteral("CHAT_ID"), QStringLiteral("the chat"));
+    const QCommandLineOption type = typeOption();
+    const QCommandLineOption pages(QStringLiteral("pages"), QStringLiteral("pages to load"),
+                                   QStringLiteral("K"), QStringLiteral("1"));
+    const QCommandLineOption json = jsonOption();
+    parser.addOptions({type, pages, json});
+    parser.process(args);
+    const QStringList positional = parser.positionalArguments();
+    qint64 typeValue = 2;
+    qint64 pageCount = 1;
+    if (positional.size() != 2) {
+        return fail(QStringLiteral("give an account folder and a chat id"));
+    }
+    if (!takeNumber(parser, type, &typeValue) || !takeNumber(parser, pages, &pageCount)
+        || pageCount < 1 || pageCount > 1'000'000) {
+        return fail(QStringLiteral("--type and --pages take whole numbers (pages from 1)"));
+    }
+    const QString chat = positional.at(1);
+    return printListing(positional.at(0), parser.isSet(json),
+                        [&](MediaMgr &hub, GalleryListing::Listing *listing, QString *error) {
+                            return GalleryListing::listChat(hub, chat, int(typeValue),
+                                                            int(pageCount), listing, error);
+                        });
+}
+
+int runSearch(const QStringList &args)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Prints the hits of a media search."));
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
+    parser.addPositionalArgument(QStringLiteral("CHAT_ID"), QStringLiteral("the chat"));
+    parser.addPositionalArgument(QStringLiteral("KEYWORD"), QStringLiteral("words to find"));
+    const QCommandLineOption type = typeOption();
+    const QCommandLineOption sender(QStringLiteral("sender"), QStringLiteral("sender id"),
+                                    QStringLiteral("ID"));
+    const QCommandLineOption from(QStringLiteral("from"), QStringLiteral("from, ms since epoch"),
+                                  QStringLiteral("MS"));
+    const QCommandLineOption to(QStringLiteral("to"), QStringLiteral("to, ms since epoch"),
+                                QStringLiteral("MS"));
+    const QCommandLineOption global(QStringLiteral("global"), QStringLiteral("search every chat"));
+    const QCommandLineOption json = jsonOption();
+    parser.addOptions({type, sender, from, to, global, json});
+    parser.process(args);
+    const QStringList positional = parser.positionalArguments();
+    if (positional.size() != 3) {
+        return fail(QStringLiteral("give an account folder, a chat id and a keyword"));
+    }
+    GalleryListing::SearchOptions options;
+    options.keyword = positional.at(2);
+    options.global = parser.isSet(global);
+    qint64 typeValue = options.type;
+    if (!takeNumber(parser, type, &typeValue) || !takeNumber(parser, sender, &options.senderId)
+        || !takeNumber(parser, from, &options.from) || !takeNumber(parser, to, &options.to)) {
+        return fail(QStringLiteral("--type, --sender, --from and --to take whole numbers"));
+    }
+    options.type = int(typeValue);
+    const QString chat = positional.at(1);
+    // A search pages until the hits end; the bound only keeps a runaway search finite.
+    constexpr int MaxSearchPages = 100'000;
+    return printListing(positional.at(0), parser.isSet(json),
+                        [&](MediaMgr &hub, GalleryListing::Listing *listing, QString *error) {
+                            return GalleryListing::searchChat(hub, chat, options, MaxSearchPages,
+                                                              listing, error);
+                        });
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -92,7 +233,16 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("summary")) {
         return runSummary(args);
     }
+    if (command == QLatin1String("ls")) {
+        return runLs(args);
+    }
+    if (command == QLatin1String("search")) {
+        return runSearch(args);
+    }
     QTextStream(stderr) << "usage: mediactl init DIR [--seed N] [--media N]\n"
-                           "       mediactl summary DIR\n";
+                           "       mediactl summary DIR\n"
+                           "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
+                           "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
+                           " [--from MS --to MS] [--global] [--json]\n";
     return 2;
 }

@@ -7,6 +7,10 @@
 #include "constants.h"
 #include "contenttype.h"
 #include "im.pb.h"
+#include "mediainfo.h"
+#include "mediamgr.h"
+#include "messagebase.h"
+#include "messagerecords.h"
 #include "platformlog.h"
 #include "samplemedia.h"
 #include "serverhistory.h"
@@ -19,6 +23,8 @@
 #include <QRandomGenerator>
 #include <QUrl>
 #include <algorithm>
+#include <string>
+#include <unordered_set>
 
 namespace {
 
@@ -109,6 +115,7 @@ private:
     QList<PoolFile> m_pictures, m_thumbs, m_videos, m_documents, m_music, m_voices;
     QList<storage::CacheFileInfo> m_cacheRows;
     SampleAccount::Report m_report;
+    std::unordered_set<std::string> m_countedFileIds; // each file is counted once
 };
 
 bool Generator::writeSource(const QString &name, const QByteArray &bytes, QList<PoolFile> &pool)
@@ -325,7 +332,7 @@ bool Generator::downloadFile(const im::FileInfo &file, int type)
 
 void Generator::countFile(const im::FileInfo &file, int type)
 {
-    if (file.file_id().empty()) {
+    if (file.file_id().empty() || !m_countedFileIds.insert(file.file_id()).second) {
         return;
     }
     // Only the newest few thousand files are cached, so a million-row sample stays small on
@@ -441,6 +448,20 @@ void Generator::countMedia(const im::Message &message)
     }
 }
 
+// Hands the stored messages to the media layer as a client does on receipt, so that the layer
+// itself writes the file-reference rows, quoted media included. No gallery is open: silent.
+void ingest(MediaMgr &hub, AccountBase &account, const QString &dialogId,
+            const QList<im::Message> &messages)
+{
+    QList<MediaInfo> infos;
+    MessageRecords::forEachStored(messages, [&](const im::Message &message, const MessageKey &key) {
+        const QSharedPointer<MessageBase> msg(
+                new MessageBase(message, account.fileManager(), account.userId()));
+        infos.append(MediaInfo {msg, message.time(), key.messageId, qint32(key.subMsgId), false});
+    });
+    hub.saveResources(dialogId, infos, true);
+}
+
 bool Generator::run(SampleAccount::Report *report)
 {
     if (AccountManager::userIdOfFolder(m_folder) != 0) {
@@ -457,6 +478,7 @@ bool Generator::run(SampleAccount::Report *report)
         return false;
     }
     m_account = &account;
+    MediaMgr hub(&account);
     ServerHistory server(Util::joinPath(m_folder, QStringLiteral("server.db")));
 
     int totalWeight = 0;
@@ -473,12 +495,18 @@ bool Generator::run(SampleAccount::Report *report)
         for (auto it = local.crbegin(); it != local.crend(); ++it) {
             countFiles(*it);
         }
+        // A quote names its photo's files even where only the server holds the quoted message;
+        // the client learns of those files from the quote.
+        for (const im::Message &message : local) {
+            countFiles(message.quote());
+        }
         const qint64 lastActive = remote.isEmpty() ? 0 : remote.last().time();
         if (!account.storeDialog(dialog.id, dialog.name, dialog.type, lastActive)
             || !server.store(remote) || !account.storeMessages(local)) {
             qCWarning(lcPlatform) << "cannot store the messages of" << dialog.id;
             return false;
         }
+        ingest(hub, account, dialog.id, local);
         m_report.messages += local.size();
         m_report.serverOnlyMessages += serverOnly;
         for (const im::Message &message : std::as_const(local)) {

@@ -1,0 +1,627 @@
+#include "mediamgr.h"
+
+#include "accountbase.h"
+#include "appsettingmodel.h"
+#include "bufferfilestorage.h"
+#include "cachefilestorage.h"
+#include "constants.h"
+#include "contentitem.h"
+#include "contenttype.h"
+#include "dialogbase.h"
+#include "filedatamgr.h"
+#include "fileitem.h"
+#include "filemanager.h"
+#include "filereferencestorage.h"
+#include "im.pb.h"
+#include "loading/mediaresource.h"
+#include "loading/mediaresourcemgr.h"
+#include "mediamodellog_p.h"
+#include "mediasearch.h"
+#include "messagebase.h"
+#include "modelbaseutil.h"
+#include "resourcedata.h"
+#include "resourceitem.h"
+#include "resourcelinkitem.h"
+#include "resourcemodel.h"
+#include "searchservicecmd.h"
+#include "tempfilemgr.h"
+#include "threadmanager.h"
+#include "userstorageprovider.h"
+#include "util.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QJSEngine>
+#include <QMutexLocker>
+#include <QRunnable>
+#include <QSet>
+#include <QThreadPool>
+#include <QtConcurrent>
+#include <QtQml>
+
+namespace {
+
+// Rows made from a quoted message carry this bit on their type, so that they never collide with
+// the rows of the message's own media and never count as a reason to delete a file.
+constexpr int QUOTED_TYPE_FLAG = 0x800;
+
+QString cacheFileName(const QString &fileId, const QString &suffix)
+{
+    return suffix.isEmpty() ? fileId : fileId + QLatin1Char('.') + suffix;
+}
+
+bool isOnDisk(const QString &directory, const QString &fileId, const QString &suffix)
+{
+    return !fileId.isEmpty() && QFileInfo::exists(directory + cacheFileName(fileId, suffix));
+}
+
+bool isMissing(qint64 size, const QString &directory, const QString &fileId, const QString &suffix)
+{
+    return size >= 1 && !fileId.isEmpty() && !isOnDisk(directory, fileId, suffix);
+}
+
+} // namespace
+
+MediaMgr::MediaMgr(AccountBase *account)
+    : QObject(account)
+    , m_account(account)
+{
+    QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
+    m_searchServiceCmd = new SearchServiceCmd(account);
+    m_threadPool = new QThreadPool(this);
+    m_threadPool->setObjectName(QStringLiteral("media_thread_pool"));
+    m_threadPool->setMaxThreadCount(5);
+}
+
+MediaMgr::~MediaMgr()
+{
+    m_localClearFuture.waitForFinished();
+    delete m_searchServiceCmd;
+    delete m_threadPool;
+    // Database parts of removals queued on the host's worker still name this hub.
+    ThreadManager::waitForIdle();
+}
+
+void MediaMgr::registerMetaType(const char *uri)
+{
+    qRegisterMetaType<ResourceModel *>("ResourceModel *");
+    qRegisterMetaType<MediaResource *>("MediaResource *");
+    qRegisterMetaType<MediaResourceMgr *>("MediaResourceMgr *");
+    qRegisterMetaType<ResourceItem *>("ResourceItem *");
+    qRegisterMetaType<MediaSearch *>("MediaSearch *");
+    qRegisterMetaType<MediaMgr *>("MediaMgr *");
+    qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
+    Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
+}
+
+bool MediaMgr::isMedia(int type)
+{
+    static const QSet<int> mediaTypes {CONTENT_PHOTO, CONTENT_VOICE, CONTENT_VIDEO, CONTENT_FILE};
+    return mediaTypes.contains(type);
+}
+
+QString MediaMgr::mediaBaseDir(int type) const
+{
+    return m_account->userCacheDataPath()
+            + ModelBaseUtil::getFileTypeString(ModelBaseUtil::getMsgTypeToFileType(type))
+            + Util::separator();
+}
+
+FileDataMgr *MediaMgr::fileDataMgr() const
+{
+    return m_account->fileManager()->fileDataMgr();
+}
+
+storage::FileReferenceStorage *MediaMgr::fileReferenceDb() const
+{
+    return m_account->storage()->fileReferenceStorage();
+}
+
+// ---- registries and lifecycle ----
+
+MediaResourceMgr *MediaMgr::mediaResourceMgr(const QString &dialogId, bool bTopicParent,
+                                             const QString &sourceDlgId)
+{
+    return resourceMgr(m_resourceMgrs, dialogId, bTopicParent, sourceDlgId);
+}
+
+MediaResourceMgr *MediaMgr::externMediaResourceMgr(const QString &dialogId, bool bTopicParent,
+                                                   const QString &sourceDlgId)
+{
+    return resourceMgr(m_externResourceMgrs, dialogId, bTopicParent, sourceDlgId);
+}
+
+void MediaMgr::releaseResourceMgr(const QString &dialogId)
+{
+    releaseResourceMgr(m_resourceMgrs, dialogId);
+}
+
+void MediaMgr::releaseExternMediaResourceMgr(const QString &dialogId)
+{
+    releaseResourceMgr(m_externResourceMgrs, dialogId);
+}
+
+MediaResourceMgr *MediaMgr::resourceMgr(ResourceMgrHash &registry, const QString &dialogId,
+                                        bool bTopicParent, const QString &sourceDlgId)
+{
+    if (MediaResourceMgr *mgr = registry.value(dialogId)) {
+        if (mgr->sourceDlgId() == sourceDlgId) {
+            return mgr;
+        }
+        releaseResourceMgr(registry, dialogId);
+    }
+    const QSharedPointer<DialogBase> dialog = m_account->dialog(dialogId);
+    if (!dialog) {
+        return nullptr;
+    }
+    auto *mgr = new MediaResourceMgr(m_account, dialog, bTopicParent, sourceDlgId);
+    mgr->refresh();
+    registry.insert(dialogId, mgr);
+    return mgr;
+}
+
+void MediaMgr::releaseResourceMgr(ResourceMgrHash &registry, const QString &dialogId)
+{
+    MediaResourceMgr *mgr = registry.take(dialogId);
+    if (mgr) {
+        releaseResource(mgr);
+    }
+}
+
+// The manager's loads may still run on their workers: they are waited for on the pool, and the
+// manager is deleted on the main thread afterwards, never inside the caller's release.
+// The task holds the manager; when the task ends, or is dropped from the queue by a clearing,
+// the deletion goes to the main thread.
+void MediaMgr::releaseResource(MediaResourceMgr *mgr)
+{
+    mgr->quitView();
+    const std::shared_ptr<MediaResourceMgr> held(mgr, [](MediaResourceMgr *released) {
+        QMetaObject::invokeMethod(
+                QCoreApplication::instance(), [released] { delete released; },
+                Qt::QueuedConnection);
+    });
+    runWithThread([held] { held->waitForFinish(); });
+}
+
+MediaResourceMgr *MediaMgr::findMediaResource(const QString &dialogId, bool bExtern) const
+{
+    return (bExtern ? m_externResourceMgrs : m_resourceMgrs).value(dialogId);
+}
+
+QList<MediaResourceMgr *> MediaMgr::resourceMgrsOf(const QString &dialogId) const
+{
+    QList<MediaResourceMgr *> mgrs;
+    for (bool bExtern : {false, true}) {
+        if (MediaResourceMgr *mgr = findMediaResource(dialogId, bExtern)) {
+            mgrs.append(mgr);
+        }
+    }
+    return mgrs;
+}
+
+void MediaMgr::runWithThread(std::function<void()> fn)
+{
+    m_threadPool->start(QRunnable::create(std::move(fn)));
+}
+
+void MediaMgr::initConnection()
+{
+    connect(AppSettingModel::instance(), &AppSettingModel::localCacheMaxSizeChanged, this,
+            [this] { clearLocalMedia(); });
+}
+
+void MediaMgr::prepareToClearData(bool)
+{
+    setClearing(true);
+    QMutexLocker locker(&m_mutex);
+    if (!m_localClearFuture.isFinished()) {
+        m_localClearFuture.cancel();
+        m_localClearFuture.waitForFinished();
+    }
+    m_threadPool->clear();
+    m_threadPool->waitForDone(-1);
+    for (const ResourceMgrHash *registry : {&m_resourceMgrs, &m_externResourceMgrs}) {
+        for (MediaResourceMgr *mgr : *registry) {
+            mgr->quitView();
+            mgr->waitForFinish();
+        }
+    }
+}
+
+void MediaMgr::clearData(bool)
+{
+    QMutexLocker locker(&m_mutex);
+    qDeleteAll(m_resourceMgrs);
+    m_resourceMgrs.clear();
+    qDeleteAll(m_externResourceMgrs);
+    m_externResourceMgrs.clear();
+}
+
+void MediaMgr::getNewData()
+{
+    if (m_account->currentTime() - m_lastLocalClearTime <= ONE_DAY_MSEC) {
+        return;
+    }
+    clearLocalMedia();
+}
+
+// ---- ingest ----
+
+void MediaMgr::saveResources(const QString &dialogId, const QList<MediaInfo> &infos, bool bSilent)
+{
+    if (infos.isEmpty()) {
+        return;
+    }
+    const QSharedPointer<DialogBase> dialog = m_account->dialog(dialogId);
+    if (!dialog) {
+        return;
+    }
+    QList<storage::FileReferenceInfo> rows;
+    for (const MediaInfo &info : infos) {
+        if (!info.msg) {
+            continue;
+        }
+        const QSharedPointer<ContentItem> content = info.msg->contentItem();
+        if (content && (isMedia(info.msg->type()) || content->hasUrl())) {
+            updateMedia(rows, info, dialog, bSilent);
+        }
+        if (info.msg->quoteMessage()) {
+            parseQuoteMsg(rows, info);
+        }
+    }
+    if (!rows.isEmpty()) {
+        fileReferenceDb()->save(rows);
+    }
+}
+
+void MediaMgr::updateMedia(QList<storage::FileReferenceInfo> &rows, const MediaInfo &info,
+                           QSharedPointer<DialogBase> dialog, bool bSilent)
+{
+    storage::FileReferenceInfo row;
+    makeBaseInfo(row, info);
+    const QSharedPointer<ContentItem> content = info.msg->contentItem();
+    const bool hasUrl = content && content->hasUrl();
+    if (!isMedia(info.msg->type()) && !hasUrl) {
+        return;
+    }
+    const bool visible = isVisible(row, info, dialog);
+    const bool shown = visible && !bSilent && !info.msg->isRevoked();
+    const bool replaced = !info.msg->isRevoked() && replaceEditedMedia(info, bSilent);
+    if (hasUrl && !isClearing() && shown) {
+        updateLinkModel(info, replaced ? DO_UPDATE : DO_ADD);
+    }
+    ResourceData data;
+    if (!makeMediaInfo(row, data, content)) {
+        return;
+    }
+    rows.append(row);
+    if (isClearing()) {
+        return;
+    }
+    if (shown) {
+        updateMediaModel(info, replaced ? DO_UPDATE : DO_ADD, hasUrl);
+    }
+}
+
+bool MediaMgr::isVisible(const storage::FileReferenceInfo &row, const MediaInfo &info,
+                         const QSharedPointer<DialogBase> &dialog) const
+{
+    if (m_account->isHidden(row.dialogId)) {
+        return false;
+    }
+    const QString quotedId = QString::fromStdString(info.msg->proto().ref_msg_id());
+    return !(dialog && !quotedId.isEmpty() && m_account->isHidden(quotedId));
+}
+
+// An edit that raised the message's edit counter past the stored copy's replaced its media: the
+// old rows go before the new one is written in the same batch, and the lists replace the item.
+bool MediaMgr::replaceEditedMedia(const MediaInfo &info, bool bSilent)
+{
+    if (!info.bContentReplaced) {
+        return false;
+    }
+    const im::Message proto = info.msg->proto();
+    if (proto.edit_version() <= proto.stored_edit_version()) {
+        return false;
+    }
+    const QString dialogId = info.msg->dialogId();
+    fileReferenceDb()->remove(dialogId, info.messageId);
+    if (!bSilent) {
+        const qint64 messageId = info.messageId;
+        QMetaObject::invokeMethod(
+                this,
+                [this, dialogId, messageId] {
+                    for (MediaResourceMgr *mgr : resourceMgrsOf(dialogId)) {
+                        mgr->removeMessages(QList<qint64> {messageId});
+                    }
+                },
+                Qt::QueuedConnection);
+    }
+    return true;
+}
+
+void MediaMgr::makeBaseInfo(storage::FileReferenceInfo &row, const MediaInfo &info) const
+{
+    row.dialogId = info.msg->dialogId();
+    row.messageId = info.messageId;
+    row.subMsgId = info.subMsgId;
+    row.dateTime = info.dateTime;
+}
+
+bool MediaMgr::makeMediaInfo(storage::FileReferenceInfo &row, ResourceData &data,
+                             QSharedPointer<ContentItem> content) const
+{
+    if (!content || !isMedia(content->type())) {
+        return false;
+    }
+    const QSharedPointer<FileItem> file = qSharedPointerDynamicCast<FileItem>(content);
+    if (!file || !file->sourceFilePtr()) {
+        return false;
+    }
+    row.type = content->type();
+    makeResourceData(file, data);
+    row.fileId = data.fileId;
+    if (!data.livePhotoId.isEmpty()) {
+        row.thumbId = data.livePhotoId;
+    }
+    if (!data.thumbId.isEmpty()) {
+        row.thumbId = data.thumbId;
+    }
+    data.serialize(row.data);
+    return true;
+}
+
+void MediaMgr::parseQuoteMsg(QList<storage::FileReferenceInfo> &rows, const MediaInfo &info) const
+{
+    const QSharedPointer<MessageBase> quoted = info.msg->quoteMessage();
+    storage::FileReferenceInfo row;
+    makeBaseInfo(row, info);
+    ResourceData data;
+    if (!quoted || !makeMediaInfo(row, data, quoted->contentItem())) {
+        return;
+    }
+    row.type |= QUOTED_TYPE_FLAG;
+    rows.append(row);
+}
+
+void MediaMgr::updateMediaModel(const MediaInfo &info, DoOperator op, bool bHasUrl)
+{
+    QList<int> listTypes {info.msg->type()};
+    if (bHasUrl) {
+        listTypes.append(CONTENT_TEXT);
+    }
+    postModelUpdate(info, op, listTypes);
+}
+
+void MediaMgr::updateLinkModel(const MediaInfo &info, DoOperator op)
+{
+    postModelUpdate(info, op, {CONTENT_TEXT});
+}
+
+void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, const QList<int> &listTypes)
+{
+    QMetaObject::invokeMethod(
+            this,
+            [this, info, op, listTypes] {
+                for (MediaResourceMgr *mgr : resourceMgrsOf(info.msg->dialogId())) {
+                    for (int type : listTypes) {
+                        updateResourceModel(mgr, info, type, op, type == CONTENT_TEXT);
+                    }
+                }
+            },
+            Qt::QueuedConnection);
+}
+
+// A gallery borrowed from another dialog (a source dialog id is set) shows only what it loaded
+// itself: new items are not inserted there, replaced ones are. Items older than the loaded span
+// are left to paging, which would otherwise bring them a second time.
+void MediaMgr::updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info, int type,
+                                   DoOperator op, bool bHasUrl)
+{
+    MediaResource *list = mgr->listOfType(type);
+    if (!list) {
+        return;
+    }
+    ResourceItem *item = bHasUrl ? new ResourceLinkItem(info) : new ResourceItem(info);
+    ResourceModel *model = list->resourceModel();
+    if (op == DO_UPDATE) {
+        model->update(item);
+    } else if (op == DO_ADD && mgr->sourceDlgId().isEmpty() && model->canInsert(item)) {
+        model->insert(item);
+    } else {
+        delete item;
+    }
+}
+
+// ---- files ----
+
+bool MediaMgr::fileExist(int type, const QString &fileId, const QString &suffix) const
+{
+    return isOnDisk(mediaBaseDir(type), fileId, suffix);
+}
+
+bool MediaMgr::existsFileInLocal(const ResourceData &data, int type) const
+{
+    const QString photoDir = mediaBaseDir(CONTENT_PHOTO);
+    return isOnDisk(mediaBaseDir(type), data.fileId, data.suffix)
+            || isOnDisk(photoDir, data.thumbId, data.thumbSuffix)
+            || isOnDisk(photoDir, data.livePhotoId, data.livePhotoSuffix);
+}
+
+bool MediaMgr::allFileInLocal(const ResourceData &data, int type, qint64 &missingSize,
+                              qint64 &missingExtraSize) const
+{
+    missingSize = 0;
+    missingExtraSize = 0;
+    if (isMissing(data.size, mediaBaseDir(type), data.fileId, data.suffix)) {
+        missingSize = data.size;
+    }
+    if (isMissing(data.thumbSize, mediaBaseDir(CONTENT_PHOTO), data.thumbId, data.thumbSuffix)) {
+        missingExtraSize += data.thumbSize;
+    }
+    if (isMissing(data.livePhotoSize, mediaBaseDir(CONTENT_VIDEO), data.livePhotoId,
+                  data.livePhotoSuffix)) {
+        missingExtraSize += data.livePhotoSize;
+    }
+    return missingSize == 0 && missingExtraSize == 0;
+}
+
+// The live-photo video is looked for in the photo folder but deleted from the video folder.
+void MediaMgr::deleteFiles(int type, const ResourceData &data, bool bNotify)
+{
+    FileDataMgr *files = fileDataMgr();
+    files->deleteCacheFile(mediaBaseDir(type), data.fileId, data.suffix, bNotify);
+    files->deleteCacheFile(mediaBaseDir(CONTENT_PHOTO), data.thumbId, data.thumbSuffix, bNotify);
+    files->deleteCacheFile(mediaBaseDir(CONTENT_VIDEO), data.livePhotoId, data.livePhotoSuffix,
+                           bNotify);
+}
+
+void MediaMgr::deleteMedias(const QList<storage::FileReferenceInfo> &rows)
+{
+    QSet<QString> seen;
+    QList<storage::FileReferenceInfo> candidates;
+    for (const storage::FileReferenceInfo &row : rows) {
+        if (!isMedia(row.type) || seen.contains(row.fileId)) {
+            continue;
+        }
+        seen.insert(row.fileId);
+        ResourceData data;
+        data.deserialize(row.data);
+        if (existsFileInLocal(data, row.type)) {
+            candidates.append(row);
+        }
+    }
+    for (qsizetype from = 0; from < candidates.size(); from += LOAD_COUNT) {
+        const QList<QString> deleted = deletableFileIds(candidates.mid(from, LOAD_COUNT));
+        if (!deleted.isEmpty()) {
+            m_account->storage()->cacheFileStorage()->removeWithFileIds(deleted);
+        }
+    }
+}
+
+QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo> &candidates)
+{
+    QList<QString> fileIds;
+    fileIds.reserve(candidates.size());
+    for (const storage::FileReferenceInfo &row : candidates) {
+        fileIds.append(row.fileId);
+    }
+    const QMap<QString, int> stillNamed = fileReferenceDb()->fileReferences(fileIds);
+    QList<QString> deleted;
+    for (const storage::FileReferenceInfo &row : candidates) {
+        if (stillNamed.contains(row.fileId)) {
+            continue;
+        }
+        ResourceData data;
+        data.deserialize(row.data);
+        deleteFiles(row.type, data, false);
+        deleted.append(row.fileId);
+    }
+    return deleted;
+}
+
+// ---- removal ----
+
+void MediaMgr::removeResource(const QString &dialogId, const MessageIdRange &range, bool)
+{
+    removeFromModels(dialogId, [range](MediaResourceMgr *mgr) { mgr->removeMessages(range); });
+    deleteMedias(fileReferenceDb()->removeWithMessageRange(dialogId, range));
+}
+
+void MediaMgr::removeResource(const QString &dialogId, const QList<qint64> &messageIds, bool bWait)
+{
+    if (messageIds.isEmpty()) {
+        return;
+    }
+    removeMedia(dialogId, messageIds);
+    ThreadManager::invoke(
+            [this, dialogId, messageIds] { removeRowsAndFiles(dialogId, messageIds); }, !bWait);
+}
+
+void MediaMgr::removeResource(const QString &dialogId, qint64 messageId)
+{
+    removeResource(dialogId, QList<qint64> {messageId}, false);
+}
+
+void MediaMgr::removeResourceBySenderId(const QString &dialogId, qint64 senderId, qint64 sinceTime,
+                                        const QList<qint64> &messageIds)
+{
+    qCDebug(lcMedia) << "removing the media of sender" << senderId << "in" << dialogId << "since"
+                     << sinceTime << ":" << messageIds.size() << "messages";
+    removeResource(dialogId, messageIds, false);
+}
+
+void MediaMgr::removeMedia(const QString &dialogId, const QList<qint64> &messageIds)
+{
+    removeFromModels(dialogId,
+                     [messageIds](MediaResourceMgr *mgr) { mgr->removeMessages(messageIds); });
+}
+
+void MediaMgr::removeFromModels(const QString &dialogId, std::function<void(MediaResourceMgr *)> fn)
+{
+    QMetaObject::invokeMethod(
+            this,
+            [this, dialogId, fn] {
+                for (MediaResourceMgr *mgr : resourceMgrsOf(dialogId)) {
+                    fn(mgr);
+                }
+            },
+            Qt::QueuedConnection);
+}
+
+void MediaMgr::removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds)
+{
+    deleteMedias(fileReferenceDb()->removeWithMessageIds(dialogId, messageIds));
+}
+
+void MediaMgr::clearMediaModel(const QString &dialogId, qint64 messageId, bool bClearSearch)
+{
+    removeFromModels(dialogId, [messageId, bClearSearch](MediaResourceMgr *mgr) {
+        mgr->clearHistory(messageId, bClearSearch);
+    });
+}
+
+void MediaMgr::clearResourceDB(const QString &dialogId, qint64 time)
+{
+    m_account->fileManager()->tempFileMgr()->cancelDownloading(dialogId);
+    ThreadManager::invoke([this, dialogId,
+                           time] { deleteMedias(fileReferenceDb()->removeBefore(dialogId, time)); },
+                          true);
+}
+
+// ---- cleanup ----
+
+void MediaMgr::clearLocalMedia()
+{
+    QMutexLocker locker(&m_mutex);
+    if (!m_localClearFuture.isFinished() || isClearing()) {
+        return;
+    }
+    m_lastLocalClearTime = m_account->currentTime();
+    m_localClearFuture = QtConcurrent::run([this] { clearTempMedia(); });
+}
+
+// Temporary and stream-buffer files are never referenced by a message: every one goes, oldest
+// first, a page at a time.
+void MediaMgr::clearTempMedia()
+{
+    storage::UserStorageProvider *storage = m_account->storage();
+    const QString cacheRoot = m_account->userCacheDataPath();
+    for (;;) {
+        const QList<storage::BufferFileInfo> page = storage->bufferFileStorage()->infos(LOAD_COUNT);
+        if (page.isEmpty()) {
+            return;
+        }
+        QList<QString> fileIds;
+        for (const storage::BufferFileInfo &info : page) {
+            Util::deleteFile(ModelBaseUtil::makeMediaPath(cacheRoot, info.category, info.kind)
+                             + cacheFileName(info.fileId, info.suffix));
+            fileIds.append(info.fileId);
+        }
+        storage->cacheFileStorage()->removeWithFileIds(fileIds);
+        if (!storage->bufferFileStorage()->remove(fileIds)) {
+            qCWarning(lcMedia) << "temporary files cleanup stopped: their rows stay";
+            return;
+        }
+    }
+}

@@ -1,0 +1,157 @@
+#pragma once
+
+#include "mediainfo.h"
+#include "mediamodel_export.h"
+#include "messageidrange.h"
+#include "modelbase.h"
+
+#include <QFuture>
+#include <QHash>
+#include <QObject>
+#include <QRecursiveMutex>
+#include <QSharedPointer>
+#include <QString>
+#include <functional>
+
+class AccountBase;
+class ContentItem;
+class DialogBase;
+class FileDataMgr;
+class MediaResourceMgr;
+class QThreadPool;
+class SearchServiceCmd;
+struct ResourceData;
+namespace storage {
+class FileReferenceStorage;
+struct FileReferenceInfo;
+} // namespace storage
+
+// The media layer of one account: the galleries QML asks for by dialog id, the ingest of stored
+// and received messages into the file-reference table and the open lists, the removal of
+// messages' media and of the files nothing names any more, and the cleanup of the media cache.
+//
+// The host makes one per account on the main thread and drives it through ModelBase. Slots and
+// model updates run on the main thread; saveResources and the removal entry points may be called
+// from any host thread. Owns its private pool and every gallery it handed out.
+class MEDIAMODEL_EXPORT MediaMgr : public QObject, public ModelBase
+{
+    Q_OBJECT
+
+public:
+    // What a model update does with the item built for it; any other value only frees the item.
+    enum DoOperator {
+        DO_UPDATE = 0, // the message's media was replaced: replace the item shown
+        DO_ADD = 1,    // new media: insert the item
+    };
+    Q_ENUM(DoOperator)
+
+    explicit MediaMgr(AccountBase *account);
+    ~MediaMgr() override;
+
+    // Registers the media layer's types for QML under uri; the host calls it once before loading
+    // QML that uses them.
+    static void registerMetaType(const char *uri);
+
+    // Photos, voice, videos and files: the content types whose files the cache keeps.
+    static bool isMedia(int type);
+    // The cache folder of a content type, ending with a separator.
+    QString mediaBaseDir(int type) const;
+
+    AccountBase *account() const { return m_account; }
+    FileDataMgr *fileDataMgr() const;
+    storage::FileReferenceStorage *fileReferenceDb() const;
+    SearchServiceCmd *searchServiceCmd() const { return m_searchServiceCmd; }
+
+    // Writes the file-reference rows of the messages of dialogId and shows new and edited media
+    // in the open lists, unless bSilent. Any thread.
+    void saveResources(const QString &dialogId, const QList<MediaInfo> &infos, bool bSilent);
+
+    bool fileExist(int type, const QString &fileId, const QString &suffix) const;
+    // Whether any file of the record is on disk.
+    bool existsFileInLocal(const ResourceData &data, int type) const;
+    // Whether every file of the record with a size is on disk; the outputs sum what is missing,
+    // the source file apart from its thumbnail and live-photo video.
+    bool allFileInLocal(const ResourceData &data, int type, qint64 &missingSize,
+                        qint64 &missingExtraSize) const;
+    void deleteFiles(int type, const ResourceData &data, bool bNotify);
+    // Deletes the files of removed rows that no remaining row names. Off the main thread.
+    void deleteMedias(const QList<storage::FileReferenceInfo> &rows);
+
+    // The host's message deletions. bWait: do the database part before returning.
+    void removeResource(const QString &dialogId, const MessageIdRange &range, bool bWait);
+    void removeResource(const QString &dialogId, const QList<qint64> &messageIds, bool bWait);
+    void removeResource(const QString &dialogId, qint64 messageId);
+    // The messages a sender sent in the dialog since sinceTime (< 1: ever), listed by the host.
+    void removeResourceBySenderId(const QString &dialogId, qint64 senderId, qint64 sinceTime,
+                                  const QList<qint64> &messageIds);
+    // Takes the messages out of the dialog's open lists.
+    void removeMedia(const QString &dialogId, const QList<qint64> &messageIds);
+    // Clears the dialog's open lists up to and including messageId (all for messageId < 1);
+    // bClearSearch clears the hits of its searches too.
+    void clearMediaModel(const QString &dialogId, qint64 messageId, bool bClearSearch);
+    // Forgets the dialog's media rows of messages sent at or before time (< 1: all) and deletes
+    // the files nothing else names.
+    void clearResourceDB(const QString &dialogId, qint64 time);
+
+    void initConnection() override;
+    void prepareToClearData(bool bFast) override;
+    void clearData(bool bFast) override;
+    void getNewData() override;
+
+    // Queues fn on the private pool.
+    void runWithThread(std::function<void()> fn);
+
+public Q_SLOTS:
+    // The gallery of a dialog, made on first request; null for a dialog the account does not
+    // know. Asked again with another sourceDlgId, the old gallery is torn down and a new one
+    // made. The extern set serves views outside the gallery and is independent of it.
+    MediaResourceMgr *mediaResourceMgr(const QString &dialogId, bool bTopicParent = false,
+                                       const QString &sourceDlgId = QString());
+    MediaResourceMgr *externMediaResourceMgr(const QString &dialogId, bool bTopicParent = false,
+                                             const QString &sourceDlgId = QString());
+    void releaseResourceMgr(const QString &dialogId);
+    void releaseExternMediaResourceMgr(const QString &dialogId);
+
+    // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
+    void clearLocalMedia();
+
+private:
+    using ResourceMgrHash = QHash<QString, MediaResourceMgr *>;
+
+    MediaResourceMgr *resourceMgr(ResourceMgrHash &registry, const QString &dialogId,
+                                  bool bTopicParent, const QString &sourceDlgId);
+    void releaseResourceMgr(ResourceMgrHash &registry, const QString &dialogId);
+    MediaResourceMgr *findMediaResource(const QString &dialogId, bool bExtern) const;
+    QList<MediaResourceMgr *> resourceMgrsOf(const QString &dialogId) const;
+    void releaseResource(MediaResourceMgr *mgr);
+
+    void updateMedia(QList<storage::FileReferenceInfo> &rows, const MediaInfo &info,
+                     QSharedPointer<DialogBase> dialog, bool bSilent);
+    void makeBaseInfo(storage::FileReferenceInfo &row, const MediaInfo &info) const;
+    bool makeMediaInfo(storage::FileReferenceInfo &row, ResourceData &data,
+                       QSharedPointer<ContentItem> content) const;
+    void parseQuoteMsg(QList<storage::FileReferenceInfo> &rows, const MediaInfo &info) const;
+    bool isVisible(const storage::FileReferenceInfo &row, const MediaInfo &info,
+                   const QSharedPointer<DialogBase> &dialog) const;
+    bool replaceEditedMedia(const MediaInfo &info, bool bSilent);
+
+    void updateMediaModel(const MediaInfo &info, DoOperator op, bool bHasUrl);
+    void updateLinkModel(const MediaInfo &info, DoOperator op);
+    void postModelUpdate(const MediaInfo &info, DoOperator op, const QList<int> &listTypes);
+    void updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info, int type, DoOperator op,
+                             bool bHasUrl);
+
+    void removeFromModels(const QString &dialogId, std::function<void(MediaResourceMgr *)> fn);
+    void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
+    QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates);
+    void clearTempMedia();
+
+    AccountBase *const m_account;
+    ResourceMgrHash m_resourceMgrs;
+    ResourceMgrHash m_externResourceMgrs;
+    SearchServiceCmd *m_searchServiceCmd = nullptr; // owned
+    QFuture<void> m_localClearFuture;
+    QRecursiveMutex m_mutex;             // guards the local clear future and the clearing sequences
+    QThreadPool *m_threadPool = nullptr; // child
+    qint64 m_lastLocalClearTime = 0;
+};
