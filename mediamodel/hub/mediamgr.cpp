@@ -15,6 +15,7 @@
 #include "im.pb.h"
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
+#include "mediacalender.h"
 #include "mediamodellog_p.h"
 #include "mediasearch.h"
 #include "messagebase.h"
@@ -60,6 +61,17 @@ bool isMissing(qint64 size, const QString &directory, const QString &fileId, con
     return size >= 1 && !fileId.isEmpty() && !isOnDisk(directory, fileId, suffix);
 }
 
+// The pool task that runs an object's blocking shutdown and then disposes of it. The task holds
+// the object, so that a task dropped from the queue by a clearing disposes of it all the same.
+template<typename T>
+std::function<void()> shutdownTask(T *object, void (T::*shutdown)(), void (*dispose)(T *))
+{
+    const std::shared_ptr<T> held(object, dispose);
+    return [held, shutdown] {
+        (held.get()->*shutdown)();
+    };
+}
+
 } // namespace
 
 MediaMgr::MediaMgr(AccountBase *account)
@@ -90,6 +102,7 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<ResourceItem *>("ResourceItem *");
     qRegisterMetaType<MediaSearch *>("MediaSearch *");
     qRegisterMetaType<MediaMgr *>("MediaMgr *");
+    qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
 }
@@ -170,17 +183,46 @@ void MediaMgr::releaseResourceMgr(ResourceMgrHash &registry, const QString &dial
 
 // The manager's loads may still run on their workers: they are waited for on the pool, and the
 // manager is deleted on the main thread afterwards, never inside the caller's release.
-// The task holds the manager; when the task ends, or is dropped from the queue by a clearing,
-// the deletion goes to the main thread.
+// Loads still running are waited for on the pool; the manager is deleted on the main thread
+// afterwards, never inside the caller's release.
 void MediaMgr::releaseResource(MediaResourceMgr *mgr)
 {
     mgr->quitView();
-    const std::shared_ptr<MediaResourceMgr> held(mgr, [](MediaResourceMgr *released) {
-        QMetaObject::invokeMethod(
-                QCoreApplication::instance(), [released] { delete released; },
-                Qt::QueuedConnection);
-    });
-    runWithThread([held] { held->waitForFinish(); });
+    runWithThread(shutdownTask(
+            mgr, &MediaResourceMgr::waitForFinish, +[](MediaResourceMgr *done) {
+                QMetaObject::invokeMethod(
+                        QCoreApplication::instance(), [done] { delete done; },
+                        Qt::QueuedConnection);
+            }));
+}
+
+MediaCalender *MediaMgr::mediaCalender(const QString &dialogId)
+{
+    QMutexLocker locker(&m_mutex);
+    if (MediaCalender *calendar = m_calendars.value(dialogId)) {
+        return calendar;
+    }
+    const QSharedPointer<DialogBase> dialog = m_account->dialog(dialogId);
+    if (!dialog) {
+        return nullptr;
+    }
+    auto *calendar = new MediaCalender(m_account, dialog);
+    calendar->setThreadPool(m_threadPool);
+    m_calendars.insert(dialogId, calendar);
+    locker.unlock();
+    calendar->start();
+    return calendar;
+}
+
+void MediaMgr::releaseMediaCalender(const QString &dialogId)
+{
+    QMutexLocker locker(&m_mutex);
+    MediaCalender *calendar = m_calendars.take(dialogId);
+    if (!calendar) {
+        return;
+    }
+    runWithThread(shutdownTask(
+            calendar, &MediaCalender::shutdown, +[](MediaCalender *done) { done->deleteLater(); }));
 }
 
 MediaResourceMgr *MediaMgr::findMediaResource(const QString &dialogId, bool bExtern) const
@@ -226,6 +268,9 @@ void MediaMgr::prepareToClearData(bool)
             mgr->waitForFinish();
         }
     }
+    for (MediaCalender *calendar : std::as_const(m_calendars)) {
+        calendar->shutdown();
+    }
 }
 
 void MediaMgr::clearData(bool)
@@ -235,6 +280,8 @@ void MediaMgr::clearData(bool)
     m_resourceMgrs.clear();
     qDeleteAll(m_externResourceMgrs);
     m_externResourceMgrs.clear();
+    qDeleteAll(m_calendars);
+    m_calendars.clear();
 }
 
 void MediaMgr::getNewData()

@@ -17,6 +17,7 @@ class AccountBase;
 class ContentItem;
 class DialogBase;
 class FileDataMgr;
+class MediaCalender;
 class MediaResourceMgr;
 class QThreadPool;
 class SearchServiceCmd;
@@ -111,6 +112,10 @@ public Q_SLOTS:
                                              const QString &sourceDlgId = QString());
     void releaseResourceMgr(const QString &dialogId);
     void releaseExternMediaResourceMgr(const QString &dialogId);
+    // The calendar of a dialog, made and started on first request; null for a dialog the account
+    // does not know.
+    MediaCalender *mediaCalender(const QString &dialogId);
+    void releaseMediaCalender(const QString &dialogId);
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -149,6 +154,7 @@ private:
     AccountBase *const m_account;
     ResourceMgrHash m_resourceMgrs;
     ResourceMgrHash m_externResourceMgrs;
+    QHash<QString, MediaCalender *> m_calendars;    // guarded by m_mutex
     SearchServiceCmd *m_searchServiceCmd = nullptr; // owned
     QFuture<void> m_localClearFuture;
     QRecursiveMutex m_mutex;             // guards the local clear future and the clearing sequences
