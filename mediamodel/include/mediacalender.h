@@ -6,9 +6,9 @@
 
 #include <QHash>
 #include <QObject>
-#include <QRecursiveMutex>
 #include <QSharedPointer>
 #include <QWeakPointer>
+#include <atomic>
 
 class QThreadPool;
 class ResourceItem;
@@ -59,8 +59,7 @@ private:
 
     const QWeakPointer<DialogBase> m_dialog;
     QHash<qint64, ResourceItem *> m_days; // owned; written on this object's thread only
-    mutable QRecursiveMutex m_mutex;      // guards m_querying against the worker
-    bool m_querying = false;
+    std::atomic<bool> m_querying {false}; // changed on this object's thread only
     // Last, so that it quits and waits before anything a running load touches goes away.
     SearchSingleQuery m_query;
 };

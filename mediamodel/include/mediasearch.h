@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QRecursiveMutex>
 #include <QSharedPointer>
+#include <atomic>
 
 struct MessageIdRange;
 class ResourceModel;
@@ -74,13 +75,13 @@ private:
     AccountBase *const m_account;
     ResourceModel *const m_resourceModel; // child
     ResourceModel *const m_mediaModel;    // child
+    std::atomic<bool> m_querying {false}; // changed on this object's thread only
     mutable QRecursiveMutex m_mutex;      // guards the members below against the worker
     ResourceModel *m_currentModel = nullptr;
     QSharedPointer<DialogBase> m_dialog;
     const QList<QString> m_dialogIds;
     int m_type = 0;
     bool m_remote = false;
-    bool m_querying = false;
     // Last, so that it quits and waits before anything a running page touches goes away.
     SearchSingleQuery m_query;
 };

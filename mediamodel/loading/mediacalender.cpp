@@ -2,13 +2,13 @@
 
 #include "contenttype.h"
 #include "dialogbase.h"
+#include "ownerthread_p.h"
 #include "pagehandover_p.h"
 #include "resourceitem.h"
 #include "searchkey.h"
 
 #include <QDateTime>
 #include <QJSEngine>
-#include <QThread>
 
 MediaCalender::MediaCalender(AccountBase *account, QSharedPointer<DialogBase> dialog,
                              QObject *parent)
@@ -35,8 +35,7 @@ qint64 MediaCalender::dayKey(qint64 msecs)
 
 bool MediaCalender::isQuerying() const
 {
-    QMutexLocker locker(&m_mutex);
-    return m_querying;
+    return m_querying.load();
 }
 
 void MediaCalender::setThreadPool(QThreadPool *pool)
@@ -93,22 +92,13 @@ void MediaCalender::takeDays(QList<ResourceItem *> &items)
 
 void MediaCalender::setIsQuerying(bool querying)
 {
-    if (QThread::currentThread() == thread()) {
-        setQuerying(querying);
-        return;
-    }
-    QMetaObject::invokeMethod(
-            this, [this, querying] { setQuerying(querying); }, Qt::QueuedConnection);
+    runOnOwnerThread(this, [this, querying] { setQuerying(querying); });
 }
 
+// Changed on this object's thread only, so that the notice reaches QML where it binds.
 void MediaCalender::setQuerying(bool querying)
 {
-    {
-        QMutexLocker locker(&m_mutex);
-        if (m_querying == querying) {
-            return;
-        }
-        m_querying = querying;
+    if (m_querying.exchange(querying) != querying) {
+        Q_EMIT isQueryingChanged();
     }
-    Q_EMIT isQueryingChanged();
 }

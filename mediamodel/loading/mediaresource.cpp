@@ -2,12 +2,12 @@
 
 #include "dialogbase.h"
 #include "mediamodel.h"
+#include "ownerthread_p.h"
 #include "pagehandover_p.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
 
 #include <QJSEngine>
-#include <QThread>
 
 namespace {
 
@@ -47,8 +47,7 @@ MediaResource::~MediaResource()
 
 bool MediaResource::isQuerying() const
 {
-    QMutexLocker locker(&m_mutex);
-    return m_querying;
+    return m_querying.load();
 }
 
 void MediaResource::loadBefore(int loadCount)
@@ -108,12 +107,7 @@ ResultCount MediaResource::onLoadingData(const SearchKey &key, int count, int of
 
 void MediaResource::setIsQuerying(bool querying)
 {
-    if (QThread::currentThread() == thread()) {
-        setQuerying(querying);
-        return;
-    }
-    QMetaObject::invokeMethod(
-            this, [this, querying] { setQuerying(querying); }, Qt::QueuedConnection);
+    runOnOwnerThread(this, [this, querying] { setQuerying(querying); });
 }
 
 // The first page of a search replaces the list, so that a refresh shows each item once.
@@ -134,14 +128,10 @@ void MediaResource::handOver(const QList<ResourceItem *> &items, bool firstPage)
     });
 }
 
+// Changed on this object's thread only, so that the notice reaches QML where it binds.
 void MediaResource::setQuerying(bool querying)
 {
-    {
-        QMutexLocker locker(&m_mutex);
-        if (m_querying == querying) {
-            return;
-        }
-        m_querying = querying;
+    if (m_querying.exchange(querying) != querying) {
+        Q_EMIT isQueryingChanged();
     }
-    Q_EMIT isQueryingChanged();
 }

@@ -11,6 +11,7 @@
 #include <QRecursiveMutex>
 #include <QSharedPointer>
 #include <QWeakPointer>
+#include <atomic>
 
 class ResourceModel;
 
@@ -59,11 +60,11 @@ private:
     void setQuerying(bool querying);
 
     const QWeakPointer<DialogBase> m_dialog;
-    ResourceModel *const m_model;    // child
-    mutable QRecursiveMutex m_mutex; // guards the members below against the worker
+    ResourceModel *const m_model;         // child
+    std::atomic<bool> m_querying {false}; // changed on this object's thread only
+    mutable QRecursiveMutex m_mutex;      // guards the members below against the worker
     QList<QString> m_dialogIds;
     QString m_sourceDlgId;
-    bool m_querying = false;
     // Last, so that it quits and waits before anything a running page touches goes away.
     SearchSingleQuery m_query;
 };

@@ -4,12 +4,12 @@
 #include "dialogbase.h"
 #include "mediamodel.h"
 #include "messageidrange.h"
+#include "ownerthread_p.h"
 #include "pagehandover_p.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
 
 #include <QJSEngine>
-#include <QThread>
 
 namespace {
 
@@ -51,8 +51,7 @@ MediaSearch::~MediaSearch()
 
 bool MediaSearch::isQuerying() const
 {
-    QMutexLocker locker(&m_mutex);
-    return m_querying;
+    return m_querying.load();
 }
 
 void MediaSearch::searchMediaInfo(const QString &dialogId, int type, const QString &keyword,
@@ -195,24 +194,15 @@ qint64 MediaSearch::startCursor(const QSharedPointer<DialogBase> &dialog,
 
 void MediaSearch::setIsQuerying(bool querying)
 {
-    if (QThread::currentThread() == thread()) {
-        setQuerying(querying);
-        return;
-    }
-    QMetaObject::invokeMethod(
-            this, [this, querying] { setQuerying(querying); }, Qt::QueuedConnection);
+    runOnOwnerThread(this, [this, querying] { setQuerying(querying); });
 }
 
+// Changed on this object's thread only, so that the notice reaches QML where it binds.
 void MediaSearch::setQuerying(bool querying)
 {
-    {
-        QMutexLocker locker(&m_mutex);
-        if (m_querying == querying) {
-            return;
-        }
-        m_querying = querying;
+    if (m_querying.exchange(querying) != querying) {
+        Q_EMIT isQueryingChanged();
     }
-    Q_EMIT isQueryingChanged();
 }
 
 void MediaSearch::batchRemove(const MessageIdRange &range)
