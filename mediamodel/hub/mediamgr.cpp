@@ -356,7 +356,7 @@ bool MediaMgr::isVisible(const storage::FileReferenceInfo &row, const MediaInfo 
     if (m_account->isHidden(row.dialogId)) {
         return false;
     }
-    const QString quotedId = QString::fromStdString(info.msg->proto().ref_msg_id());
+    const QString quotedId = info.msg->referenceInfo().messageId;
     return !(dialog && !quotedId.isEmpty() && m_account->isHidden(quotedId));
 }
 

@@ -11,6 +11,7 @@
 
 class AccountBase;
 class DialogBase;
+class MessageBase;
 class ResourceItem;
 class SearchQuery;
 
@@ -102,6 +103,9 @@ private:
     void makeMediaItems(const QSharedPointer<DialogBase> &dialog,
                         const QList<storage::ResourceInfo> &rows, QList<ResourceItem *> &items,
                         const RowFilter &filter);
+    QList<QSharedPointer<MessageBase>>
+    messagesOf(const QSharedPointer<DialogBase> &dialog,
+               const QList<const storage::ResourceInfo *> &rows) const;
     void checkItemValid(QList<ResourceItem *> &out, const QList<ResourceItem *> &items) const;
     void removeBeforeRepeat(const QList<storage::ResourceInfo> &rows);
     void removeAfterRepeat(const QList<storage::ResourceInfo> &rows);

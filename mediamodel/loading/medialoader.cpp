@@ -79,6 +79,21 @@ ResourceItem *itemOfRow(const storage::ResourceInfo &row)
     return row.type == LINK_TYPE ? new ResourceLinkItem(row) : new ResourceItem(row);
 }
 
+// The item of a row joined to its message, which may be missing.
+ResourceItem *itemOfRowMessage(const storage::ResourceInfo &row,
+                               const QSharedPointer<MessageBase> &msg, bool &messageMissing,
+                               bool force)
+{
+    if (!msg) {
+        messageMissing = true;
+        return itemOfRow(row);
+    }
+    if (!force && msg->isRemoved()) {
+        return nullptr;
+    }
+    return itemOfMessage(msg, row.type);
+}
+
 qint64 nextLocalDayStart(qint64 msecs)
 {
     const QDate day = QDateTime::fromMSecsSinceEpoch(msecs).date();
@@ -299,8 +314,11 @@ void MediaLoader::loadBeforeFromRemote(QList<ResourceItem *> &page,
     const QVariantMap reply = SearchServiceCmd(m_account).searchMessage(req);
     const int code = reply.value(QStringLiteral("code")).toInt();
     if (code != 0) {
-        qCWarning(lcMedia) << "remote media search of" << dialog->dialogId() << "failed, code"
-                           << code;
+        // Asking again would fail the same way, page after page; the list ends here instead and
+        // a refresh starts over.
+        qCWarning(lcMedia).nospace() << "remote media search of " << dialog->dialogId()
+                                     << " failed with code " << code << ": no older items";
+        m_hasMoreBefore = false;
         return;
     }
     if (isQuit()) {
@@ -317,8 +335,9 @@ QList<ResourceItem *> MediaLoader::makeRemoteItems(const QSharedPointer<DialogBa
 {
     im::chat::SearchMessageResp resp;
     if (!resp.ParseFromArray(reply.constData(), int(reply.size()))) {
-        qCWarning(lcMedia) << "remote media search of" << dialog->dialogId()
-                           << "returned a reply that does not parse";
+        qCWarning(lcMedia).nospace() << "remote media search of " << dialog->dialogId()
+                                     << " returned a reply that does not parse: no older items";
+        m_hasMoreBefore = false;
         return {};
     }
     m_hasMoreBefore = resp.has_more();
@@ -399,16 +418,8 @@ ResourceItem *MediaLoader::makeMediaItem(QSharedPointer<DialogBase> dialog,
     if (!dialog) {
         return nullptr;
     }
-    const QSharedPointer<MessageBase> msg =
-            dialog->message(MessageKey(row.messageId, row.subMsgId));
-    if (!msg) {
-        messageMissing = true;
-        return itemOfRow(row);
-    }
-    if (!force && msg->isRemoved()) {
-        return nullptr;
-    }
-    return itemOfMessage(msg, row.type);
+    return itemOfRowMessage(row, dialog->message(MessageKey(row.messageId, row.subMsgId)),
+                            messageMissing, force);
 }
 
 ResourceItem *MediaLoader::makeMediaItem(QSharedPointer<DialogBase> dialog,
@@ -448,31 +459,32 @@ void MediaLoader::makeSearchInfo(storage::ResourceSearchInfo &info, const Search
     info.count = count;
 }
 
+// The messages of a page are read per dialog in one batch rather than row by row, which is what
+// makes a page cheap; the rows keep their order.
 void MediaLoader::makeMediaItems(const QSharedPointer<DialogBase> &dialog,
                                  const QList<storage::ResourceInfo> &rows,
                                  QList<ResourceItem *> &items, const RowFilter &filter)
 {
-    QHash<QString, QSharedPointer<DialogBase>> dialogs;
-    QHash<QString, QList<MessageKey>> missing;
-    const auto dialogOf = [&](const QString &dialogId) {
-        if (dialog) {
-            return dialog;
-        }
-        auto it = dialogs.find(dialogId);
-        if (it == dialogs.end()) {
-            it = dialogs.insert(dialogId, m_account->dialog(dialogId));
-        }
-        return it.value();
-    };
+    QList<const storage::ResourceInfo *> kept;
+    kept.reserve(rows.size());
     for (const storage::ResourceInfo &row : rows) {
         if (isQuit()) {
-            break;
+            return;
         }
-        if (!filter(row)) {
+        if (filter(row)) {
+            kept.append(&row);
+        }
+    }
+    const QList<QSharedPointer<MessageBase>> messages = messagesOf(dialog, kept);
+    QHash<QString, QList<MessageKey>> missing;
+    for (qsizetype i = 0; i < kept.size() && !isQuit(); ++i) {
+        const storage::ResourceInfo &row = *kept.at(i);
+        // A row of a dialog the account no longer has yields nothing.
+        if (!dialog && !messages.at(i) && !m_account->dialog(row.dialogId)) {
             continue;
         }
         bool messageMissing = false;
-        ResourceItem *item = makeMediaItem(dialogOf(row.dialogId), row, messageMissing, false);
+        ResourceItem *item = itemOfRowMessage(row, messages.at(i), messageMissing, false);
         if (!item) {
             continue;
         }
@@ -484,11 +496,40 @@ void MediaLoader::makeMediaItems(const QSharedPointer<DialogBase> &dialog,
         }
     }
     for (auto it = missing.cbegin(); it != missing.cend(); ++it) {
-        const QSharedPointer<DialogBase> owner = dialogOf(it.key());
+        const QSharedPointer<DialogBase> owner = dialog ? dialog : m_account->dialog(it.key());
         if (owner && !it.value().isEmpty()) {
             owner->fetchMessages(it.value());
         }
     }
+}
+
+// One message per row, in order, null where there is none; rows of several dialogs are read
+// dialog by dialog. Rows of a dialog the account does not have get null.
+QList<QSharedPointer<MessageBase>>
+MediaLoader::messagesOf(const QSharedPointer<DialogBase> &dialog,
+                        const QList<const storage::ResourceInfo *> &rows) const
+{
+    QHash<QString, QList<qsizetype>> rowsOfDialog;
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        rowsOfDialog[dialog ? dialog->dialogId() : rows.at(i)->dialogId].append(i);
+    }
+    QList<QSharedPointer<MessageBase>> messages(rows.size());
+    for (auto it = rowsOfDialog.cbegin(); it != rowsOfDialog.cend(); ++it) {
+        const QSharedPointer<DialogBase> owner = dialog ? dialog : m_account->dialog(it.key());
+        if (!owner) {
+            continue;
+        }
+        QList<MessageKey> keys;
+        keys.reserve(it.value().size());
+        for (qsizetype i : it.value()) {
+            keys.append(MessageKey(rows.at(i)->messageId, rows.at(i)->subMsgId));
+        }
+        const QList<QSharedPointer<MessageBase>> found = owner->messages(keys);
+        for (qsizetype k = 0; k < found.size(); ++k) {
+            messages[it.value().at(k)] = found.at(k);
+        }
+    }
+    return messages;
 }
 
 void MediaLoader::checkItemValid(QList<ResourceItem *> &out,

@@ -162,7 +162,8 @@ private:
     qint64 m_userId = 0;   // account of the last request whose path named a known file
     StreamSource m_source; // the file of the ranges below
     bool m_streaming = false;
-    qint64 m_streamRequestId = 0; // outstanding chunk; 0 = none
+    qint64 m_streamRequestId = 0;   // outstanding chunk; 0 = none
+    qint64 m_streamChunkLength = 0; // bytes of the outstanding chunk
     std::unique_ptr<ByteRange> m_current;
     QList<ByteRange> m_pending;
     QList<QByteArray> m_replyLines;
@@ -374,6 +375,7 @@ void StreamConnection::sendNextChunk()
     const qint64 inFile = range.start >= 0 && range.start <= size ? size - range.start : 0;
     // Past the end of the file the chunks are empty: a range is announced unclamped.
     const qint64 chunk = qMin(qMin(kStreamChunkSize, inFile), qMax<qint64>(range.length, 0));
+    m_streamChunkLength = chunk;
     m_streamRequestId = downloads->requestStreamBuffer(
             m_source.fileId, range.start, chunk,
             [this](qint64 requestId, const QByteArray &data) { onStreamBuffer(requestId, data); });
@@ -445,8 +447,21 @@ void StreamConnection::writeChunk(qint64 requestId, const QByteArray &data)
     if (!m_socket || requestId != m_streamRequestId) {
         return;
     }
+    if (data.size() != m_streamChunkLength) {
+        // The file library gave up on these bytes. The reply has announced its length, so the
+        // only honest end is to close the connection; the player reconnects or reports it.
+        qCWarning(lcMedia, "[stream_server]: bytes of %s cannot be read, disconnecting",
+                  qUtf8Printable(m_source.fileId));
+        m_streamRequestId = 0;
+        m_socket->disconnectFromHost();
+        return;
+    }
     m_socket->write(data);
+    // A client that has hung up is found out here: the disconnect closes this connection at once.
     m_socket->flush();
+    if (!m_socket) {
+        return;
+    }
     if (m_socket->bytesToWrite() > kMaxQueuedStreamBytes) {
         m_waitingForDrain = true; // onBytesWritten asks for the next chunk
         return;
@@ -550,7 +565,15 @@ void StreamServer::release()
     std::unique_ptr<Private> released = std::move(d);
     if (released) {
         // Destroyed on the thread its sockets and timer live on while that thread runs.
-        runBlockingOn(getNetworkThread(), [&released] { released.reset(); });
+        runBlockingOn(getNetworkThread(), [&released] {
+            released.reset();
+            // Closing a connection posts the deletion of it and of its socket. At application
+            // exit the thread stops before its next turn, so that runs here and now.
+            if (QThread::currentThread() == getNetworkThread()) {
+                QCoreApplication::sendPostedEvents();
+                QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            }
+        });
     }
 }
 

@@ -5,6 +5,7 @@
 #include "fileregistry_p.h"
 #include "networkthread.h"
 #include "platformlog.h"
+#include "rangefetch_p.h"
 
 #include <QFile>
 #include <QThread>
@@ -59,8 +60,15 @@ DownloadFileMgr::DownloadFileMgr(FileRegistry *registry, QObject *parent)
             [this](const QString &fileId) { setDownloading(fileId, false); }, Qt::DirectConnection);
     connect(
             m_queue, &DownloadQueue::rangeAvailable, this,
-            [this](qint64 requestId, const QSharedPointer<FileData> &file) {
-                m_readPool.start([this, requestId, file] { readRange(requestId, file); });
+            [this](qint64 requestId, const QSharedPointer<FileData> &file, bool fetched) {
+                m_readPool.start(
+                        [this, requestId, file, fetched] { readRange(requestId, file, fetched); });
+            },
+            Qt::DirectConnection);
+    connect(
+            m_queue, &DownloadQueue::rangeFailed, this,
+            [this](qint64 requestId) {
+                m_readPool.start([this, requestId] { answer(requestId, QByteArray()); });
             },
             Qt::DirectConnection);
 }
@@ -159,8 +167,8 @@ DownloadFileMgr::requestStreamBuffer(const QString &fileId, qint64 start, qint64
         QMutexLocker locker(&m_requestMutex);
         m_requests.insert(requestId, {fileId, start, length, std::move(callback)});
     }
-    post([file, requestId, end = start + length](DownloadQueue *queue) {
-        queue->waitForRange(file, requestId, end);
+    post([file, requestId, start, end = start + length](DownloadQueue *queue) {
+        queue->waitForRange(file, requestId, start, end);
     });
     return requestId;
 }
@@ -199,15 +207,20 @@ bool DownloadFileMgr::markRetried(qint64 requestId)
     return true;
 }
 
-void DownloadFileMgr::readRange(qint64 requestId, const QSharedPointer<FileData> &file)
+void DownloadFileMgr::readRange(qint64 requestId, const QSharedPointer<FileData> &file,
+                                bool fetched)
 {
     qint64 start = 0;
     qint64 length = 0;
     if (!requestRange(requestId, start, length)) {
         return; // aborted meanwhile
     }
-    const QByteArray data =
-            readBytes({file->localPath(), file->partialPath(), file->localPath()}, start, length);
+    // The range file is read only for bytes the queue saw fetched: elsewhere it has holes, which
+    // read as zeros. Once the file is complete the range file is deleted and the file has them.
+    const QStringList paths = fetched
+            ? QStringList {RangeFetch::rangeFilePath(*file), file->localPath()}
+            : QStringList {file->localPath(), file->partialPath(), file->localPath()};
+    const QByteArray data = readBytes(paths, start, length);
     if (data.size() == length) {
         answer(requestId, data);
         return;
@@ -216,9 +229,11 @@ void DownloadFileMgr::readRange(qint64 requestId, const QSharedPointer<FileData>
                           << file->fileId();
     // The file may have been deleted since: wait for its bytes once more, which downloads it again.
     if (markRetried(requestId)) {
-        post([file, requestId, end = start + length](DownloadQueue *queue) {
-            queue->waitForRange(file, requestId, end);
+        post([file, requestId, start, end = start + length](DownloadQueue *queue) {
+            queue->waitForRange(file, requestId, start, end);
         });
+    } else {
+        answer(requestId, QByteArray());
     }
 }
 

@@ -30,6 +30,9 @@ enum DownloadType {
 // renames it to the local path, marks the file done, updates its registry row and records it in
 // the cache-file table. A stopped or failed download keeps its partial file, and the next
 // download continues from there (an HTTP Range request; file:// sources are read from that offset).
+// Bytes fetched ahead of a download for stream requests go into a sparse range file beside the
+// partial one, with a map of the ranges it holds; both survive a restart and are deleted once the
+// file is complete or its partial file is deleted.
 // At most three downloads run at once; the others wait in order. Received bytes are counted by
 // NetworkUsageModel.
 //
@@ -57,9 +60,17 @@ public:
     // Delivers bytes [start, start + length) of the file by calling callback once, with the
     // request id and the bytes, on a thread of this library, as soon as the bytes are on disk:
     // from the complete file, or from the partial download, starting the download when none runs.
-    // Returns a non-zero request id. A request of length 0, past the end of the file or for an
-    // unknown file is never answered and keeps nothing (the callback is released at once); every
-    // other request ends with its answer or abortDownloader().
+    // Bytes far ahead of the running download of an http(s) source are fetched first with a range
+    // request, so a player that seeks plays at once; the download goes on and completes the file.
+    // Returns a non-zero request id.
+    //
+    // A request of length 0, past the end of the file or for an unknown file is never answered
+    // and keeps nothing (the callback is released at once): an empty answer would make a stream
+    // past the end ask again at once, endlessly. Every other request ends with exactly one answer
+    // or abortDownloader(). An empty answer to such a request means its bytes cannot come: the
+    // download failed or was stopped with its partial file deleted, and no fetch brings them. A
+    // download stopped otherwise still answers its waiting requests, with range requests for
+    // their bytes when the source is http(s), else with the empty answer.
     qint64 requestStreamBuffer(const QString &fileId, qint64 start, qint64 length,
                                std::function<void(qint64, const QByteArray &)> callback);
     // Forgets a request: once this returns, its callback is not called.
@@ -86,7 +97,8 @@ private:
     void post(std::function<void(DownloadQueue *)> fn);
     void shutDownQueue();
     // Pool thread: reads a request's bytes and answers it.
-    void readRange(qint64 requestId, const QSharedPointer<FileData> &file);
+    // fetched: the bytes were fetched ahead of the download into the range file.
+    void readRange(qint64 requestId, const QSharedPointer<FileData> &file, bool fetched);
     void answer(qint64 requestId, const QByteArray &data);
     // The range of a request still open; false once it is answered or aborted.
     bool requestRange(qint64 requestId, qint64 &start, qint64 &length);

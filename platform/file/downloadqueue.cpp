@@ -4,6 +4,7 @@
 #include "downloadtask_p.h"
 #include "fileregistry_p.h"
 #include "platformlog.h"
+#include "rangefetch_p.h"
 #include "util.h"
 
 #include <QFile>
@@ -11,6 +12,18 @@
 #include <QNetworkAccessManager>
 
 #include <limits>
+
+namespace {
+// A stream request this far ahead of the download is fetched with a range request; a nearer one
+// waits, since the download gets there about as soon.
+constexpr qint64 kFetchAheadBytes = 1024 * 1024;
+// What one fetch asks for at least: a player reads on from where it seeked, chunk by chunk, and
+// one request for several chunks saves a round trip per chunk.
+constexpr qint64 kFetchSpanBytes = 4 * 1024 * 1024;
+// Fetches of one file at once; a new one beyond this replaces the oldest, whose reader has most
+// likely seeked away.
+constexpr int kMaxFetchesPerFile = 4;
+} // namespace
 
 DownloadQueue::DownloadQueue(FileRegistry *registry)
     : m_registry(registry)
@@ -95,6 +108,12 @@ void DownloadQueue::stop(const QString &fileId, bool deleteTemp)
     }
     if (file) {
         settleStopped(*file, deleteTemp);
+        if (deleteTemp) {
+            deleteFetchedRanges(*file);
+            failStrandedWaiters(file);
+        } else {
+            fetchForStrandedWaiters(file);
+        }
     }
     if (task) {
         Q_EMIT released(fileId);
@@ -108,6 +127,10 @@ void DownloadQueue::stopAll()
     for (DownloadTask *task : tasks) {
         removeTask(task);
         settleStopped(*task->file(), false);
+    }
+    const QStringList fetching = m_fetches.keys();
+    for (const QString &fileId : fetching) {
+        abortFetches(fileId);
     }
     m_waiters.clear();
 }
@@ -159,11 +182,12 @@ void DownloadQueue::onTaskFinished(DownloadTask *task, bool ok)
         m_registry->saveState(*file);
         m_registry->saveCachedFile(*file);
         releaseWaiters(file, std::numeric_limits<qint64>::max());
+        deleteFetchedRanges(*file);
     } else {
         file->setFileState(BaseFile::StateFailed);
         file->setDownloadedBytes(QFileInfo(file->partialPath()).size());
         m_registry->saveState(*file);
-        dropWaiters(file->fileId());
+        failStrandedWaiters(file);
     }
     Q_EMIT released(file->fileId());
     Q_EMIT finished(file->fileId(), done, sync);
@@ -179,7 +203,7 @@ void DownloadQueue::finishAtOnce(const QSharedPointer<FileData> &file, bool ok, 
     } else if (!ok) {
         file->setFileState(BaseFile::StateFailed);
         m_registry->saveState(*file);
-        dropWaiters(file->fileId());
+        failStrandedWaiters(file);
     }
     Q_EMIT released(file->fileId());
     Q_EMIT finished(file->fileId(), ok, downloadType == DOWNLOAD_SYNC);
@@ -198,16 +222,22 @@ bool DownloadQueue::moveIntoPlace(const FileData &file)
     return true;
 }
 
-void DownloadQueue::waitForRange(const QSharedPointer<FileData> &file, qint64 requestId, qint64 end)
+void DownloadQueue::waitForRange(const QSharedPointer<FileData> &file, qint64 requestId,
+                                 qint64 start, qint64 end)
 {
-    const DownloadTask *task = m_tasks.value(file->fileId());
-    const qint64 present = task ? task->written() : QFileInfo(file->partialPath()).size();
-    if (FileRegistry::isOnDisk(*file) || present >= end) {
-        Q_EMIT rangeAvailable(requestId, file);
+    if (FileRegistry::isOnDisk(*file) || prefixSize(*file) >= end) {
+        Q_EMIT rangeAvailable(requestId, file, false);
         return;
     }
-    m_waiters[file->fileId()].append({requestId, end});
+    if (fetchedRanges(*file).contains(start, end)) {
+        Q_EMIT rangeAvailable(requestId, file, true);
+        return;
+    }
+    m_waiters[file->fileId()].append({requestId, start, end});
+    // Completes the file in the background whatever the fetches do. For an http(s) source, the
+    // only kind that is fetched, this always leaves a task running or waiting.
     enqueue(file, true, DOWNLOAD_PLAYER);
+    fetchIfFarAhead(file, start, end);
 }
 
 void DownloadQueue::dropWaiter(qint64 requestId)
@@ -218,32 +248,176 @@ void DownloadQueue::dropWaiter(qint64 requestId)
     }
 }
 
-void DownloadQueue::releaseWaiters(const QSharedPointer<FileData> &file, qint64 written)
+qint64 DownloadQueue::prefixSize(const FileData &file) const
+{
+    if (const DownloadTask *task = m_tasks.value(file.fileId())) {
+        return task->written();
+    }
+    const QFileInfo partial(file.partialPath());
+    return partial.isFile() ? partial.size() : 0;
+}
+
+void DownloadQueue::releaseWaiters(const QSharedPointer<FileData> &file, qint64 prefix)
 {
     auto it = m_waiters.find(file->fileId());
     if (it == m_waiters.end()) {
         return;
     }
-    QList<qint64> ready;
-    it->removeIf([&ready, written](const RangeWaiter &w) {
-        if (w.end > written) {
+    const ByteRangeMap &fetched = fetchedRanges(*file);
+    QList<std::pair<qint64, bool>> ready; // request id, fetched
+    it->removeIf([&](const RangeWaiter &w) {
+        if (w.end <= prefix) {
+            ready.append({w.requestId, false});
+            return true;
+        }
+        if (fetched.contains(w.start, w.end)) {
+            ready.append({w.requestId, true});
+            return true;
+        }
+        return false;
+    });
+    if (it->isEmpty()) {
+        m_waiters.erase(it);
+    }
+    for (const auto &[requestId, fromFetch] : std::as_const(ready)) {
+        Q_EMIT rangeAvailable(requestId, file, fromFetch);
+    }
+}
+
+void DownloadQueue::failStrandedWaiters(const QSharedPointer<FileData> &file)
+{
+    auto it = m_waiters.find(file->fileId());
+    if (it == m_waiters.end() || m_tasks.contains(file->fileId())) {
+        return;
+    }
+    QList<qint64> stranded;
+    it->removeIf([&](const RangeWaiter &w) {
+        if (isFetchedOrComing(*file, w.start, w.end)) {
             return false;
         }
-        ready.append(w.requestId);
+        stranded.append(w.requestId);
         return true;
     });
     if (it->isEmpty()) {
         m_waiters.erase(it);
     }
-    for (qint64 requestId : std::as_const(ready)) {
-        Q_EMIT rangeAvailable(requestId, file);
+    if (!stranded.isEmpty()) {
+        qCWarning(lcPlatform) << stranded.size() << "stream requests for" << file->fileId()
+                              << "fail: no download or fetch brings their bytes";
+    }
+    for (qint64 requestId : std::as_const(stranded)) {
+        Q_EMIT rangeFailed(requestId);
     }
 }
 
-void DownloadQueue::dropWaiters(const QString &fileId)
+void DownloadQueue::fetchForStrandedWaiters(const QSharedPointer<FileData> &file)
 {
-    if (m_waiters.remove(fileId)) {
-        qCWarning(lcPlatform) << "stream requests for" << fileId
-                              << "stay unanswered: its download failed";
+    if (RangeFetch::canFetch(*file)) {
+        const QList<RangeWaiter> waiters = m_waiters.value(file->fileId());
+        for (const RangeWaiter &w : waiters) {
+            if (!isFetchedOrComing(*file, w.start, w.end)) {
+                startFetch(file, w.start, w.end);
+            }
+        }
     }
+    failStrandedWaiters(file);
+}
+
+bool DownloadQueue::isFetchedOrComing(const FileData &file, qint64 start, qint64 end) const
+{
+    const QList<RangeFetch *> fetches = m_fetches.value(file.fileId());
+    return std::any_of(fetches.cbegin(), fetches.cend(),
+                       [start, end](const RangeFetch *f) { return f->willCover(start, end); });
+}
+
+void DownloadQueue::fetchIfFarAhead(const QSharedPointer<FileData> &file, qint64 start, qint64 end)
+{
+    if (!RangeFetch::canFetch(*file) || start - prefixSize(*file) < kFetchAheadBytes) {
+        return;
+    }
+    const QList<RangeFetch *> fetches = m_fetches.value(file->fileId());
+    const bool coming = std::any_of(fetches.cbegin(), fetches.cend(), [=](const RangeFetch *f) {
+        return f->willCover(start, end) && start - f->position() < kFetchAheadBytes;
+    });
+    if (!coming) {
+        startFetch(file, start, qMin(file->size(), qMax(end, start + kFetchSpanBytes)));
+        // Requests that counted on a fetch it replaced wait for the download, or fail without one.
+        failStrandedWaiters(file);
+    }
+}
+
+void DownloadQueue::startFetch(const QSharedPointer<FileData> &file, qint64 start, qint64 end)
+{
+    QList<RangeFetch *> &fetches = m_fetches[file->fileId()];
+    if (fetches.size() >= kMaxFetchesPerFile) {
+        RangeFetch *oldest = fetches.takeFirst();
+        oldest->abort();
+        oldest->deleteLater();
+        fetchedRanges(*file).save(RangeFetch::rangeMapPath(*file));
+    }
+    auto *fetch = new RangeFetch(file, start, end, this);
+    fetches.append(fetch);
+    connect(fetch, &RangeFetch::written, this,
+            [this, file](qint64 first, qint64 last) { onFetchWritten(file, first, last); });
+    connect(fetch, &RangeFetch::finished, this, [this, fetch] { onFetchFinished(fetch); });
+    fetch->start(network());
+}
+
+void DownloadQueue::onFetchWritten(const QSharedPointer<FileData> &file, qint64 start, qint64 end)
+{
+    fetchedRanges(*file).add(start, end);
+    releaseWaiters(file, prefixSize(*file));
+}
+
+void DownloadQueue::onFetchFinished(RangeFetch *fetch)
+{
+    const QSharedPointer<FileData> file = fetch->file();
+    auto it = m_fetches.find(file->fileId());
+    if (it != m_fetches.end()) {
+        it->removeOne(fetch);
+        if (it->isEmpty()) {
+            m_fetches.erase(it);
+        }
+    }
+    fetch->deleteLater();
+    fetchedRanges(*file).save(RangeFetch::rangeMapPath(*file));
+    failStrandedWaiters(file);
+}
+
+ByteRangeMap &DownloadQueue::fetchedRanges(const FileData &file)
+{
+    auto it = m_fetched.find(file.fileId());
+    if (it == m_fetched.end()) {
+        it = m_fetched.insert(file.fileId(), ByteRangeMap());
+        if (QFileInfo::exists(RangeFetch::rangeFilePath(file))) {
+            it->load(RangeFetch::rangeMapPath(file));
+        }
+    }
+    return *it;
+}
+
+void DownloadQueue::abortFetches(const QString &fileId)
+{
+    const QList<RangeFetch *> fetches = m_fetches.take(fileId);
+    if (fetches.isEmpty()) {
+        return;
+    }
+    const QSharedPointer<FileData> file = fetches.constFirst()->file();
+    for (RangeFetch *fetch : fetches) {
+        fetch->abort();
+        fetch->deleteLater();
+    }
+    fetchedRanges(*file).save(RangeFetch::rangeMapPath(*file));
+}
+
+void DownloadQueue::deleteFetchedRanges(const FileData &file)
+{
+    const QList<RangeFetch *> fetches = m_fetches.take(file.fileId());
+    for (RangeFetch *fetch : fetches) {
+        fetch->abort();
+        fetch->deleteLater();
+    }
+    m_fetched.remove(file.fileId());
+    Util::deleteFile(RangeFetch::rangeMapPath(file));
+    Util::deleteFile(RangeFetch::rangeFilePath(file));
 }

@@ -7,6 +7,7 @@
 
 #include <QDateTime>
 #include <QFileInfo>
+#include <QSet>
 
 FileRegistry::FileRegistry(storage::UserStorageProvider *storage, const QString &cacheRoot)
     : m_storage(storage)
@@ -52,6 +53,7 @@ FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
 {
     QHash<QString, QSharedPointer<FileData>> resolved;
     QList<QString> unresolved;
+    QSet<QString> seen; // a batch of a whole chat names many files: no quadratic lookups
     {
         QMutexLocker locker(&m_mutex);
         for (const storage::FileRecord &record : records) {
@@ -60,7 +62,8 @@ FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
             }
             if (QSharedPointer<FileData> known = m_files.value(record.fileId).toStrongRef()) {
                 resolved.insert(record.fileId, known);
-            } else if (!unresolved.contains(record.fileId)) {
+            } else if (!seen.contains(record.fileId)) {
+                seen.insert(record.fileId);
                 unresolved.append(record.fileId);
             }
         }

@@ -36,6 +36,14 @@ AccountBase::AccountBase(qint64 userId, const QString &folder, QObject *parent)
 
 AccountBase::~AccountBase()
 {
+    // Children use the storage (the file manager's running downloads write their progress, the
+    // media hub removes rows), so they go first, newest first, while it is still open.
+    const QObjectList owned = children();
+    for (auto it = owned.crbegin(); it != owned.crend(); ++it) {
+        delete *it;
+    }
+    m_fileManager = nullptr;
+    m_settings = nullptr;
     QMutexLocker locker(&m_mutex);
     m_dialogs.clear();
 }

@@ -78,7 +78,7 @@ public:
 
     // The synchronous request channel: blocks the calling thread until the reply. Returns
     // {"code": int, "data": QByteArray}; code 0 is success. Thread-safe, needs no event loop.
-    QVariantMap syncRequest(int command, const QByteArray &body) const;
+    virtual QVariantMap syncRequest(int command, const QByteArray &body) const;
 
     // Stores messages in the local store as the client does on receipt: message rows, the
     // resource rows the galleries page through, and the files they name.

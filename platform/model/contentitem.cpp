@@ -24,18 +24,19 @@ ContentItem::ContentItem(const im::Message &message)
 
 ContentItem::~ContentItem() = default;
 
-QSharedPointer<ContentItem> ContentItem::create(const im::Message &message, FileManager *files)
+QSharedPointer<ContentItem> ContentItem::create(const im::Message &message, FileManager *files,
+                                                const ResolvedFiles &resolved)
 {
     switch (message.type()) {
     case CONTENT_PHOTO:
-        return QSharedPointer<ImageItem>::create(message, files);
+        return QSharedPointer<ImageItem>::create(message, files, resolved);
     case CONTENT_VOICE:
-        return QSharedPointer<VoiceItem>::create(message, files);
+        return QSharedPointer<VoiceItem>::create(message, files, resolved);
     case CONTENT_MUSIC:
-        return QSharedPointer<MusicItem>::create(message, files);
+        return QSharedPointer<MusicItem>::create(message, files, resolved);
     case CONTENT_VIDEO:
     case CONTENT_FILE:
-        return QSharedPointer<FileItem>::create(message, files);
+        return QSharedPointer<FileItem>::create(message, files, resolved);
     default:
         return QSharedPointer<ContentItem>::create(message);
     }

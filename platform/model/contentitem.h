@@ -1,11 +1,13 @@
 #pragma once
 
+#include <QHash>
 #include <QSharedPointer>
 #include <QStringList>
 
 namespace im {
 class Message;
 }
+class FileData;
 class FileManager;
 
 // The first content item of a message: what it shows. Immutable once built, so it is read
@@ -17,8 +19,11 @@ public:
     virtual ~ContentItem();
 
     // Builds the item that fits the message's type, resolving its files through the account's
-    // file manager (files not known yet are registered).
-    static QSharedPointer<ContentItem> create(const im::Message &message, FileManager *files);
+    // file manager (files not known yet are registered). Files found in resolved (by id) are
+    // taken from there without a lookup.
+    static QSharedPointer<ContentItem>
+    create(const im::Message &message, FileManager *files,
+           const QHash<QString, QSharedPointer<FileData>> &resolved = {});
 
     int type() const { return m_type; }
     QString content() const { return m_content; }

@@ -2,6 +2,7 @@
 
 #include "dialogstorage.h"
 #include "messagekey.h"
+#include "messagestorage.h"
 
 #include <QHash>
 #include <QMutex>
@@ -44,6 +45,10 @@ public:
 
     // The message of a key from the local store; null when the store does not have it.
     QSharedPointer<MessageBase> message(const MessageKey &key);
+    // The messages of many keys at once, one entry per key in order (null where the store has
+    // none): those that someone holds are shared, the others are read in one query and made
+    // together, so a page of items costs a few queries instead of several per row.
+    QList<QSharedPointer<MessageBase>> messages(const QList<MessageKey> &keys);
     // Messages the caller found missing; the local store is all this client has, so they are
     // logged for the host and nothing is fetched.
     virtual void fetchMessages(const QList<MessageKey> &keys);
@@ -53,6 +58,8 @@ public:
 
 private:
     QSharedPointer<MessageBase> cachedMessage(const MessageKey &key);
+    QList<im::Message> parseRecords(const QList<storage::MessageRecord> &records,
+                                    QList<MessageKey> &keys) const;
     QSharedPointer<MessageBase> cacheMessage(const MessageKey &key,
                                              const QSharedPointer<MessageBase> &message);
 

@@ -6,7 +6,7 @@
 class ImageItem : public FileItem
 {
 public:
-    ImageItem(const im::Message &message, FileManager *files);
+    ImageItem(const im::Message &message, FileManager *files, const ResolvedFiles &resolved);
 
     bool hasLivePhoto() const { return !m_livePhoto.isNull(); }
     QSharedPointer<FileData> livePhotoFilePtr() const { return m_livePhoto; }

@@ -1,6 +1,7 @@
 #include "messagebase.h"
 
 #include "contentitem.h"
+#include "fileitem.h"
 #include "im.pb.h"
 
 #include <QCoreApplication>
@@ -17,8 +18,26 @@ struct MessageBase::Snapshot
 QSharedPointer<MessageBase> MessageBase::create(const im::Message &proto, FileManager *files,
                                                 qint64 ownUserId)
 {
-    QSharedPointer<MessageBase> message(new MessageBase(proto, files, ownUserId),
-                                        &QObject::deleteLater);
+    return make(im::Message(proto), files, ownUserId, {});
+}
+
+QList<QSharedPointer<MessageBase>> MessageBase::create(QList<im::Message> protos,
+                                                       FileManager *files, qint64 ownUserId)
+{
+    const ResolvedFiles resolved = FileItem::resolveFiles(protos, files);
+    QList<QSharedPointer<MessageBase>> messages;
+    messages.reserve(protos.size());
+    for (im::Message &proto : protos) {
+        messages.append(make(std::move(proto), files, ownUserId, resolved));
+    }
+    return messages;
+}
+
+QSharedPointer<MessageBase> MessageBase::make(im::Message &&proto, FileManager *files,
+                                              qint64 ownUserId, const ResolvedFiles &resolved)
+{
+    QSharedPointer<MessageBase> message(
+            new MessageBase(std::move(proto), files, ownUserId, resolved), &QObject::deleteLater);
     if (QCoreApplication *app = QCoreApplication::instance()) {
         message->moveToThread(app->thread());
     }
@@ -26,11 +45,16 @@ QSharedPointer<MessageBase> MessageBase::create(const im::Message &proto, FileMa
 }
 
 MessageBase::MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId)
+    : MessageBase(im::Message(proto), files, ownUserId, {})
+{ }
+
+MessageBase::MessageBase(im::Message &&proto, FileManager *files, qint64 ownUserId,
+                         const ResolvedFiles &resolved)
     : m_files(files)
     , m_ownUserId(ownUserId)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
-    setProto(proto);
+    applyProto(std::move(proto), resolved);
 }
 
 MessageBase::~MessageBase() = default;
@@ -43,11 +67,16 @@ std::shared_ptr<const MessageBase::Snapshot> MessageBase::snapshot() const
 
 void MessageBase::setProto(const im::Message &proto)
 {
+    applyProto(im::Message(proto), {});
+}
+
+void MessageBase::applyProto(im::Message &&proto, const ResolvedFiles &resolved)
+{
     auto next = std::make_shared<Snapshot>();
-    next->proto = proto;
-    next->content = ContentItem::create(proto, m_files);
-    if (proto.has_quote()) {
-        next->quote = create(proto.quote(), m_files, m_ownUserId);
+    next->proto = std::move(proto);
+    next->content = ContentItem::create(next->proto, m_files, resolved);
+    if (next->proto.has_quote()) {
+        next->quote = make(im::Message(next->proto.quote()), m_files, m_ownUserId, resolved);
     }
     bool changed = false;
     {

@@ -5,6 +5,7 @@
 #include "referenceinfo.h"
 
 #include <QEnableSharedFromThis>
+#include <QHash>
 #include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
@@ -15,6 +16,7 @@ namespace im {
 class Message;
 }
 class ContentItem;
+class FileData;
 class FileManager;
 
 // One chat message as the client holds it. Held by QSharedPointer (deleted with deleteLater on
@@ -37,6 +39,9 @@ public:
     // that QML may use it wherever it was made.
     static QSharedPointer<MessageBase> create(const im::Message &proto, FileManager *files,
                                               qint64 ownUserId);
+    // Builds one message per record, in order, resolving the files of all of them in one lookup.
+    static QList<QSharedPointer<MessageBase>> create(QList<im::Message> protos, FileManager *files,
+                                                     qint64 ownUserId);
 
     MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId);
     ~MessageBase() override;
@@ -84,6 +89,13 @@ Q_SIGNALS:
 
 private:
     struct Snapshot;
+    using ResolvedFiles = QHash<QString, QSharedPointer<FileData>>;
+
+    MessageBase(im::Message &&proto, FileManager *files, qint64 ownUserId,
+                const ResolvedFiles &resolved);
+    static QSharedPointer<MessageBase> make(im::Message &&proto, FileManager *files,
+                                            qint64 ownUserId, const ResolvedFiles &resolved);
+    void applyProto(im::Message &&proto, const ResolvedFiles &resolved);
     std::shared_ptr<const Snapshot> snapshot() const;
 
     FileManager *const m_files;

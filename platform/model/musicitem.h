@@ -5,7 +5,7 @@
 class MusicItem : public FileItem
 {
 public:
-    MusicItem(const im::Message &message, FileManager *files);
+    MusicItem(const im::Message &message, FileManager *files, const ResolvedFiles &resolved);
     // Milliseconds.
     qint64 duration() const { return m_duration; }
 

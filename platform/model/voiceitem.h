@@ -5,7 +5,7 @@
 class VoiceItem : public FileItem
 {
 public:
-    VoiceItem(const im::Message &message, FileManager *files);
+    VoiceItem(const im::Message &message, FileManager *files, const ResolvedFiles &resolved);
     // Milliseconds.
     qint64 duration() const { return m_duration; }
 

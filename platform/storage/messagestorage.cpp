@@ -22,6 +22,38 @@ const QString &selectColumns()
     return sql;
 }
 
+// The keys travel as one JSON array of [messageId, subMsgId] pairs and drive the loop, so each is
+// one primary-key lookup and the statement text never changes. Bound one by one, hundreds of
+// placeholders cost more to parse than the lookups themselves, and as an IN list of row values
+// they make SQLite walk every row of the dialog.
+const QString &keyedSelect()
+{
+    static const QString sql = QStringLiteral(
+            "SELECT m.dialog_id, m.message_id, m.sub_msg_id, m.date_time, m.type, m.sender_id, "
+            "m.text, m.removed, m.data FROM json_each(?) AS k CROSS JOIN message AS m "
+            "ON m.dialog_id = ? AND m.message_id = json_extract(k.value, '$[0]') "
+            "AND m.sub_msg_id = json_extract(k.value, '$[1]')");
+    return sql;
+}
+
+QString keyList(const QList<MessageKey> &keys)
+{
+    QString json;
+    json.reserve(keys.size() * 16 + 2);
+    json.append(QLatin1Char('['));
+    for (const MessageKey &key : keys) {
+        if (json.size() > 1) {
+            json.append(QLatin1Char(','));
+        }
+        json.append(QLatin1Char('[')).append(QString::number(key.messageId));
+        json.append(QLatin1Char(','))
+                .append(QString::number(key.subMsgId))
+                .append(QLatin1Char(']'));
+    }
+    json.append(QLatin1Char(']'));
+    return json;
+}
+
 MessageRecord recordAt(const QSqlQuery &query)
 {
     MessageRecord record;
@@ -130,25 +162,15 @@ MessageRecord MessageStorage::message(const QString &dialogId, const MessageKey 
 QList<MessageRecord> MessageStorage::messages(const QString &dialogId,
                                               const QList<MessageKey> &keys)
 {
-    // Two values per key.
     const QList<MessageKey> unique = Sql::uniqueIds(keys);
+    if (unique.isEmpty()) {
+        return {};
+    }
     QList<MessageRecord> records;
-    for (qsizetype start = 0; start < unique.size(); start += Sql::MaxIdsPerStatement / 2) {
-        const QList<MessageKey> chunk = unique.mid(start, Sql::MaxIdsPerStatement / 2);
-        QStringList pairs;
-        QVariantList values {Sql::text(dialogId)};
-        for (const MessageKey &key : chunk) {
-            pairs.append(QStringLiteral("(?, ?)"));
-            values << key.messageId << key.subMsgId;
-        }
-        if (!Sql::select(m_db->connection(),
-                         selectColumns()
-                                 + QStringLiteral(" WHERE dialog_id = ? AND (message_id, "
-                                                  "sub_msg_id) IN (VALUES %1)")
-                                           .arg(pairs.join(QStringLiteral(", "))),
-                         values, recordAt, records)) {
-            return {};
-        }
+    records.reserve(unique.size());
+    if (!Sql::select(m_db->connection(), keyedSelect(), {keyList(unique), Sql::text(dialogId)},
+                     recordAt, records)) {
+        return {};
     }
     return records;
 }

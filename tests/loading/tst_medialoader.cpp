@@ -81,6 +81,27 @@ QList<int> range(int from, int to)
     return out;
 }
 
+// An account whose server answers every request with one canned reply, while online.
+class CannedServerAccount : public AccountBase
+{
+public:
+    CannedServerAccount(const QString &folder, const QVariantMap &reply)
+        : AccountBase(1, folder)
+        , m_reply(reply)
+    { }
+
+    QVariantMap syncRequest(int, const QByteArray &) const override
+    {
+        ++m_requests;
+        return m_reply;
+    }
+    int requests() const { return m_requests.load(); }
+
+private:
+    const QVariantMap m_reply;
+    mutable std::atomic<int> m_requests {0};
+};
+
 struct Pages
 {
     QList<ResourceItem *> items;
@@ -112,6 +133,8 @@ private Q_SLOTS:
     void globalSearch();
     void remoteContinuesWhereLocalEnds();
     void remoteOfflineFallsBackToLocal();
+    void remoteFailureEndsTheList_data();
+    void remoteFailureEndsTheList();
     void remoteCombinedLoadedAndKeyword_data();
     void remoteCombinedLoadedAndKeyword();
     void quitDestroysEverything_data();
@@ -411,6 +434,56 @@ void TestMediaLoader::remoteOfflineFallsBackToLocal()
     loader.loadBeforeItems(pages.items, dialog("r1"), SearchKey(), CONTENT_PHOTO, 100, true);
     m_account->setOnline(true);
     QCOMPARE(labels(pages.items), idLabels("r1", range(15, 11)));
+}
+
+void TestMediaLoader::remoteFailureEndsTheList_data()
+{
+    QTest::addColumn<QVariantMap>("reply");
+    QTest::addColumn<QString>("logLine");
+
+    QTest::newRow("non-zero code while online")
+            << QVariantMap {{"code", 5}, {"data", QByteArray()}}
+            << R"(remote media search of "h1" failed with code 5: no older items)";
+    // A length-delimited field that claims more bytes than follow.
+    QTest::newRow("unparsable reply")
+            << QVariantMap {{"code", 0}, {"data", QByteArray("\x0a\x7f\x01\x02", 4)}}
+            << R"(remote media search of "h1" returned a reply that does not parse: no older items)";
+}
+
+// The older history of h1 lives only on the server, which fails: the list keeps its local rows
+// and reports no more, so the caller does not ask again.
+void TestMediaLoader::remoteFailureEndsTheList()
+{
+    QFETCH(QVariantMap, reply);
+    QFETCH(QString, logLine);
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    CannedServerAccount account(dir.path(), reply);
+    QVERIFY(account.isValid());
+    QVERIFY(account.storeDialog("h1", "h1", DIALOG_PRIVATE, 1000));
+    QList<im::Message> server;
+    for (int id = 1; id <= 8; ++id) {
+        server.append(media("h1", id, CONTENT_PHOTO, id * 1000));
+    }
+    QVERIFY(account.storeMessages(server.mid(5)));
+    QVERIFY(ServerHistory(dir.filePath("server.db")).store(server));
+
+    MediaLoader loader(&account, nullptr);
+    Pages pages;
+    loader.loadBeforeItems(pages.items, account.dialog("h1"), SearchKey(), CONTENT_PHOTO, 10,
+                           false);
+    QCOMPARE(labels(pages.items), idLabels("h1", range(8, 6)));
+    const QList<ResourceItem *> local = pages.items;
+    loader.initStatus(loader.beforeMsgId(), loader.beforeTime());
+    QVERIFY(loader.hasMoreBefore());
+
+    QTest::ignoreMessage(QtWarningMsg, qPrintable(logLine));
+    const ResultCount result = loader.loadBeforeItems(pages.items, account.dialog("h1"),
+                                                      SearchKey(), CONTENT_PHOTO, 10, true);
+    QCOMPARE(account.requests(), 1);
+    QCOMPARE(pages.items, local);
+    QVERIFY(!loader.hasMoreBefore());
+    QCOMPARE(result, (ResultCount {3, 3}));
 }
 
 void TestMediaLoader::remoteCombinedLoadedAndKeyword_data()

@@ -10,6 +10,7 @@
 #include "im.pb.h"
 #include "imageitem.h"
 #include "messagebase.h"
+#include "messagestorage.h"
 #include "modelbaseutil.h"
 #include "resourcestorage.h"
 #include "threadmanager.h"
@@ -53,6 +54,9 @@ private Q_SLOTS:
     void storedMessagesComeBackByKey();
     void childOfCombinedMessageHasItsOwnKey();
     void messagesAreSharedAcrossThreads();
+    void batchedMessagesMatchSingleLookups();
+    void batchedMessagesShareHeldObjects();
+    void batchedMessagesSkipUnreadableRows();
     void storeWritesGalleryRows_data();
     void storeWritesGalleryRows();
     void editedMessageEmitsContentChanged();
@@ -148,6 +152,68 @@ void TestAccount::messagesAreSharedAcrossThreads()
             QtConcurrent::run([dialog] { return dialog->message(MessageKey(1, 0)); }).result();
     QCOMPARE(here.data(), there.data());
     QCOMPARE(there->thread(), qApp->thread());
+}
+
+// One entry per key in order, nulls in place, children by their stored key, duplicates alike.
+void TestAccount::batchedMessagesMatchSingleLookups()
+{
+    const QSharedPointer<DialogBase> dialog = m_account->dialog("g1");
+    QVERIFY(m_account->storeMessages({photo("g1", 1, 1000), photo("g1", 2, 2000)}));
+    const QList<MessageKey> keys {MessageKey(2, 0), MessageKey(99, 0), MessageKey(1, 0),
+                                  MessageKey(2, 0)};
+    const QList<QSharedPointer<MessageBase>> batch = dialog->messages(keys);
+    QCOMPARE(batch.size(), keys.size());
+    QVERIFY(batch.at(1).isNull());
+    QCOMPARE(batch.at(0)->key(), MessageKey(2, 0));
+    QCOMPARE(batch.at(2)->key(), MessageKey(1, 0));
+    QCOMPARE(batch.at(3).data(), batch.at(0).data());
+    QCOMPARE(batch.at(0)->thread(), qApp->thread());
+    QCOMPARE(dialog->message(MessageKey(1, 0)).data(), batch.at(2).data());
+    const auto image = batch.at(0)->contentItem().dynamicCast<ImageItem>();
+    QVERIFY(image);
+    QCOMPARE(image->sourceFilePtr()->fileId(), QString("p2"));
+    QCOMPARE(image->sourceFilePtr()->size(), qint64(2048));
+    QCOMPARE(image->thumbFilePtr()->fileId(), QString("t2"));
+
+    const QList<QSharedPointer<MessageBase>> children =
+            m_account->dialog("u1")->messages({MessageKey(5, 2), MessageKey(5, 1)});
+    QCOMPARE(children.at(0)->msgId(), qint64(2));
+    QCOMPARE(children.at(1)->msgId(), qint64(1));
+    QCOMPARE(children.at(0)->parentMsgId(), qint64(5));
+    QVERIFY(dialog->messages({}).isEmpty());
+}
+
+// Messages and files that someone holds are not made again: every holder sees one object.
+void TestAccount::batchedMessagesShareHeldObjects()
+{
+    const QSharedPointer<DialogBase> dialog = m_account->dialog("u1");
+    const QSharedPointer<MessageBase> held = dialog->message(MessageKey(1, 0));
+    const QSharedPointer<FileData> heldFile = m_account->fileManager()->filePtrWithId("p2", true);
+    QVERIFY(heldFile);
+    const QList<QSharedPointer<MessageBase>> batch =
+            dialog->messages({MessageKey(1, 0), MessageKey(2, 0)});
+    QCOMPARE(batch.at(0).data(), held.data());
+    const auto image = batch.at(1)->contentItem().dynamicCast<ImageItem>();
+    QCOMPARE(image->sourceFilePtr().data(), heldFile.data());
+    QCOMPARE(m_account->fileManager()->filePtrWithId("t2", false).data(),
+             image->thumbFilePtr().data());
+}
+
+void TestAccount::batchedMessagesSkipUnreadableRows()
+{
+    storage::MessageRecord broken;
+    broken.dialogId = "g1";
+    broken.messageId = 50;
+    broken.dateTime = 50000;
+    broken.type = CONTENT_PHOTO;
+    broken.data = QByteArray("\x0a\x7f\x01", 3);
+    QVERIFY(m_account->storage()->messageStorage()->save({broken}));
+    QVERIFY(m_account->storeMessages({photo("g1", 51, 51000)}));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("unreadable stored message"));
+    const QList<QSharedPointer<MessageBase>> batch =
+            m_account->dialog("g1")->messages({MessageKey(50, 0), MessageKey(51, 0)});
+    QVERIFY(batch.at(0).isNull());
+    QCOMPARE(batch.at(1)->msgId(), qint64(51));
 }
 
 void TestAccount::storeWritesGalleryRows_data()

@@ -1,3 +1,6 @@
+#include "accountbase.h"
+#include "filedata.h"
+#include "filemanager.h"
 #include "streamserver.h"
 #include "streamtestsupport.h"
 
@@ -31,6 +34,7 @@ class tst_StreamConnection : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
 
@@ -46,6 +50,7 @@ private Q_SLOTS:
     void newRequestCancelsTheStreamingOne();
     void endlessRequestLineClosesTheConnection();
     void clientThatDoesNotReadIsNotBufferedWithoutBound();
+    void chunkThatCannotBeReadClosesTheConnection();
 
 private:
     // Sends a HEAD and checks that its empty 200 is the next reply: nothing else was written.
@@ -66,6 +71,19 @@ void tst_StreamConnection::initTestCase()
     m_data = m_account->addFile(QStringLiteral("clip"), kFileSize);
     QCOMPARE(m_data.size(), kFileSize);
     m_path = "/" + QByteArray::number(kUserId) + "/clip";
+}
+
+void tst_StreamConnection::cleanupTestCase()
+{
+    // The downloads the streams started finish before the account goes: the account's teardown
+    // does not wait for a running download.
+    for (const QString &fileId : {QStringLiteral("clip"), QStringLiteral("large")}) {
+        const QSharedPointer<FileData> file =
+                m_account->account()->fileManager()->filePtrWithId(fileId, true);
+        if (file) {
+            QTRY_VERIFY_WITH_TIMEOUT(file->isComplete(), 60000);
+        }
+    }
 }
 
 void tst_StreamConnection::init()
@@ -406,6 +424,28 @@ void tst_StreamConnection::clientThatDoesNotReadIsNotBufferedWithoutBound()
         ++replies;
     }
     QCOMPARE(replies, kRequests);
+}
+
+void tst_StreamConnection::chunkThatCannotBeReadClosesTheConnection()
+{
+    // A source that does not exist: its download fails and the file library gives up on the
+    // bytes. The reply has announced its length, so the connection must not go on as if the
+    // chunk had been sent.
+    QVERIFY(m_account->addRemoteFile(QStringLiteral("lost"), kFileSize,
+                                     QStringLiteral("file:///nonexistent/lost")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("download of lost")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("stream requests for")));
+    QTest::ignoreMessage(QtWarningMsg,
+                         "[stream_server]: bytes of lost cannot be read, disconnecting");
+    QSignalSpy disconnected(m_socket.get(), &QTcpSocket::disconnected);
+    StreamClient client(m_socket.get());
+    client.send(rangeRequest("/" + QByteArray::number(kUserId) + "/lost", "bytes=0-99"));
+
+    StreamReply reply;
+    QVERIFY(client.readHead(reply));
+    QCOMPARE(reply.statusLine(), QByteArray("HTTP/1.1 206 OK"));
+    QVERIFY(disconnected.wait(10000));
+    QCOMPARE(m_socket->bytesAvailable(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_StreamConnection)

@@ -4,6 +4,7 @@
 #include "gallerylisting.h"
 #include "mediamgr.h"
 #include "sampleaccount.h"
+#include "servecommand.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -239,10 +240,14 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("search")) {
         return runSearch(args);
     }
+    if (command == QLatin1String("serve")) {
+        return ServeCommand::run(args);
+    }
     QTextStream(stderr) << "usage: mediactl init DIR [--seed N] [--media N]\n"
                            "       mediactl summary DIR\n"
                            "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
                            "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
-                           " [--from MS --to MS] [--global] [--json]\n";
+                           " [--from MS --to MS] [--global] [--json]\n"
+                           "       mediactl serve DIR FILE_ID\n";
     return 2;
 }

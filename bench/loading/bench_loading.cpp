@@ -1,0 +1,272 @@
+// A dialog's photo-and-video list over a chat of 1,000,000 media messages, through the same path
+// the gallery takes: MediaResource::loadBefore on the pool, the page handed back to the main
+// thread and appended to the sectioned model.
+//  - FirstPage: from loadBefore(100) on a fresh list to the 100 rows in the model.
+//  - WholeChat: pages of 100 until the chat ends; items_per_second counts the items that reached
+//    the model, and the run fails unless the list ends holding exactly the chat's rows.
+// Both are wall-clock times, since the work runs on a pool thread while the main thread waits.
+// The chat is generated once per run in a temporary folder: message, resource and file rows in
+// one transaction with prepared statements. That takes about 65 s on the shared 2-core build
+// machine and is not timed; the "generation" line printed before the benchmarks gives the figure.
+
+#include "accountbase.h"
+#include "contenttype.h"
+#include "database.h"
+#include "dialogbase.h"
+#include "im.pb.h"
+#include "mediaresource.h"
+#include "resourcemodel.h"
+#include "userstorageprovider.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+constexpr int kChatSize = 1000000;
+constexpr int kPageSize = 100;
+constexpr qint64 kTenYearsMSecs = 10LL * 365 * 24 * 60 * 60 * 1000;
+const QString kDialogId = QStringLiteral("long-chat");
+
+im::FileInfo fileInfo(const std::string &fileId, const char *suffix, qint64 size)
+{
+    im::FileInfo info;
+    info.set_file_id(fileId);
+    info.set_suffix(suffix);
+    info.set_size(size);
+    info.set_name(fileId + "." + suffix);
+    return info;
+}
+
+// Message ids rise with time, as in a chat; every fifth item is a video.
+im::Message mediaMessage(qint64 id, qint64 time)
+{
+    im::Message message;
+    message.set_dialog_id(kDialogId.toStdString());
+    message.set_msg_id(id);
+    message.set_type(id % 5 == 0 ? CONTENT_VIDEO : CONTENT_PHOTO);
+    message.set_time(time);
+    message.set_sender_id(id % 7 + 1);
+    const std::string fileId = "file-" + std::to_string(id);
+    *message.mutable_file() = fileInfo(fileId, id % 5 == 0 ? "mp4" : "jpg", 200000 + id);
+    *message.mutable_thumb() = fileInfo(fileId + "-thumb", "jpg", 4000);
+    return message;
+}
+
+bool prepare(QSqlQuery &query, const char *sql)
+{
+    if (!query.prepare(QString::fromLatin1(sql))) {
+        std::fprintf(stderr, "cannot prepare %s: %s\n", sql, qPrintable(query.lastError().text()));
+        return false;
+    }
+    return true;
+}
+
+bool exec(QSqlQuery &query, const QVariantList &values)
+{
+    for (int i = 0; i < values.size(); ++i) {
+        query.bindValue(i, values.at(i));
+    }
+    if (!query.exec()) {
+        std::fprintf(stderr, "insert failed: %s\n", qPrintable(query.lastError().text()));
+        return false;
+    }
+    return true;
+}
+
+bool insertFile(QSqlQuery &query, const im::FileInfo &file, int type)
+{
+    return exec(query,
+                {QString::fromStdString(file.file_id()), type,
+                 QString::fromStdString(file.suffix()), qint64(file.size()),
+                 QString::fromStdString(file.name()), QStringLiteral(""), 0, 0});
+}
+
+// Writes the rows the client stores on receipt of each message, in the account's own tables.
+bool writeChat(QSqlDatabase &db)
+{
+    // Room for the indexes being filled, so that pages are not written out and read back.
+    QSqlQuery(db).exec(QStringLiteral("PRAGMA cache_size = -524288"));
+    QSqlQuery messages(db);
+    QSqlQuery resources(db);
+    QSqlQuery files(db);
+    if (!prepare(messages,
+                 "INSERT INTO message (dialog_id, message_id, sub_msg_id, date_time, type, "
+                 "sender_id, text, folded_text, has_url, removed, data) "
+                 "VALUES (?, ?, 0, ?, ?, ?, ?, ?, 0, 0, ?)")
+        || !prepare(resources,
+                    "INSERT INTO resource (dialog_id, message_id, sub_msg_id, type, kind, "
+                    "date_time, sender_id, text, folded_text) VALUES (?, ?, 0, ?, 2, ?, ?, ?, ?)")
+        || !prepare(files,
+                    "INSERT INTO file_record (file_id, type, suffix, size, name, url, state, "
+                    "downloaded) VALUES (?, ?, ?, ?, ?, ?, ?, ?)")) {
+        return false;
+    }
+    const qint64 newest = QDateTime::currentMSecsSinceEpoch();
+    const qint64 step = kTenYearsMSecs / kChatSize;
+    for (qint64 id = 1; id <= kChatSize; ++id) {
+        const qint64 time = newest - (kChatSize - id) * step;
+        const im::Message message = mediaMessage(id, time);
+        const QString text = QString::fromStdString(message.file().name());
+        if (!exec(messages,
+                  {kDialogId, id, time, message.type(), qint64(message.sender_id()), text,
+                   text.toCaseFolded(), QByteArray::fromStdString(message.SerializeAsString())})
+            || !exec(resources,
+                     {kDialogId, id, message.type(), time, qint64(message.sender_id()), text,
+                      text.toCaseFolded()})
+            || !insertFile(files, message.file(), message.type())
+            || !insertFile(files, message.thumb(), CONTENT_PHOTO)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+class Chat
+{
+public:
+    static Chat &instance()
+    {
+        static Chat chat;
+        return chat;
+    }
+
+    bool isValid() const { return m_valid; }
+    AccountBase *account() const { return m_account.get(); }
+    QSharedPointer<DialogBase> dialog() const { return m_account->dialog(kDialogId); }
+
+private:
+    Chat()
+    {
+        if (!m_dir.isValid()) {
+            return;
+        }
+        m_account = std::make_unique<AccountBase>(1, m_dir.path());
+        if (!m_account->isValid()
+            || !m_account->storeDialog(kDialogId, QStringLiteral("A long chat"), DIALOG_PRIVATE,
+                                       QDateTime::currentMSecsSinceEpoch())) {
+            return;
+        }
+        QElapsedTimer timer;
+        timer.start();
+        m_valid = m_account->storage()->database()->transaction(writeChat);
+        std::printf("generation of %d media messages: %.1f s\n", kChatSize,
+                    timer.elapsed() / 1000.0);
+        std::fflush(stdout);
+    }
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<AccountBase> m_account;
+    bool m_valid = false;
+};
+
+// Items released by a list are deleted later on the main thread, and their messages and files
+// leave the caches only then.
+void releaseDeferred()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
+// Starts a page and runs the main thread's event loop until the page is in the model. False when
+// no page started: the list has reached the end of the chat.
+bool loadPage(MediaResource &resource)
+{
+    // The list reports the end of a page a moment before its worker task returns, and a page
+    // asked for in between would be dropped.
+    resource.waitForFinish();
+    resource.loadBefore(kPageSize);
+    if (!resource.isQuerying()) {
+        return false;
+    }
+    QEventLoop loop;
+    QObject::connect(&resource, &MediaResource::isQueryingChanged, &loop, [&] {
+        if (!resource.isQuerying()) {
+            loop.quit();
+        }
+    });
+    loop.exec();
+    return true;
+}
+
+std::unique_ptr<MediaResource> makeList(const Chat &chat)
+{
+    return std::make_unique<MediaResource>(chat.account(), chat.dialog(), QList<QString>(),
+                                           CONTENT_PHOTO, QString());
+}
+
+void FirstPage(benchmark::State &state)
+{
+    const Chat &chat = Chat::instance();
+    if (!chat.isValid()) {
+        state.SkipWithError("the chat could not be generated");
+        return;
+    }
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::unique_ptr<MediaResource> list = makeList(chat);
+        state.ResumeTiming();
+        loadPage(*list);
+        state.PauseTiming();
+        const int count = list->resourceModel()->resourceCount();
+        list.reset();
+        releaseDeferred();
+        if (count != kPageSize) {
+            state.SkipWithError("the first page is not complete");
+            break;
+        }
+        state.ResumeTiming();
+    }
+}
+
+void WholeChat(benchmark::State &state)
+{
+    const Chat &chat = Chat::instance();
+    if (!chat.isValid()) {
+        state.SkipWithError("the chat could not be generated");
+        return;
+    }
+    qint64 items = 0;
+    for (auto _ : state) {
+        std::unique_ptr<MediaResource> list = makeList(chat);
+        while (loadPage(*list)) {
+        }
+        const int count = list->resourceModel()->resourceCount();
+        items += count;
+        state.PauseTiming();
+        list.reset();
+        releaseDeferred();
+        if (count != kChatSize) {
+            std::fprintf(stderr, "%d items in the list\n", count);
+            state.SkipWithError("the list does not hold exactly the chat's rows");
+            break;
+        }
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(items);
+}
+
+BENCHMARK(FirstPage)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(WholeChat)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QtQml/qqmlregistration.h>
+
+class AccountBase;
+class ChatListModel;
+class MediaFiles;
+class MediaMgr;
+
+// What the gallery window works with: the chats, the gallery of the chosen chat and the two actions
+// that let a user watch media arrive and go. Holds one gallery at a time and releases it to the hub
+// when another chat is chosen.
+//
+// Lives on the main thread; the hub and the account belong to the caller and outlive it.
+class GalleryController : public QObject
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the application")
+    Q_MOC_INCLUDE("chatlistmodel.h")
+    Q_MOC_INCLUDE("mediafiles.h")
+    Q_MOC_INCLUDE("mediamgr.h")
+    Q_MOC_INCLUDE("accountbase.h")
+    Q_PROPERTY(ChatListModel *chats READ chats CONSTANT)
+    Q_PROPERTY(MediaFiles *files READ files CONSTANT)
+    Q_PROPERTY(MediaMgr *hub READ hub CONSTANT)
+    Q_PROPERTY(AccountBase *account READ account CONSTANT)
+    Q_PROPERTY(QString currentChatId READ currentChatId WRITE setCurrentChatId NOTIFY
+                       currentChatIdChanged)
+    // The hub's gallery of the chat; QML reaches its typed lists through mediaResource(type).
+    Q_PROPERTY(QObject *gallery READ gallery NOTIFY galleryChanged)
+
+public:
+    // The gallery open at the end stays with the hub, which deletes it in clearData().
+    GalleryController(AccountBase *account, MediaMgr *hub, QObject *parent = nullptr);
+
+    ChatListModel *chats() const { return m_chats; }
+    MediaFiles *files() const { return m_files; }
+    MediaMgr *hub() const { return m_hub; }
+    AccountBase *account() const { return m_account; }
+
+    QString currentChatId() const { return m_currentChatId; }
+    // Opens the chat's gallery; an id the account does not know leaves no gallery open.
+    void setCurrentChatId(const QString &dialogId);
+    QObject *gallery() const { return m_gallery; }
+
+    // Sends a new photo into the open chat: stored as the client stores a received message, then
+    // handed to the hub, which puts it at the top of the photo list. False, with a notice, when
+    // no chat is open or the photo could not be written.
+    Q_INVOKABLE bool addSamplePhoto();
+    // Deletes the message of the newest item of list (a typed list's model): gone from the
+    // account's store as the host deletes it, then from the lists, tables and cache through the
+    // hub. False, with a notice, when the list is empty.
+    Q_INVOKABLE bool deleteNewest(QObject *list);
+
+Q_SIGNALS:
+    void currentChatIdChanged();
+    void galleryChanged();
+    // A line for the user about what an action did.
+    void notice(const QString &text);
+
+private:
+    void openGallery(const QString &dialogId);
+    void releaseGallery();
+    qint64 nextMessageId() const;
+
+    AccountBase *const m_account;
+    MediaMgr *const m_hub;
+    ChatListModel *const m_chats; // child
+    MediaFiles *const m_files;    // child
+    QString m_currentChatId;
+    // Owned by the hub, which deletes it some time after releaseGallery(): only held while open.
+    QPointer<QObject> m_gallery;
+    QString m_galleryChatId; // the id the hub handed m_gallery out for
+};

@@ -1,0 +1,3 @@
+#include "gallerylog.h"
+
+Q_LOGGING_CATEGORY(lcGallery, "mediamodel.gallery")

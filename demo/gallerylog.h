@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+// The gallery application's own category.
+Q_DECLARE_LOGGING_CATEGORY(lcGallery)

@@ -1,0 +1,214 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import MediaGallery
+
+// The shared media of the chosen chat: a header with the actions, the tabs, and one list per tab.
+Rectangle {
+    id: pane
+
+    required property GalleryController controller
+    // The type code of the list shown: 2 photos and videos, 6 files, 1 links, 4 music, 3 voice.
+    property int currentType: 2
+    readonly property string chatName: controller.chats.nameOf(controller.currentChatId)
+    readonly property var tabs: [
+        { type: 2, title: qsTr("Photos & videos") },
+        { type: 6, title: qsTr("Files") },
+        { type: 1, title: qsTr("Links") },
+        { type: 4, title: qsTr("Music") },
+        { type: 3, title: qsTr("Voice") }
+    ]
+    readonly property int currentIndex: Math.max(0, tabs.findIndex(t => t.type === currentType))
+    readonly property Item currentView: [photoTab, fileTab, linkTab, musicTab, voiceTab][currentIndex]
+    readonly property bool pageReady: currentView !== null && currentView.firstPageLoaded
+                                      && controller.files.pendingDownloads === 0
+
+    function listOf(type) {
+        return controller.gallery ? controller.gallery.mediaResource(type) : null;
+    }
+
+    color: Theme.panel
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        // Chat header and actions.
+        RowLayout {
+            Layout.fillWidth: true
+            Layout.preferredHeight: 64
+            Layout.leftMargin: Theme.margin
+            Layout.rightMargin: Theme.margin
+            spacing: 12
+
+            Rectangle {
+                Layout.preferredWidth: 36
+                Layout.preferredHeight: 36
+                radius: 18
+                visible: pane.chatName.length > 0
+                color: Theme.colorFor(pane.chatName)
+
+                Label {
+                    anchors.centerIn: parent
+                    text: Theme.initials(pane.chatName)
+                    color: "white"
+                    font.pixelSize: 13
+                    font.weight: Font.DemiBold
+                }
+            }
+            ColumnLayout {
+                Layout.fillWidth: true
+                spacing: 1
+
+                Label {
+                    Layout.fillWidth: true
+                    text: pane.chatName.length > 0 ? pane.chatName : qsTr("No chat chosen")
+                    elide: Text.ElideRight
+                    font.pixelSize: 16
+                    font.weight: Font.DemiBold
+                    color: Theme.text
+                }
+                Label {
+                    text: qsTr("Shared media")
+                    font.pixelSize: 12
+                    color: Theme.secondaryText
+                }
+            }
+            ToolButtonFlat {
+                text: qsTr("Add sample photo")
+                glyph: "+"
+                primary: true
+                enabled: pane.controller.gallery !== null
+                onClicked: {
+                    if (pane.controller.addSamplePhoto()) {
+                        pane.currentType = 2;
+                        photoTab.showNewest();
+                    }
+                }
+            }
+            ToolButtonFlat {
+                text: qsTr("Delete newest")
+                glyph: "\u2715"
+                enabled: pane.controller.gallery !== null
+                onClicked: {
+                    const list = pane.listOf(pane.currentType);
+                    pane.controller.deleteNewest(list ? list.resourceModel : null);
+                }
+            }
+        }
+
+        // Tabs.
+        Item {
+            Layout.fillWidth: true
+            Layout.preferredHeight: 44
+
+            Row {
+                anchors.left: parent.left
+                anchors.leftMargin: Theme.margin - 10
+                anchors.bottom: parent.bottom
+                spacing: 4
+
+                Repeater {
+                    model: pane.tabs
+
+                    delegate: Item {
+                        id: tab
+
+                        required property var modelData
+                        readonly property bool current: pane.currentType === modelData.type
+
+                        width: tabLabel.implicitWidth + 24
+                        height: 44
+
+                        Rectangle {
+                            anchors.fill: parent
+                            anchors.bottomMargin: 6
+                            anchors.topMargin: 4
+                            radius: 8
+                            color: tabMouse.containsMouse && !tab.current ? Theme.hover : "transparent"
+                        }
+                        Label {
+                            id: tabLabel
+                            anchors.centerIn: parent
+                            anchors.verticalCenterOffset: -1
+                            text: tab.modelData.title
+                            font.pixelSize: 14
+                            font.weight: tab.current ? Font.DemiBold : Font.Normal
+                            color: tab.current ? Theme.accent : Theme.secondaryText
+                        }
+                        Rectangle {
+                            anchors.bottom: parent.bottom
+                            anchors.horizontalCenter: parent.horizontalCenter
+                            width: parent.width - 16
+                            height: 3
+                            radius: 1.5
+                            color: Theme.accent
+                            visible: tab.current
+                        }
+                        MouseArea {
+                            id: tabMouse
+                            anchors.fill: parent
+                            hoverEnabled: true
+                            cursorShape: Qt.PointingHandCursor
+                            onClicked: pane.currentType = tab.modelData.type
+                        }
+                    }
+                }
+            }
+            Rectangle {
+                anchors.bottom: parent.bottom
+                width: parent.width
+                height: 1
+                color: Theme.border
+            }
+        }
+
+        StackLayout {
+            id: stack
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            currentIndex: pane.currentIndex
+
+            ListTab {
+                id: photoTab
+                resource: pane.listOf(2)
+                emptyGlyph: "\u25a3"
+                emptyTitle: qsTr("No photos or videos yet")
+                emptyText: qsTr("Photos and videos shared in this chat show up here.")
+                delegate: PhotoSection { files: pane.controller.files }
+            }
+            ListTab {
+                id: fileTab
+                resource: pane.listOf(6)
+                emptyGlyph: "\u2630"
+                emptyTitle: qsTr("No files yet")
+                emptyText: qsTr("Documents shared in this chat show up here.")
+                delegate: FileRow { files: pane.controller.files }
+            }
+            ListTab {
+                id: linkTab
+                resource: pane.listOf(1)
+                emptyGlyph: "\u2197"
+                emptyTitle: qsTr("No links yet")
+                emptyText: qsTr("Links shared in this chat show up here.")
+                delegate: LinkRow { }
+            }
+            ListTab {
+                id: musicTab
+                resource: pane.listOf(4)
+                emptyGlyph: "\u266a"
+                emptyTitle: qsTr("No music yet")
+                emptyText: qsTr("Songs shared in this chat show up here.")
+                delegate: MusicRow { files: pane.controller.files }
+            }
+            ListTab {
+                id: voiceTab
+                resource: pane.listOf(3)
+                emptyGlyph: "\u25cf"
+                emptyTitle: qsTr("No voice messages yet")
+                emptyText: qsTr("Voice messages of this chat show up here.")
+                delegate: VoiceRow { files: pane.controller.files }
+            }
+        }
+    }
+}

@@ -1,0 +1,90 @@
+pragma Singleton
+import QtQuick
+
+// Colours, sizes and the formatting shared by every part of the window.
+QtObject {
+    readonly property color window: "#f3f4f6"
+    readonly property color panel: "#ffffff"
+    readonly property color border: "#e5e7eb"
+    readonly property color text: "#111827"
+    readonly property color secondaryText: "#6b7280"
+    readonly property color faintText: "#9ca3af"
+    readonly property color accent: "#2f80ed"
+    readonly property color accentSoft: "#e8f1fd"
+    readonly property color hover: "#f3f4f6"
+    readonly property color placeholder: "#e5e7eb"
+    readonly property int radius: 10
+    readonly property int tileRadius: 8
+    readonly property int gap: 4
+    readonly property int margin: 20
+
+    readonly property var palette: ["#ef6c6c", "#f2994a", "#e2b93b", "#52b788", "#2bb0c5",
+        "#2f80ed", "#7b61ff", "#c86dd7"]
+
+    function colorFor(text) {
+        let hash = 0;
+        for (let i = 0; i < text.length; ++i)
+            hash = (hash * 31 + text.charCodeAt(i)) % 1000003;
+        return palette[hash % palette.length];
+    }
+
+    function initials(name) {
+        const words = name.split(" ").filter(w => w.length > 0);
+        if (words.length === 0)
+            return "?";
+        return (words[0][0] + (words.length > 1 ? words[words.length - 1][0] : "")).toUpperCase();
+    }
+
+    function suffixColor(suffix) {
+        switch (suffix.toLowerCase()) {
+        case "pdf": return "#e5534b";
+        case "zip": case "rar": case "7z": return "#a371f7";
+        case "csv": case "xls": case "xlsx": return "#3fb950";
+        case "txt": case "md": return "#6e7781";
+        case "doc": case "docx": return "#2f80ed";
+        default: return colorFor(suffix);
+        }
+    }
+
+    function startOfToday() {
+        const now = new Date();
+        return new Date(now.getFullYear(), now.getMonth(), now.getDate()).getTime();
+    }
+
+    // Sections are keyed by today's midnight or by the first day of their month.
+    function sectionTitle(date) {
+        if (date >= startOfToday())
+            return qsTr("Today");
+        const day = new Date(date);
+        if (day.getFullYear() === new Date().getFullYear())
+            return Qt.formatDate(day, "MMMM");
+        return Qt.formatDate(day, "MMMM yyyy");
+    }
+
+    function shortDate(ms) {
+        const day = new Date(ms);
+        if (ms >= startOfToday())
+            return Qt.formatTime(day, "hh:mm");
+        if (day.getFullYear() === new Date().getFullYear())
+            return Qt.formatDate(day, "d MMM");
+        return Qt.formatDate(day, "d MMM yyyy");
+    }
+
+    function longDate(ms) {
+        return Qt.formatDateTime(new Date(ms), "d MMM yyyy, hh:mm");
+    }
+
+    function duration(ms) {
+        const seconds = Math.round(ms / 1000);
+        const rest = seconds % 60;
+        return Math.floor(seconds / 60) + ":" + (rest < 10 ? "0" : "") + rest;
+    }
+
+    function size(bytes) {
+        if (bytes < 1024)
+            return bytes + " B";
+        if (bytes < 1024 * 1024)
+            return (bytes / 1024).toFixed(1) + " KB";
+        return (bytes / (1024 * 1024)).toFixed(1) + " MB";
+    }
+}

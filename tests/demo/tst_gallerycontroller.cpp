@@ -1,0 +1,207 @@
+#include "accountbase.h"
+#include "chatlistmodel.h"
+#include "contenttype.h"
+#include "dialogbase.h"
+#include "filedata.h"
+#include "gallerycontroller.h"
+#include "gallerysample.h"
+#include "loading/mediaresource.h"
+#include "loading/mediaresourcemgr.h"
+#include "mediafiles.h"
+#include "mediamgr.h"
+#include "messagestorage.h"
+#include "resourceitem.h"
+#include "resourcemodel.h"
+#include "resourcestorage.h"
+#include "sampleaccount.h"
+#include "userstorageprovider.h"
+
+#include <QAbstractItemModelTester>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+ResourceItem *newestItem(ResourceModel *model)
+{
+    ResourceItem *newest = nullptr;
+    model->foreachItem({0, 0}, {0, 0}, {-1, -1}, [&newest](ResourceItem *item) { newest = item; });
+    return newest;
+}
+
+qint64 newestMessageId(ResourceModel *model)
+{
+    ResourceItem *item = newestItem(model);
+    return item ? item->messageId() : 0;
+}
+
+} // namespace
+
+class TestGalleryController : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void chatsAreListedMostRecentFirst();
+    void choosingAChatOpensItsGallery();
+    void unknownChatLeavesNoGallery();
+    void sentPhotoShowsFirstAndDeleteTakesItAway();
+    void deleteOnAnEmptyListChangesNothing();
+
+private:
+    MediaResource *openPhotoList(const QString &dialogId);
+    int photoRows(const QString &dialogId) const;
+
+    QTemporaryDir m_dir;
+    QString m_photoChat;
+    QString m_chatWithoutPhotos;
+    std::unique_ptr<AccountBase> m_account;
+    MediaMgr *m_hub = nullptr; // child of the account
+    std::unique_ptr<GalleryController> m_controller;
+};
+
+void TestGalleryController::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    GallerySample sample;
+    QVERIFY(sample.create(m_dir.path()));
+    m_photoChat = sample.photoChat;
+    m_chatWithoutPhotos = sample.chatWithoutPhotos;
+}
+
+void TestGalleryController::init()
+{
+    m_account = std::make_unique<AccountBase>(SampleAccount::UserId, m_dir.path());
+    QVERIFY(m_account->isValid());
+    m_hub = new MediaMgr(m_account.get());
+    m_controller = std::make_unique<GalleryController>(m_account.get(), m_hub);
+}
+
+void TestGalleryController::cleanup()
+{
+    m_controller.reset();
+    m_hub->prepareToClearData(false);
+    QCoreApplication::sendPostedEvents();
+    m_hub->clearData(false);
+    delete m_hub;
+    m_account.reset();
+}
+
+MediaResource *TestGalleryController::openPhotoList(const QString &dialogId)
+{
+    m_controller->setCurrentChatId(dialogId);
+    auto *gallery = qobject_cast<MediaResourceMgr *>(m_controller->gallery());
+    return gallery ? gallery->mediaResource(CONTENT_PHOTO) : nullptr;
+}
+
+int TestGalleryController::photoRows(const QString &dialogId) const
+{
+    storage::ResourceSearchInfo info;
+    info.types = {CONTENT_PHOTO};
+    info.count = 1000;
+    return int(m_account->storage()->resourceStorage()->infosBefore(dialogId, info).size());
+}
+
+void TestGalleryController::chatsAreListedMostRecentFirst()
+{
+    ChatListModel *chats = m_controller->chats();
+    QAbstractItemModelTester tester(chats);
+    QCOMPARE(chats->rowCount(), m_account->dialogs().size());
+    for (int row = 1; row < chats->rowCount(); ++row) {
+        QVERIFY(chats->data(chats->index(row - 1), ChatListModel::LastActiveRole).toLongLong()
+                >= chats->data(chats->index(row), ChatListModel::LastActiveRole).toLongLong());
+    }
+    const int row = chats->indexOf(m_photoChat);
+    QVERIFY(row >= 0);
+    QCOMPARE(chats->data(chats->index(row), ChatListModel::NameRole).toString(),
+             m_account->dialog(m_photoChat)->name());
+    QCOMPARE(chats->indexOf(QStringLiteral("nobody")), -1);
+}
+
+void TestGalleryController::choosingAChatOpensItsGallery()
+{
+    QSignalSpy chatChanged(m_controller.get(), &GalleryController::currentChatIdChanged);
+    QSignalSpy galleryChanged(m_controller.get(), &GalleryController::galleryChanged);
+    m_controller->setCurrentChatId(m_photoChat);
+    QCOMPARE(chatChanged.count(), 1);
+    QCOMPARE(galleryChanged.count(), 1);
+    QCOMPARE(m_controller->gallery(), m_hub->mediaResourceMgr(m_photoChat));
+
+    m_controller->setCurrentChatId(m_photoChat);
+    QCOMPARE(chatChanged.count(), 1);
+    QCOMPARE(galleryChanged.count(), 1);
+
+    m_controller->setCurrentChatId(m_chatWithoutPhotos);
+    QCOMPARE(galleryChanged.count(), 2);
+    QCOMPARE(m_controller->gallery(), m_hub->mediaResourceMgr(m_chatWithoutPhotos));
+}
+
+void TestGalleryController::unknownChatLeavesNoGallery()
+{
+    m_controller->setCurrentChatId(m_photoChat);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("no chat.*nobody")));
+    m_controller->setCurrentChatId(QStringLiteral("nobody"));
+    QVERIFY(!m_controller->gallery());
+    QSignalSpy notice(m_controller.get(), &GalleryController::notice);
+    QVERIFY(!m_controller->addSamplePhoto());
+    QCOMPARE(notice.count(), 1);
+}
+
+void TestGalleryController::sentPhotoShowsFirstAndDeleteTakesItAway()
+{
+    MediaResource *photos = openPhotoList(m_photoChat);
+    QVERIFY(photos);
+    QTRY_VERIFY(!photos->isQuerying());
+    ResourceModel *model = photos->resourceModel();
+    const qint64 newestBefore = newestMessageId(model);
+    const int itemsBefore = model->resourceCount();
+    const int rowsBefore = photoRows(m_photoChat);
+    QVERIFY(newestBefore > 0);
+
+    QVERIFY(m_controller->addSamplePhoto());
+    QTRY_VERIFY(newestMessageId(model) > newestBefore);
+    const qint64 sent = newestMessageId(model);
+    QCOMPARE(model->resourceCount(), itemsBefore + 1);
+    QCOMPARE(photoRows(m_photoChat), rowsBefore + 1);
+    QCOMPARE(m_account->storage()->messageStorage()->message(m_photoChat, {sent, 0}).messageId,
+             sent);
+    // The photo was sent from this machine: its thumbnail is shown without a download.
+    MediaFiles *files = m_controller->files();
+    ResourceItem *item = newestItem(model);
+    QVERIFY(files->thumbnailUrl(item).isValid());
+    QCOMPARE(files->pendingDownloads(), 0);
+    QCOMPARE(files->fileName(item), QStringLiteral("IMG_%1.jpg").arg(item->dateTime()));
+    const QString cachedPhoto = item->sourceFilePtr()->localPath();
+    QVERIFY(QFileInfo::exists(cachedPhoto));
+
+    QVERIFY(m_controller->deleteNewest(model));
+    QTRY_COMPARE(newestMessageId(model), newestBefore);
+    QCOMPARE(model->resourceCount(), itemsBefore);
+    QCOMPARE(photoRows(m_photoChat), rowsBefore);
+    QVERIFY(m_account->storage()
+                    ->messageStorage()
+                    ->message(m_photoChat, {sent, 0})
+                    .dialogId.isEmpty());
+    // Nothing else names the photo, so its cached copy goes too.
+    QTRY_VERIFY(!QFileInfo::exists(cachedPhoto));
+}
+
+void TestGalleryController::deleteOnAnEmptyListChangesNothing()
+{
+    MediaResource *photos = openPhotoList(m_chatWithoutPhotos);
+    QVERIFY(photos);
+    QTRY_VERIFY(!photos->isQuerying());
+    const int messages = m_account->storage()->messageStorage()->count(m_chatWithoutPhotos);
+    QSignalSpy notice(m_controller.get(), &GalleryController::notice);
+    QVERIFY(!m_controller->deleteNewest(photos->resourceModel()));
+    QVERIFY(!m_controller->deleteNewest(nullptr));
+    QCOMPARE(notice.count(), 2);
+    QCOMPARE(m_account->storage()->messageStorage()->count(m_chatWithoutPhotos), messages);
+}
+
+QTEST_MAIN(TestGalleryController)
+#include "tst_gallerycontroller.moc"
