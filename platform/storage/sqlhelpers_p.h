@@ -9,6 +9,7 @@
 #include <QSqlQuery>
 #include <QString>
 #include <QVariant>
+#include <utility>
 
 namespace storage::Sql {
 
@@ -101,6 +102,45 @@ bool execForRows(Database *db, const QString &sql, const QList<Row> &rows, Value
         }
         for (const Row &row : rows) {
             if (!exec(query, valuesOf(row))) {
+                return false;
+            }
+        }
+        return true;
+    });
+}
+
+// Inserts rows with statements of many rows each, "head (?, ...), (?, ...)", all in one
+// transaction: a batch of a whole chat then costs a few hundred statements, not one per row.
+// valuesOf(row) gives the columns values of one row, in the order head names them.
+template<typename Row, typename ValuesOf>
+bool insertRows(Database *db, const QString &head, int columns, const QList<Row> &rows,
+                ValuesOf valuesOf)
+{
+    if (rows.isEmpty()) {
+        return true;
+    }
+    const qsizetype perStatement = qMax<qsizetype>(1, MaxIdsPerStatement / columns);
+    const QString tuple = QLatin1Char('(') + placeholders(columns) + QLatin1Char(')');
+    const auto statementOf = [&](qsizetype count) {
+        return head + QList<QString>(count, tuple).join(QStringLiteral(", "));
+    };
+    return db->transaction([&](QSqlDatabase &connection) {
+        QSqlQuery full(connection);
+        bool fullPrepared = false;
+        for (qsizetype start = 0; start < rows.size(); start += perStatement) {
+            const qsizetype count = qMin(perStatement, rows.size() - start);
+            QSqlQuery last(connection);
+            QSqlQuery &query = count == perStatement ? full : last;
+            const bool ready = count == perStatement ? std::exchange(fullPrepared, true) : false;
+            if (!ready && !prepare(query, statementOf(count))) {
+                return false;
+            }
+            QVariantList values;
+            values.reserve(count * columns);
+            for (qsizetype i = start; i < start + count; ++i) {
+                values += valuesOf(rows.at(i));
+            }
+            if (!exec(query, values)) {
                 return false;
             }
         }

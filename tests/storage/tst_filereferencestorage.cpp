@@ -83,6 +83,7 @@ private Q_SLOTS:
     void cleanup();
 
     void saveReplacesByKey();
+    void saveBatchAcrossStatements();
     void fileReferences_data();
     void fileReferences();
     void lookups_data();
@@ -331,6 +332,24 @@ void tst_FileReferenceStorage::infosWithDialog()
         found.append(keyOf(row));
     }
     QCOMPARE(found, expected);
+}
+
+// A batch is written many rows to a statement: a partial last statement and a key repeated across
+// statements keep the order of the rows, the later one winning.
+void tst_FileReferenceStorage::saveBatchAcrossStatements()
+{
+    QList<FileReferenceInfo> rows;
+    for (int i = 0; i < 123; ++i) {
+        rows.append(makeRow("batch", 1000 + i, 0, 2, i, QStringLiteral("b%1").arg(i)));
+    }
+    rows.append(makeRow("batch", 1000, 0, 2, 7, QStringLiteral("b-last")));
+    QVERIFY(m_storage->save(rows));
+    const QList<FileReferenceInfo> stored = m_storage->infosWithDialog("batch", 0, {});
+    QCOMPARE(stored.size(), 123);
+    QCOMPARE(m_storage->infosWithMessageIds("batch", {1000}).constFirst().fileId,
+             QStringLiteral("b-last"));
+    QCOMPARE(m_storage->infosWithMessageIds("batch", {1122}).constFirst().fileId,
+             QStringLiteral("b122"));
 }
 
 // Lists longer than one statement may bind are cut into chunks; nothing is lost at the seams.
