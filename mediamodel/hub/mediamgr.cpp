@@ -331,9 +331,9 @@ void MediaMgr::updateMedia(QList<storage::FileReferenceInfo> &rows, const MediaI
     if (!isMedia(info.msg->type()) && !hasUrl) {
         return;
     }
-    const bool visible = isVisible(row, info, dialog);
-    const bool shown = visible && !bSilent && !info.msg->isRevoked();
-    const bool replaced = !info.msg->isRevoked() && replaceEditedMedia(info, bSilent);
+    const bool withdrawn = info.msg->isRevoked();
+    const bool shown = isVisible(row, info, dialog) && !bSilent && !withdrawn;
+    const bool replaced = !withdrawn && replaceEditedMedia(info, bSilent);
     if (hasUrl && !isClearing() && shown) {
         updateLinkModel(info, replaced ? DO_UPDATE : DO_ADD);
     }
@@ -374,15 +374,7 @@ bool MediaMgr::replaceEditedMedia(const MediaInfo &info, bool bSilent)
     const QString dialogId = info.msg->dialogId();
     fileReferenceDb()->remove(dialogId, info.messageId);
     if (!bSilent) {
-        const qint64 messageId = info.messageId;
-        QMetaObject::invokeMethod(
-                this,
-                [this, dialogId, messageId] {
-                    for (MediaResourceMgr *mgr : resourceMgrsOf(dialogId)) {
-                        mgr->removeMessages(QList<qint64> {messageId});
-                    }
-                },
-                Qt::QueuedConnection);
+        removeMedia(dialogId, {info.messageId});
     }
     return true;
 }

@@ -20,6 +20,7 @@
 #include <QDateTime>
 #include <QJsonArray>
 #include <QTextStream>
+#include <memory>
 
 namespace GalleryListing {
 
@@ -148,14 +149,16 @@ bool searchChat(MediaMgr &hub, const QString &dialogId, const SearchOptions &opt
         *error = QStringLiteral("no chat ") + dialogId;
         return false;
     }
-    QList<QString> dialogIds;
+    // A global search has its own search over every chat; a chat's search is its gallery's.
+    std::unique_ptr<MediaSearch> globalSearch;
     if (options.global) {
+        QList<QString> dialogIds;
         for (const QSharedPointer<DialogBase> &dialog : hub.account()->dialogs()) {
             dialogIds.append(dialog->dialogId());
         }
+        globalSearch = std::make_unique<MediaSearch>(hub.account(), true, dialogIds);
     }
-    MediaSearch globalSearch(hub.account(), true, dialogIds);
-    MediaSearch *search = options.global ? &globalSearch : gallery->mediaSearch();
+    MediaSearch *search = globalSearch ? globalSearch.get() : gallery->mediaSearch();
     SearchKey key;
     key.keyword = options.keyword;
     if (options.senderId > 0) {
