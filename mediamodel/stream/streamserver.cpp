@@ -22,22 +22,11 @@
 #include <QThread>
 #include <QTimer>
 #include <QUrl>
-#include <QWaitCondition>
 
 #include <atomic>
 #include <unordered_map>
 
 namespace network {
-
-// The wait record of one blocking call, shared by the caller and the task it posts so that it
-// outlives whichever finishes last. The caller locks the mutex before posting and the task locks
-// it before waking, so the wake-up cannot be lost.
-struct Sync
-{
-    QMutex mutex;
-    QWaitCondition condition;
-    bool done = false; // guarded by mutex; a spurious wake-up must not end the wait early
-};
 
 namespace {
 
@@ -562,47 +551,39 @@ StreamServer::~StreamServer()
 
 void StreamServer::release()
 {
-    std::unique_ptr<Private> released = std::move(d);
-    if (released) {
-        // Destroyed on the thread its sockets and timer live on while that thread runs.
-        runBlockingOn(getNetworkThread(), [&released] {
-            released.reset();
-            // Closing a connection posts the deletion of it and of its socket. At application
-            // exit the thread stops before its next turn, so that runs here and now.
-            if (QThread::currentThread() == getNetworkThread()) {
-                QCoreApplication::sendPostedEvents();
-                QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-            }
-        });
+    if (!d) {
+        return;
     }
+    // Taken and destroyed on the thread its sockets and timer live on while that thread runs:
+    // a socket of it may be announcing its disconnection there at this very moment.
+    runBlockingOn(getNetworkThread(), [this] {
+        std::unique_ptr<Private> released = std::move(d);
+        released.reset();
+        // Closing a connection posts the deletion of it and of its socket. At application
+        // exit the thread stops before its next turn, so that runs here and now.
+        if (QThread::currentThread() == getNetworkThread()) {
+            QCoreApplication::sendPostedEvents();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        }
+    });
 }
 
 bool StreamServer::runOnNetworkThread(const std::function<void()> &task)
 {
-    if (!d) {
-        return false;
-    }
     QThread *thread = getNetworkThread();
-    if (thread == QThread::currentThread()) {
-        task();
-        return true;
-    }
-    if (!thread->isRunning()) {
+    if (thread != QThread::currentThread() && !thread->isRunning()) {
         qCWarning(lcMedia, "[stream_server]: the network thread has stopped");
         return false;
     }
-    const auto sync = std::make_shared<Sync>();
-    QMutexLocker locker(&sync->mutex);
-    QMetaObject::invokeMethod(d->server.get(), [task, sync] {
-        task();
-        QMutexLocker taskLocker(&sync->mutex);
-        sync->done = true;
-        sync->condition.wakeAll();
+    // Looked at there: a release may take the server state away until the task's turn comes.
+    bool ran = false;
+    runBlockingOn(thread, [this, &task, &ran] {
+        if (d) {
+            task();
+            ran = true;
+        }
     });
-    while (!sync->done) {
-        sync->condition.wait(&sync->mutex);
-    }
-    return true;
+    return ran;
 }
 
 QString StreamServer::getUrl(qint64 accountId, QString fileId)
@@ -684,6 +665,10 @@ void StreamServer::onNewConnection()
 
 void StreamServer::onDisconnected(QTcpSocket *socket)
 {
+    // A socket deleted after the release still says goodbye.
+    if (!d) {
+        return;
+    }
     const auto it = d->connections.find(socket);
     if (it != d->connections.end()) {
         d->connections.erase(it);
