@@ -17,6 +17,7 @@
 #include "loading/mediaresourcemgr.h"
 #include "mediacalender.h"
 #include "mediamodellog_p.h"
+#include "mediapreview.h"
 #include "mediasearch.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
@@ -41,6 +42,8 @@
 #include <QtQml>
 
 namespace {
+
+constexpr int PREVIEW_WINDOW = 100;
 
 // Rows made from a quoted message carry this bit on their type, so that they never collide with
 // the rows of the message's own media and never count as a reason to delete a file.
@@ -79,15 +82,21 @@ MediaMgr::MediaMgr(AccountBase *account)
     , m_account(account)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
+    m_preview = new MediaPreview(account, PREVIEW_WINDOW);
+    m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
     m_searchServiceCmd = new SearchServiceCmd(account);
     m_threadPool = new QThreadPool(this);
     m_threadPool->setObjectName(QStringLiteral("media_thread_pool"));
     m_threadPool->setMaxThreadCount(5);
+    m_preview->setThreadPool(m_threadPool);
+    m_externalPreview->setThreadPool(m_threadPool);
 }
 
 MediaMgr::~MediaMgr()
 {
     m_localClearFuture.waitForFinished();
+    delete m_preview;
+    delete m_externalPreview;
     delete m_searchServiceCmd;
     delete m_threadPool;
     // Database parts of removals queued on the host's worker still name this hub.
@@ -103,6 +112,7 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaSearch *>("MediaSearch *");
     qRegisterMetaType<MediaMgr *>("MediaMgr *");
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
+    qRegisterMetaType<MediaPreview *>("MediaPreview *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
 }
@@ -271,6 +281,9 @@ void MediaMgr::prepareToClearData(bool)
     for (MediaCalender *calendar : std::as_const(m_calendars)) {
         calendar->shutdown();
     }
+    locker.unlock();
+    m_preview->prepareToClearData();
+    m_externalPreview->prepareToClearData();
 }
 
 void MediaMgr::clearData(bool)
@@ -282,6 +295,9 @@ void MediaMgr::clearData(bool)
     m_externResourceMgrs.clear();
     qDeleteAll(m_calendars);
     m_calendars.clear();
+    locker.unlock();
+    m_preview->clearData();
+    m_externalPreview->clearData();
 }
 
 void MediaMgr::getNewData()
@@ -447,6 +463,9 @@ void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, const QList
                         updateResourceModel(mgr, info, type, op, type == CONTENT_TEXT);
                     }
                 }
+                for (MediaPreview *preview : {m_preview, m_externalPreview}) {
+                    updatePreviewModel(preview, info, op, listTypes);
+                }
             },
             Qt::QueuedConnection);
 }
@@ -467,6 +486,36 @@ void MediaMgr::updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info,
         model->update(item);
     } else if (op == DO_ADD && mgr->sourceDlgId().isEmpty() && model->canInsert(item)) {
         model->insert(item);
+    } else {
+        delete item;
+    }
+}
+
+// A preview of a search takes no new items: they might not match it. Media that left a message
+// leave the preview too.
+void MediaMgr::updatePreviewModel(MediaPreview *preview, const MediaInfo &info, DoOperator op,
+                                  const QList<int> &listTypes)
+{
+    const QString dialogId = info.msg->dialogId();
+    if (preview->dialogId() != dialogId) {
+        return;
+    }
+    const int previewType = preview->listType();
+    const bool typeMatches = std::any_of(listTypes.cbegin(), listTypes.cend(), [&](int type) {
+        return (type == CONTENT_VIDEO ? CONTENT_PHOTO : type) == previewType;
+    });
+    if (!typeMatches) {
+        if (op == DO_UPDATE) {
+            preview->removeMessages(dialogId, {info.msg->msgId()});
+        }
+        return;
+    }
+    ResourceItem *item =
+            previewType == CONTENT_TEXT ? new ResourceLinkItem(info) : new ResourceItem(info);
+    if (op == DO_UPDATE) {
+        preview->updateItem(item);
+    } else if (op == DO_ADD && !preview->isShowingSearch()) {
+        preview->insertItem(item);
     } else {
         delete item;
     }
@@ -563,7 +612,9 @@ QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo
 
 void MediaMgr::removeResource(const QString &dialogId, const MessageIdRange &range, bool)
 {
-    removeFromModels(dialogId, [range](MediaResourceMgr *mgr) { mgr->removeMessages(range); });
+    removeFromModels(
+            dialogId, [range](MediaResourceMgr *mgr) { mgr->removeMessages(range); },
+            [dialogId, range](MediaPreview *preview) { preview->removeMessages(dialogId, range); });
     deleteMedias(fileReferenceDb()->removeWithMessageRange(dialogId, range));
 }
 
@@ -592,17 +643,25 @@ void MediaMgr::removeResourceBySenderId(const QString &dialogId, qint64 senderId
 
 void MediaMgr::removeMedia(const QString &dialogId, const QList<qint64> &messageIds)
 {
-    removeFromModels(dialogId,
-                     [messageIds](MediaResourceMgr *mgr) { mgr->removeMessages(messageIds); });
+    removeFromModels(
+            dialogId, [messageIds](MediaResourceMgr *mgr) { mgr->removeMessages(messageIds); },
+            [dialogId, messageIds](MediaPreview *preview) {
+                preview->removeMessages(dialogId, messageIds);
+            });
 }
 
-void MediaMgr::removeFromModels(const QString &dialogId, std::function<void(MediaResourceMgr *)> fn)
+void MediaMgr::removeFromModels(const QString &dialogId,
+                                std::function<void(MediaResourceMgr *)> fromGallery,
+                                std::function<void(MediaPreview *)> fromPreview)
 {
     QMetaObject::invokeMethod(
             this,
-            [this, dialogId, fn] {
+            [this, dialogId, fromGallery, fromPreview] {
                 for (MediaResourceMgr *mgr : resourceMgrsOf(dialogId)) {
-                    fn(mgr);
+                    fromGallery(mgr);
+                }
+                for (MediaPreview *preview : {m_preview, m_externalPreview}) {
+                    fromPreview(preview);
                 }
             },
             Qt::QueuedConnection);
@@ -615,9 +674,14 @@ void MediaMgr::removeRowsAndFiles(const QString &dialogId, const QList<qint64> &
 
 void MediaMgr::clearMediaModel(const QString &dialogId, qint64 messageId, bool bClearSearch)
 {
-    removeFromModels(dialogId, [messageId, bClearSearch](MediaResourceMgr *mgr) {
-        mgr->clearHistory(messageId, bClearSearch);
-    });
+    removeFromModels(
+            dialogId,
+            [messageId, bClearSearch](MediaResourceMgr *mgr) {
+                mgr->clearHistory(messageId, bClearSearch);
+            },
+            [dialogId, messageId](MediaPreview *preview) {
+                preview->clearHistory(dialogId, messageId);
+            });
 }
 
 void MediaMgr::clearResourceDB(const QString &dialogId, qint64 time)

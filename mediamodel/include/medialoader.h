@@ -38,6 +38,12 @@ public:
     // Starts both directions at one item: an older page includes it, a newer page starts after it.
     void initStatus(qint64 messageId, qint64 dateTime);
 
+    // For a list that dropped the items beyond one of its ends: the next older page starts just
+    // older than the item (messageId, dateTime), the next newer page just newer than it. Only
+    // while no load runs.
+    void resumeOlderBeyond(qint64 messageId, qint64 dateTime);
+    void resumeNewerBeyond(qint64 messageId, qint64 dateTime);
+
     // One page of one dialog: older items appended to out, newer items put in front of it, so that
     // out stays newest first. Local pages are topped up until more than half of loadCount is in
     // hand. fromRemote takes an older page from the server (when the account reaches it) in one

@@ -18,6 +18,7 @@ class ContentItem;
 class DialogBase;
 class FileDataMgr;
 class MediaCalender;
+class MediaPreview;
 class MediaResourceMgr;
 class QThreadPool;
 class SearchServiceCmd;
@@ -103,6 +104,9 @@ public:
     void runWithThread(std::function<void()> fn);
 
 public Q_SLOTS:
+    // The gallery's full-screen viewer, and a second one for views outside the gallery.
+    MediaPreview *mediaPreview() const { return m_preview; }
+    MediaPreview *externalMediaPreview() const { return m_externalPreview; }
     // The gallery of a dialog, made on first request; null for a dialog the account does not
     // know. Asked again with another sourceDlgId, the old gallery is torn down and a new one
     // made. The extern set serves views outside the gallery and is independent of it.
@@ -146,12 +150,19 @@ private:
     void updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info, int type, DoOperator op,
                              bool bHasUrl);
 
-    void removeFromModels(const QString &dialogId, std::function<void(MediaResourceMgr *)> fn);
+    void updatePreviewModel(MediaPreview *preview, const MediaInfo &info, DoOperator op,
+                            const QList<int> &listTypes);
+
+    void removeFromModels(const QString &dialogId,
+                          std::function<void(MediaResourceMgr *)> fromGallery,
+                          std::function<void(MediaPreview *)> fromPreview);
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
     QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates);
     void clearTempMedia();
 
     AccountBase *const m_account;
+    MediaPreview *m_preview = nullptr;         // owned
+    MediaPreview *m_externalPreview = nullptr; // owned
     ResourceMgrHash m_resourceMgrs;
     ResourceMgrHash m_externResourceMgrs;
     QHash<QString, MediaCalender *> m_calendars;    // guarded by m_mutex

@@ -145,6 +145,20 @@ void MediaLoader::initStatus(qint64 messageId, qint64 dateTime)
     m_hasMoreAfter = true;
 }
 
+void MediaLoader::resumeOlderBeyond(qint64 messageId, qint64 dateTime)
+{
+    m_beforeMsgId = messageId - 1;
+    m_beforeTime = dateTime - 1;
+    m_hasMoreBefore = true;
+}
+
+void MediaLoader::resumeNewerBeyond(qint64 messageId, qint64 dateTime)
+{
+    m_afterMsgId = messageId + 1;
+    m_afterTime = dateTime + 1;
+    m_hasMoreAfter = true;
+}
+
 ResultCount MediaLoader::loadBeforeItems(QList<ResourceItem *> &out,
                                          QSharedPointer<DialogBase> dialog, const SearchKey &key,
                                          int type, int loadCount, bool fromRemote)
