@@ -5,9 +5,11 @@
 #include "gallerylog.h"
 #include "im.pb.h"
 #include "loading/mediaresourcemgr.h"
+#include "mediacalender.h"
 #include "mediafiles.h"
 #include "mediainfo.h"
 #include "mediamgr.h"
+#include "mediapreview.h"
 #include "messagebase.h"
 #include "messagestorage.h"
 #include "resourceitem.h"
@@ -92,6 +94,7 @@ void GalleryController::openGallery(const QString &dialogId)
 {
     releaseGallery();
     m_gallery = m_hub->mediaResourceMgr(dialogId);
+    m_calendar = m_hub->mediaCalender(dialogId);
     m_galleryChatId = dialogId;
     if (!m_gallery) {
         qCWarning(lcGallery) << "the account has no chat" << dialogId;
@@ -105,7 +108,15 @@ void GalleryController::releaseGallery()
         return;
     }
     m_gallery.clear();
-    m_hub->releaseResourceMgr(std::exchange(m_galleryChatId, QString()));
+    m_calendar.clear();
+    const QString dialogId = std::exchange(m_galleryChatId, QString());
+    m_hub->releaseResourceMgr(dialogId);
+    m_hub->releaseMediaCalender(dialogId);
+}
+
+QObject *GalleryController::preview() const
+{
+    return m_hub->mediaPreview();
 }
 
 // The newest stored message decides, so that a new photo lands above everything the chat holds.

@@ -32,6 +32,10 @@ class GalleryController : public QObject
                        currentChatIdChanged)
     // The hub's gallery of the chat; QML reaches its typed lists through mediaResource(type).
     Q_PROPERTY(QObject *gallery READ gallery NOTIFY galleryChanged)
+    // The hub's calendar of the chat (its days with photos and videos), held with the gallery.
+    Q_PROPERTY(QObject *calendar READ calendar NOTIFY galleryChanged)
+    // The hub's full-screen viewer.
+    Q_PROPERTY(QObject *preview READ preview CONSTANT)
 
 public:
     // The gallery open at the end stays with the hub, which deletes it in clearData().
@@ -46,6 +50,8 @@ public:
     // Opens the chat's gallery; an id the account does not know leaves no gallery open.
     void setCurrentChatId(const QString &dialogId);
     QObject *gallery() const { return m_gallery; }
+    QObject *calendar() const { return m_calendar; }
+    QObject *preview() const;
 
     // Sends a new photo into the open chat: stored as the client stores a received message, then
     // handed to the hub, which puts it at the top of the photo list. False, with a notice, when
@@ -74,5 +80,6 @@ private:
     QString m_currentChatId;
     // Owned by the hub, which deletes it some time after releaseGallery(): only held while open.
     QPointer<QObject> m_gallery;
-    QString m_galleryChatId; // the id the hub handed m_gallery out for
+    QPointer<QObject> m_calendar; // owned by the hub likewise
+    QString m_galleryChatId;      // the id the hub handed m_gallery out for
 };

@@ -6,20 +6,23 @@
 #include "chatlistmodel.h"
 #include "gallerycontroller.h"
 #include "gallerylog.h"
+#include "gallerywindow.h"
 #include "mediamgr.h"
 #include "sampleaccount.h"
 #include "screenshotgrabber.h"
-#include "thumbnailprovider.h"
 
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
+#include <QQmlExtensionPlugin>
 #include <QQuickWindow>
 #include <QStandardPaths>
 #include <memory>
 #include <optional>
+
+Q_IMPORT_QML_PLUGIN(MediaGalleryPlugin)
 
 namespace {
 
@@ -141,16 +144,6 @@ QString chooseChat(const ChatListModel &chats, const QString &requested)
     return requested;
 }
 
-// Headless runs render with the software scene graph, which needs no GPU and grabs the same
-// pixels on every machine.
-void chooseRenderer()
-{
-    if (QGuiApplication::platformName() == QLatin1String("offscreen")
-        || QGuiApplication::platformName() == QLatin1String("minimal")) {
-        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    }
-}
-
 int runWindow(QGuiApplication &app, const Options &options, AccountBase &account, MediaMgr &hub)
 {
     GalleryController controller(&account, &hub);
@@ -161,17 +154,8 @@ int runWindow(QGuiApplication &app, const Options &options, AccountBase &account
     controller.setCurrentChatId(chatId);
 
     QQmlApplicationEngine engine;
-    engine.addImageProvider(QLatin1String(ThumbnailProvider::Name), new ThumbnailProvider);
-    engine.setInitialProperties({{QStringLiteral("controller"), QVariant::fromValue(&controller)},
-                                 {QStringLiteral("initialTab"), options.tab},
-                                 {QStringLiteral("width"), options.windowSize.width()},
-                                 {QStringLiteral("height"), options.windowSize.height()}});
-    engine.load(QUrl(QStringLiteral("qrc:/MediaGallery/qml/Main.qml")));
-    auto *window = engine.rootObjects().isEmpty()
-            ? nullptr
-            : qobject_cast<QQuickWindow *>(engine.rootObjects().constFirst());
+    QQuickWindow *window = loadGalleryWindow(engine, controller, options.tab, options.windowSize);
     if (!window) {
-        qCCritical(lcGallery) << "cannot load the gallery window";
         return 1;
     }
     std::unique_ptr<ScreenshotGrabber> grabber;
@@ -190,7 +174,7 @@ int main(int argc, char *argv[])
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("mediamodel-gallery"));
     QGuiApplication::setOrganizationName(QStringLiteral("mediamodel"));
-    chooseRenderer();
+    chooseGalleryRenderer();
 
     const std::optional<Options> options = parseOptions(app);
     if (!options || !ensureAccount(options->accountDir)) {

@@ -61,6 +61,19 @@ QUrl MediaFiles::thumbnailUrl(ResourceItem *item)
     return {};
 }
 
+QUrl MediaFiles::pictureUrl(ResourceItem *item)
+{
+    const QSharedPointer<FileData> source = sourceOf(item);
+    if (source && item->type() == CONTENT_PHOTO) {
+        if (isOnDisk(source)) {
+            return QUrl::fromLocalFile(source->localPath());
+        }
+        requestDownload(source);
+    }
+    const QSharedPointer<FileData> picture = pictureOf(item);
+    return picture && isOnDisk(picture) ? QUrl::fromLocalFile(picture->localPath()) : QUrl();
+}
+
 QString MediaFiles::thumbnailFileId(ResourceItem *item) const
 {
     const QSharedPointer<FileData> picture = pictureOf(item);
@@ -146,7 +159,7 @@ void MediaFiles::onDownloadFinished(const QString &fileId, bool ok)
         return;
     }
     if (!ok) {
-        qCWarning(lcGallery) << "cannot download the thumbnail" << fileId;
+        qCWarning(lcGallery) << "cannot download the picture" << fileId;
         m_failed.insert(fileId);
     }
     Q_EMIT pendingDownloadsChanged();

@@ -37,6 +37,9 @@ public:
     // The rounded thumbnail of a photo or video for an Image, once its picture is on disk; empty
     // while it downloads or when the item has no picture.
     Q_INVOKABLE QUrl thumbnailUrl(ResourceItem *item);
+    // The picture the viewer shows: a photo itself once on disk (asked for, and the thumbnail
+    // shown, until then), else the thumbnail. A plain file URL; empty when nothing is on disk.
+    Q_INVOKABLE QUrl pictureUrl(ResourceItem *item);
     // The id of the file thumbnailUrl() shows, to match fileReady() against.
     Q_INVOKABLE QString thumbnailFileId(ResourceItem *item) const;
     // The name the user sees: the file's display name, or its own name.

@@ -8,6 +8,8 @@ Rectangle {
     id: pane
 
     required property GalleryController controller
+    // The full-screen viewer that photos and videos open in.
+    property var viewer: null
     // The type code of the list shown: 2 photos and videos, 6 files, 1 links, 4 music, 3 voice.
     property int currentType: 2
     readonly property string chatName: controller.chats.nameOf(controller.currentChatId)
@@ -72,6 +74,16 @@ Rectangle {
                     text: qsTr("Shared media")
                     font.pixelSize: 12
                     color: Theme.secondaryText
+                }
+            }
+            ToolButtonFlat {
+                objectName: "calendarButton"
+                text: qsTr("Calendar")
+                glyph: "\u25a6"
+                enabled: pane.controller.calendar !== null
+                onClicked: {
+                    calendarPopup.showMonthOf(pane.controller.calendar.lastDate());
+                    calendarPopup.open();
                 }
             }
             ToolButtonFlat {
@@ -175,7 +187,10 @@ Rectangle {
                 emptyGlyph: "\u25a3"
                 emptyTitle: qsTr("No photos or videos yet")
                 emptyText: qsTr("Photos and videos shared in this chat show up here.")
-                delegate: PhotoSection { files: pane.controller.files }
+                delegate: PhotoSection {
+                    files: pane.controller.files
+                    viewer: pane.viewer
+                }
             }
             ListTab {
                 id: fileTab
@@ -209,6 +224,17 @@ Rectangle {
                 emptyText: qsTr("Voice messages of this chat show up here.")
                 delegate: VoiceRow { files: pane.controller.files }
             }
+        }
+    }
+
+    CalendarPopup {
+        id: calendarPopup
+        x: Math.round((pane.width - width) / 2)
+        y: 72
+        calendar: pane.controller.calendar
+        onDaySelected: item => {
+            if (pane.viewer)
+                pane.viewer.openAt(item);
         }
     }
 }

@@ -41,7 +41,15 @@ ApplicationWindow {
             Layout.fillHeight: true
             controller: window.controller
             currentType: window.initialTab
+            viewer: viewer
         }
+    }
+
+    PreviewOverlay {
+        id: viewer
+        anchors.fill: parent
+        files: window.controller.files
+        preview: window.controller.preview
     }
 
     Rectangle {

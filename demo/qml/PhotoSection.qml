@@ -9,6 +9,7 @@ Column {
     // The section's MediaItemModel.
     required property var itemModel
     property MediaFiles files
+    property var viewer: null
 
     readonly property int preferredTile: 150
     readonly property int columns: Math.max(3, Math.floor((width + Theme.gap) / (preferredTile + Theme.gap)))
@@ -35,6 +36,7 @@ Column {
 
             delegate: PhotoTile {
                 files: section.files
+                viewer: section.viewer
                 size: section.tileSize
             }
         }

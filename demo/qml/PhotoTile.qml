@@ -6,9 +6,12 @@ import MediaGallery
 Item {
     id: tile
 
+    objectName: "photoTile"
     // The ResourceItem.
     required property var itemModel
     property MediaFiles files
+    // Opened on this item when the tile is clicked.
+    property var viewer: null
     property int size: 150
 
     readonly property bool isVideo: itemModel.type === 5
@@ -76,6 +79,7 @@ Item {
         anchors.fill: parent
         hoverEnabled: true
         cursorShape: Qt.PointingHandCursor
+        onClicked: if (tile.viewer) tile.viewer.openAt(tile.itemModel)
     }
 
     ToolTip.visible: mouse.containsMouse && itemModel.msgData && itemModel.msgData.text.length > 0

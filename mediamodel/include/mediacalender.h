@@ -48,6 +48,8 @@ public:
 public Q_SLOTS:
     // The item of the day that starts at date (a dayKey()); null for any other instant.
     ResourceItem *mediaByDate(qlonglong date) const;
+    // The newest day that has an item (a dayKey()), where a calendar opens; 0 without any.
+    qlonglong lastDate() const;
 
 Q_SIGNALS:
     void isQueryingChanged();

@@ -9,6 +9,7 @@
 
 #include <QDateTime>
 #include <QJSEngine>
+#include <algorithm>
 
 MediaCalender::MediaCalender(AccountBase *account, QSharedPointer<DialogBase> dialog,
                              QObject *parent)
@@ -62,6 +63,12 @@ void MediaCalender::shutdown()
 ResourceItem *MediaCalender::mediaByDate(qlonglong date) const
 {
     return m_days.value(date);
+}
+
+qlonglong MediaCalender::lastDate() const
+{
+    const QList<qint64> days = m_days.keys();
+    return days.isEmpty() ? 0 : *std::max_element(days.cbegin(), days.cend());
 }
 
 ResultCount MediaCalender::onLoadingData(const SearchKey &, int, int)
