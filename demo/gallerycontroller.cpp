@@ -1,7 +1,8 @@
 #include "gallerycontroller.h"
 
-#include "accountbase.h"
 #include "chatlistmodel.h"
+#include "deletionrecord.h"
+#include "galleryaccount.h"
 #include "gallerylog.h"
 #include "im.pb.h"
 #include "loading/mediaresourcemgr.h"
@@ -14,7 +15,6 @@
 #include "messagestorage.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
-#include "resourcestorage.h"
 #include "samplephoto.h"
 #include "userstorageprovider.h"
 
@@ -27,13 +27,20 @@ constexpr qint64 MessageIdStep = 2;
 
 } // namespace
 
-GalleryController::GalleryController(AccountBase *account, MediaMgr *hub, QObject *parent)
+GalleryController::GalleryController(GalleryAccount *account, MediaMgr *hub, QObject *parent)
     : QObject(parent)
     , m_account(account)
     , m_hub(hub)
     , m_chats(new ChatListModel(account, this))
     , m_files(new MediaFiles(account->fileManager(), this))
-{ }
+{
+    account->setHub(hub);
+    connect(account, &GalleryAccount::messagesDeleted, this, [this](int count) {
+        Q_EMIT notice(count == 1 ? tr("Message deleted") : tr("%n messages deleted", "", count));
+    });
+    connect(account, &GalleryAccount::messagesForwarded, this,
+            [this](int count) { Q_EMIT notice(tr("%n message(s) forwarded", "", count)); });
+}
 
 void GalleryController::setCurrentChatId(const QString &dialogId)
 {
@@ -80,13 +87,9 @@ bool GalleryController::deleteNewest(QObject *list)
         Q_EMIT notice(tr("Nothing to delete"));
         return false;
     }
-    const QList<qint64> messageIds {messageId};
-    storage::UserStorageProvider *store = m_account->storage();
-    store->messageStorage()->removeWithMessageIds(m_currentChatId, messageIds);
-    store->resourceStorage()->removeWithMessageIds(m_currentChatId, messageIds);
-    m_hub->removeResource(m_currentChatId, messageIds, false);
-    qCInfo(lcGallery) << "deleted message" << messageId << "of" << m_currentChatId;
-    Q_EMIT notice(tr("Message deleted"));
+    DeletionRecord record;
+    record.messageId = messageId;
+    m_account->deleteMessages({{m_currentChatId, {record}}}, false);
     return true;
 }
 

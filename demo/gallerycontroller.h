@@ -5,7 +5,7 @@
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
-class AccountBase;
+class GalleryAccount;
 class ChatListModel;
 class MediaFiles;
 class MediaMgr;
@@ -23,11 +23,11 @@ class GalleryController : public QObject
     Q_MOC_INCLUDE("chatlistmodel.h")
     Q_MOC_INCLUDE("mediafiles.h")
     Q_MOC_INCLUDE("mediamgr.h")
-    Q_MOC_INCLUDE("accountbase.h")
+    Q_MOC_INCLUDE("galleryaccount.h")
     Q_PROPERTY(ChatListModel *chats READ chats CONSTANT)
     Q_PROPERTY(MediaFiles *files READ files CONSTANT)
     Q_PROPERTY(MediaMgr *hub READ hub CONSTANT)
-    Q_PROPERTY(AccountBase *account READ account CONSTANT)
+    Q_PROPERTY(GalleryAccount *account READ account CONSTANT)
     Q_PROPERTY(QString currentChatId READ currentChatId WRITE setCurrentChatId NOTIFY
                        currentChatIdChanged)
     // The hub's gallery of the chat; QML reaches its typed lists through mediaResource(type).
@@ -38,13 +38,14 @@ class GalleryController : public QObject
     Q_PROPERTY(QObject *preview READ preview CONSTANT)
 
 public:
-    // The gallery open at the end stays with the hub, which deletes it in clearData().
-    GalleryController(AccountBase *account, MediaMgr *hub, QObject *parent = nullptr);
+    // The gallery open at the end stays with the hub, which deletes it in clearData(). Tells the
+    // account of the hub, so that the deletions it carries out reach the lists.
+    GalleryController(GalleryAccount *account, MediaMgr *hub, QObject *parent = nullptr);
 
     ChatListModel *chats() const { return m_chats; }
     MediaFiles *files() const { return m_files; }
     MediaMgr *hub() const { return m_hub; }
-    AccountBase *account() const { return m_account; }
+    GalleryAccount *account() const { return m_account; }
 
     QString currentChatId() const { return m_currentChatId; }
     // Opens the chat's gallery; an id the account does not know leaves no gallery open.
@@ -73,7 +74,7 @@ private:
     void releaseGallery();
     qint64 nextMessageId() const;
 
-    AccountBase *const m_account;
+    GalleryAccount *const m_account;
     MediaMgr *const m_hub;
     ChatListModel *const m_chats; // child
     MediaFiles *const m_files;    // child

@@ -1,9 +1,9 @@
 // The gallery application: the shared-media panel of a messenger over a local account, by default
 // the embedded sample account, which is created on first start.
 
-#include "accountbase.h"
 #include "accountmanager.h"
 #include "chatlistmodel.h"
+#include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerylog.h"
 #include "gallerywindow.h"
@@ -144,7 +144,7 @@ QString chooseChat(const ChatListModel &chats, const QString &requested)
     return requested;
 }
 
-int runWindow(QGuiApplication &app, const Options &options, AccountBase &account, MediaMgr &hub)
+int runWindow(QGuiApplication &app, const Options &options, GalleryAccount &account, MediaMgr &hub)
 {
     GalleryController controller(&account, &hub);
     const QString chatId = chooseChat(*controller.chats(), options.chatId);
@@ -185,7 +185,7 @@ int main(int argc, char *argv[])
         qCCritical(lcGallery) << "no account in" << options->accountDir;
         return 2;
     }
-    AccountBase account(userId, options->accountDir);
+    GalleryAccount account(userId, options->accountDir);
     if (!account.isValid()) {
         qCCritical(lcGallery) << "cannot open the account in" << options->accountDir;
         return 2;

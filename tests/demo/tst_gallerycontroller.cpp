@@ -1,8 +1,8 @@
-#include "accountbase.h"
 #include "chatlistmodel.h"
 #include "contenttype.h"
 #include "dialogbase.h"
 #include "filedata.h"
+#include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerysample.h"
 #include "loading/mediaresource.h"
@@ -59,7 +59,7 @@ private:
     QTemporaryDir m_dir;
     QString m_photoChat;
     QString m_chatWithoutPhotos;
-    std::unique_ptr<AccountBase> m_account;
+    std::unique_ptr<GalleryAccount> m_account;
     MediaMgr *m_hub = nullptr; // child of the account
     std::unique_ptr<GalleryController> m_controller;
 };
@@ -75,7 +75,7 @@ void TestGalleryController::initTestCase()
 
 void TestGalleryController::init()
 {
-    m_account = std::make_unique<AccountBase>(SampleAccount::UserId, m_dir.path());
+    m_account = std::make_unique<GalleryAccount>(SampleAccount::UserId, m_dir.path());
     QVERIFY(m_account->isValid());
     m_hub = new MediaMgr(m_account.get());
     m_controller = std::make_unique<GalleryController>(m_account.get(), m_hub);

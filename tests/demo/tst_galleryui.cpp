@@ -1,4 +1,4 @@
-#include "accountbase.h"
+#include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerysample.h"
 #include "gallerywindow.h"
@@ -62,7 +62,7 @@ private:
 
     QTemporaryDir m_dir;
     GallerySample m_sample;
-    std::unique_ptr<AccountBase> m_account;
+    std::unique_ptr<GalleryAccount> m_account;
     MediaMgr *m_hub = nullptr; // child of the account
     std::unique_ptr<GalleryController> m_controller;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
@@ -74,7 +74,7 @@ void TestGalleryUi::initTestCase()
     QVERIFY(m_dir.isValid());
     QVERIFY(m_sample.create(m_dir.path()));
     chooseGalleryRenderer();
-    m_account = std::make_unique<AccountBase>(SampleAccount::UserId, m_dir.path());
+    m_account = std::make_unique<GalleryAccount>(SampleAccount::UserId, m_dir.path());
     QVERIFY(m_account->isValid());
     MediaMgr::registerMetaType("MediaGallery");
     m_hub = new MediaMgr(m_account.get());
