@@ -10,6 +10,71 @@ Rectangle {
     required property GalleryController controller
     // The full-screen viewer that photos and videos open in.
     property var viewer: null
+    // Selection mode: a click ticks a photo instead of opening it, a drag ticks a range.
+    property bool selecting: false
+    readonly property var selector: controller.selector
+    // The press point of a drag over the photos and the value it sets; (-1,-1) between drags.
+    property point dragStart: Qt.point(-1, -1)
+    property bool dragValue: true
+    property bool dragged: false
+    // The photo list's area, in whose coordinates a drag reports where it is.
+    readonly property Item photoList: photoTab
+    // The last tile ticked by a click, where a shift-click range starts.
+    property point lastClicked: Qt.point(-1, -1)
+
+    function endSelection() {
+        selecting = false;
+        if (selector)
+            selector.clearSelected();
+        lastClicked = Qt.point(-1, -1);
+    }
+
+    function isTicked(item) {
+        // Reads selectCount so that a binding on it is told of every change.
+        return selector !== null && selector.selectCount >= 0
+                && selector.isSelected(item.dialogId, item.mediaKey);
+    }
+
+    function tileClicked(tile, modifiers) {
+        if (!selecting) {
+            if (viewer)
+                viewer.openAt(tile.itemModel);
+            return;
+        }
+        const model = listOf(2) ? listOf(2).resourceModel : null;
+        if ((modifiers & Qt.ShiftModifier) && lastClicked.x >= 0 && model) {
+            selector.beginSelect();
+            selector.changeSelects(model, lastClicked, tile.selectPoint, true);
+            selector.endSelect();
+        } else {
+            selector.changeSelected(tile.itemModel);
+        }
+        lastClicked = tile.selectPoint;
+    }
+
+    function dragBegan(tile) {
+        dragStart = tile.selectPoint;
+        dragValue = !isTicked(tile.itemModel);
+        dragged = false;
+        selector.beginSelect();
+    }
+
+    function dragMoved(x, y) {
+        const model = listOf(2) ? listOf(2).resourceModel : null;
+        const tile = photoTab.tileAt(x, y);
+        if (!tile || !model || dragStart.x < 0)
+            return;
+        if (!dragged && tile.selectPoint === dragStart)
+            return;
+        dragged = true;
+        selector.changeSelects(model, dragStart, tile.selectPoint, dragValue);
+    }
+
+    function dragEnded() {
+        if (dragStart.x >= 0)
+            selector.endSelect();
+        dragStart = Qt.point(-1, -1);
+    }
     // The type code of the list shown: 2 photos and videos, 6 files, 1 links, 4 music, 3 voice.
     property int currentType: 2
     readonly property string chatName: controller.chats.nameOf(controller.currentChatId)
@@ -21,6 +86,8 @@ Rectangle {
         { type: 3, title: qsTr("Voice") }
     ]
     readonly property int currentIndex: Math.max(0, tabs.findIndex(t => t.type === currentType))
+    onCurrentTypeChanged: endSelection()
+    onSelectorChanged: lastClicked = Qt.point(-1, -1)
     readonly property Item currentView: [photoTab, fileTab, linkTab, musicTab, voiceTab][currentIndex]
     readonly property bool pageReady: currentView !== null && currentView.firstPageLoaded
                                       && controller.files.pendingDownloads === 0
@@ -75,6 +142,13 @@ Rectangle {
                     font.pixelSize: 12
                     color: Theme.secondaryText
                 }
+            }
+            ToolButtonFlat {
+                objectName: "selectButton"
+                text: pane.selecting ? qsTr("Cancel") : qsTr("Select")
+                glyph: "\u2713"
+                enabled: pane.selector !== null && pane.currentType === 2
+                onClicked: pane.selecting ? pane.endSelection() : (pane.selecting = true)
             }
             ToolButtonFlat {
                 objectName: "calendarButton"
@@ -189,7 +263,7 @@ Rectangle {
                 emptyText: qsTr("Photos and videos shared in this chat show up here.")
                 delegate: PhotoSection {
                     files: pane.controller.files
-                    viewer: pane.viewer
+                    gallery: pane
                 }
             }
             ListTab {
@@ -224,6 +298,14 @@ Rectangle {
                 emptyText: qsTr("Voice messages of this chat show up here.")
                 delegate: VoiceRow { files: pane.controller.files }
             }
+        }
+
+        SelectionBar {
+            Layout.fillWidth: true
+            visible: pane.selecting
+            selector: pane.selector
+            onDone: pane.endSelection()
+            onSaved: folder => pane.controller.notice(qsTr("Saved to %1").arg(folder))
         }
     }
 

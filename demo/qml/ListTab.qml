@@ -23,6 +23,16 @@ Item {
         list.positionViewAtBeginning();
     }
 
+    // The delegate's tile at (x, y) of this tab, for delegates that have tiles; null elsewhere.
+    function tileAt(x, y) {
+        const p = list.contentItem.mapFromItem(tab, x, y);
+        const row = list.itemAt(p.x, p.y);
+        if (!row || !row.tileAt)
+            return null;
+        const q = row.mapFromItem(tab, x, y);
+        return row.tileAt(q.x, q.y);
+    }
+
     function loadOlderNearEnd() {
         if (resource === null || !firstPageLoaded || resource.isQuerying || list.count === 0)
             return;

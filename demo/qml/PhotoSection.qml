@@ -6,10 +6,19 @@ import MediaGallery
 Column {
     id: section
 
-    // The section's MediaItemModel.
+    // The section's MediaItemModel, and its row in the list.
     required property var itemModel
+    required property int index
     property MediaFiles files
-    property var viewer: null
+    // The GalleryPane, which opens and ticks the tiles.
+    property var gallery: null
+
+    // The tile at (x, y) of this section, or null.
+    function tileAt(x, y) {
+        const p = flow.mapFromItem(section, x, y);
+        const tile = flow.childAt(p.x, p.y);
+        return tile && tile.objectName === "photoTile" ? tile : null;
+    }
 
     readonly property int preferredTile: 150
     readonly property int columns: Math.max(3, Math.floor((width + Theme.gap) / (preferredTile + Theme.gap)))
@@ -28,6 +37,7 @@ Column {
     }
 
     Flow {
+        id: flow
         width: section.width
         spacing: Theme.gap
 
@@ -36,7 +46,8 @@ Column {
 
             delegate: PhotoTile {
                 files: section.files
-                viewer: section.viewer
+                gallery: section.gallery
+                sectionIndex: section.index
                 size: section.tileSize
             }
         }

@@ -7,11 +7,17 @@ Item {
     id: tile
 
     objectName: "photoTile"
-    // The ResourceItem.
+    // The ResourceItem, and its index in its section.
     required property var itemModel
+    required property int index
     property MediaFiles files
-    // Opened on this item when the tile is clicked.
-    property var viewer: null
+    // The GalleryPane, which opens or ticks the item on a click.
+    property var gallery: null
+    property int sectionIndex: 0
+    // Where the selection finds the item in the sectioned list: (section, index in section).
+    readonly property point selectPoint: Qt.point(sectionIndex, index)
+    readonly property bool selecting: gallery !== null && gallery.selecting
+    readonly property bool ticked: selecting && gallery.isTicked(itemModel)
     property int size: 150
 
     readonly property bool isVideo: itemModel.type === 5
@@ -74,12 +80,63 @@ Item {
         }
     }
 
+    Rectangle {
+        visible: tile.selecting
+        anchors.fill: parent
+        radius: Theme.tileRadius
+        color: "transparent"
+        border.width: tile.ticked ? 3 : 0
+        border.color: Theme.accent
+    }
+
+    Rectangle {
+        visible: tile.selecting
+        anchors.top: parent.top
+        anchors.right: parent.right
+        anchors.margins: 8
+        width: 24
+        height: 24
+        radius: 12
+        color: tile.ticked ? Theme.accent : "#66000000"
+        border.width: 2
+        border.color: "white"
+
+        Label {
+            anchors.centerIn: parent
+            visible: tile.ticked
+            text: "\u2713"
+            color: "white"
+            font.pixelSize: 13
+            font.weight: Font.Bold
+        }
+    }
+
+    // In selection mode a press that moves on ticks the tiles it crosses; the list does not
+    // scroll away under it.
     MouseArea {
         id: mouse
         anchors.fill: parent
         hoverEnabled: true
         cursorShape: Qt.PointingHandCursor
-        onClicked: if (tile.viewer) tile.viewer.openAt(tile.itemModel)
+        preventStealing: tile.selecting
+        property bool moved: false
+        onPressed: {
+            moved = false;
+            if (tile.selecting)
+                tile.gallery.dragBegan(tile);
+        }
+        onPositionChanged: mouse => {
+            if (!tile.selecting || !pressed)
+                return;
+            const p = mapToItem(tile.gallery.photoList, mouse.x, mouse.y);
+            tile.gallery.dragMoved(p.x, p.y);
+            moved = tile.gallery.dragged;
+        }
+        onReleased: if (tile.selecting) tile.gallery.dragEnded()
+        onClicked: mouse => {
+            if (!moved && tile.gallery)
+                tile.gallery.tileClicked(tile, mouse.modifiers);
+        }
     }
 
     ToolTip.visible: mouse.containsMouse && itemModel.msgData && itemModel.msgData.text.length > 0
