@@ -1,5 +1,7 @@
 #include "contenttype.h"
+#include "mediamodel.h"
 #include "mediaselector.h"
+#include "mediatestsupport.h"
 #include "messagebase.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
@@ -69,6 +71,7 @@ private Q_SLOTS:
     void dragReturningToThePreviousEndChangesNothing();
     void dragIgnoresBadPoints();
     void newGestureStartsAtItsOwnAnchor();
+    void dragOverSectionsOrdersBySectionThenRow();
 
     void clearSelectedEmitsInOrder();
     void clearSelectedOnEmptySelectionIsSilent();
@@ -337,6 +340,44 @@ void TestMediaSelector::newGestureStartsAtItsOwnAnchor()
     m_selector->changeSelects(m_model.get(), QPoint(0, 8), QPoint(0, 10), true);
     m_selector->endSelect();
     QCOMPARE(tickedRows(), (QList<int> {1, 2, 8, 9, 10}));
+}
+
+// Sections of the dated list: March 9 8 7, February 6 5, January 4 3 2. A point is (section,
+// row), so a drag from March into January passes February whole.
+void TestMediaSelector::dragOverSectionsOrdersBySectionThenRow()
+{
+    MediaTest::setNow(MediaTest::localMSecs(2024, 4, 10));
+    MediaModel model(CONTENT_PHOTO);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    const QList<std::pair<int, int>> idsAndMonths {{9, 3}, {8, 3}, {7, 3}, {6, 2},
+                                                   {5, 2}, {4, 1}, {3, 1}, {2, 1}};
+    QList<ResourceItem *> items;
+    for (const auto &[id, month] : idsAndMonths) {
+        im::Message proto = protoOf(QString::number(id));
+        proto.set_time(MediaTest::localMSecs(2024, month, id + 1));
+        items.append(new ResourceItem(makeMessage(proto, nullptr)));
+    }
+    model.append(items);
+    QCOMPARE(model.count(), 3);
+    auto ticked = [this] {
+        QList<int> ids;
+        for (int id = 9; id >= 2; --id) {
+            if (m_selector->isSelected("a", MessageKey(id, 0))) {
+                ids.append(id);
+            }
+        }
+        return ids;
+    };
+
+    m_selector->beginSelect();
+    m_selector->changeSelects(&model, QPoint(0, 1), QPoint(2, 0), true);
+    QCOMPARE(ticked(), (QList<int> {8, 7, 6, 5, 4}));
+    m_selector->changeSelects(&model, QPoint(0, 1), QPoint(1, 0), true);
+    QCOMPARE(ticked(), (QList<int> {8, 7, 6}));
+    m_selector->changeSelects(&model, QPoint(0, 1), QPoint(0, 0), true);
+    QCOMPARE(ticked(), (QList<int> {9, 8}));
+    m_selector->endSelect();
+    MediaTest::resetNow();
 }
 
 void TestMediaSelector::clearSelectedEmitsInOrder()
