@@ -7,6 +7,7 @@
 #include "constants.h"
 #include "contentitem.h"
 #include "contenttype.h"
+#include "deletionrecord.h"
 #include "dialogbase.h"
 #include "filedatamgr.h"
 #include "fileitem.h"
@@ -19,6 +20,8 @@
 #include "mediamodellog_p.h"
 #include "mediapreview.h"
 #include "mediasearch.h"
+#include "mediaselector.h"
+#include "mediautil.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
 #include "resourcedata.h"
@@ -75,6 +78,20 @@ std::function<void()> shutdownTask(T *object, void (T::*shutdown)(), void (*disp
     };
 }
 
+// The ids of the messages of dialogId a selection holds, up to and including upTo (all for
+// upTo < 1): a combined message by its own id, once, whatever number of its children is ticked.
+QList<qint64> selectedIdsUpTo(const MediaSelector &selector, const QString &dialogId, qint64 upTo)
+{
+    QList<qint64> ids;
+    for (const QSharedPointer<MessageBase> &msg : selector.selectMedias()) {
+        const qint64 id = MediaUtil::makeMediaKey(msg).messageId;
+        if (msg->dialogId() == dialogId && (upTo < 1 || id <= upTo) && !ids.contains(id)) {
+            ids.append(id);
+        }
+    }
+    return ids;
+}
+
 } // namespace
 
 MediaMgr::MediaMgr(AccountBase *account)
@@ -99,6 +116,9 @@ MediaMgr::~MediaMgr()
     delete m_externalPreview;
     delete m_searchServiceCmd;
     delete m_threadPool;
+    // Nothing else owns selections a host left behind without clearing the data.
+    qDeleteAll(m_selectors);
+    qDeleteAll(m_externSelectors);
     // Database parts of removals queued on the host's worker still name this hub.
     ThreadManager::waitForIdle();
 }
@@ -113,6 +133,7 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaMgr *>("MediaMgr *");
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<MediaPreview *>("MediaPreview *");
+    qRegisterMetaType<MediaSelector *>("MediaSelector *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
 }
@@ -270,8 +291,8 @@ void MediaMgr::prepareToClearData(bool)
         m_localClearFuture.cancel();
         m_localClearFuture.waitForFinished();
     }
-    m_threadPool->clear();
-    m_threadPool->waitForDone(-1);
+    // The loaders first: a page of theirs still queued on the pool is run by their wait, whereas
+    // clearing the pool would drop it and leave that wait without end.
     for (const ResourceMgrHash *registry : {&m_resourceMgrs, &m_externResourceMgrs}) {
         for (MediaResourceMgr *mgr : *registry) {
             mgr->quitView();
@@ -281,9 +302,10 @@ void MediaMgr::prepareToClearData(bool)
     for (MediaCalender *calendar : std::as_const(m_calendars)) {
         calendar->shutdown();
     }
-    locker.unlock();
     m_preview->prepareToClearData();
     m_externalPreview->prepareToClearData();
+    m_threadPool->clear();
+    m_threadPool->waitForDone(-1);
 }
 
 void MediaMgr::clearData(bool)
@@ -296,6 +318,7 @@ void MediaMgr::clearData(bool)
     qDeleteAll(m_calendars);
     m_calendars.clear();
     locker.unlock();
+    clearSelectors();
     m_preview->clearData();
     m_externalPreview->clearData();
 }
@@ -615,6 +638,9 @@ void MediaMgr::removeResource(const QString &dialogId, const MessageIdRange &ran
     removeFromModels(
             dialogId, [range](MediaResourceMgr *mgr) { mgr->removeMessages(range); },
             [dialogId, range](MediaPreview *preview) { preview->removeMessages(dialogId, range); });
+    pruneSelectors([dialogId, range](MediaSelector *selector) {
+        selector->removeSelecteds(dialogId, range);
+    });
     deleteMedias(fileReferenceDb()->removeWithMessageRange(dialogId, range));
 }
 
@@ -648,6 +674,9 @@ void MediaMgr::removeMedia(const QString &dialogId, const QList<qint64> &message
             [dialogId, messageIds](MediaPreview *preview) {
                 preview->removeMessages(dialogId, messageIds);
             });
+    pruneSelectors([dialogId, messageIds](MediaSelector *selector) {
+        selector->removeSelecteds(dialogId, messageIds);
+    });
 }
 
 void MediaMgr::removeFromModels(const QString &dialogId,
@@ -682,6 +711,9 @@ void MediaMgr::clearMediaModel(const QString &dialogId, qint64 messageId, bool b
             [dialogId, messageId](MediaPreview *preview) {
                 preview->clearHistory(dialogId, messageId);
             });
+    pruneSelectors([dialogId, messageId](MediaSelector *selector) {
+        selector->removeSelecteds(dialogId, selectedIdsUpTo(*selector, dialogId, messageId));
+    });
 }
 
 void MediaMgr::clearResourceDB(const QString &dialogId, qint64 time)
@@ -727,4 +759,112 @@ void MediaMgr::clearTempMedia()
             return;
         }
     }
+}
+
+// ---- selections and single-item actions ----
+
+MediaSelector *MediaMgr::mediaSelector(const QString &dialogId)
+{
+    return selector(m_selectors, dialogId);
+}
+
+MediaSelector *MediaMgr::externMediaSelector(const QString &dialogId)
+{
+    return selector(m_externSelectors, dialogId);
+}
+
+void MediaMgr::releaseMediaSelector(const QString &dialogId)
+{
+    releaseSelector(m_selectors, dialogId);
+}
+
+void MediaMgr::releaseExternMediaSelector(const QString &dialogId)
+{
+    releaseSelector(m_externSelectors, dialogId);
+}
+
+MediaSelector *MediaMgr::selector(QHash<QString, MediaSelector *> &registry,
+                                  const QString &dialogId)
+{
+    QMutexLocker locker(&m_mutex);
+    if (MediaSelector *held = registry.value(dialogId)) {
+        return held;
+    }
+    auto *made = new MediaSelector(m_account, dialogId, nullptr);
+    registry.insert(dialogId, made);
+    return made;
+}
+
+// QML may still hold the selection while the release runs: it is emptied at once and deleted
+// once control is back in the event loop.
+void MediaMgr::releaseSelector(QHash<QString, MediaSelector *> &registry, const QString &dialogId)
+{
+    QMutexLocker locker(&m_mutex);
+    MediaSelector *released = registry.take(dialogId);
+    if (!released) {
+        return;
+    }
+    released->clearSelected();
+    released->deleteLater();
+}
+
+// Selections live on the main thread, where the pruning is posted to. Every selection is
+// pruned, not only the dialog's own: a selection across dialogs (over search results) holds
+// entries of any dialog, and pruning a dialog a selection has no entries of changes nothing.
+// The registry lock is held only to collect them, so that a view reacting to the counters may
+// call back into the hub.
+void MediaMgr::pruneSelectors(std::function<void(MediaSelector *)> prune)
+{
+    QMetaObject::invokeMethod(
+            this,
+            [this, prune] {
+                QList<MediaSelector *> selectors;
+                {
+                    QMutexLocker locker(&m_mutex);
+                    selectors = m_selectors.values() + m_externSelectors.values();
+                }
+                for (MediaSelector *selector : std::as_const(selectors)) {
+                    prune(selector);
+                }
+            },
+            Qt::QueuedConnection);
+}
+
+void MediaMgr::clearSelectors()
+{
+    QMutexLocker locker(&m_mutex);
+    for (QHash<QString, MediaSelector *> *registry : {&m_selectors, &m_externSelectors}) {
+        for (MediaSelector *held : std::as_const(*registry)) {
+            held->clearSelected();
+            delete held;
+        }
+        registry->clear();
+    }
+}
+
+void MediaMgr::forwardMessage(ResourceItem *item, const QVariantMap &data)
+{
+    if (!item || !item->msgDataPtr()) {
+        return;
+    }
+    m_account->forwardMessages({item->msgDataPtr()}, data);
+}
+
+QVariantMap MediaMgr::revokeInfo(ResourceItem *item)
+{
+    QVariantMap info;
+    if (item && item->msgDataPtr()) {
+        info.insert(item->dialogId(), QVariantList {item->msgDataPtr()->revokeValue()});
+    }
+    return info;
+}
+
+void MediaMgr::deleteMessage(ResourceItem *item, bool bRevocable)
+{
+    if (!item || !item->msgDataPtr()) {
+        return;
+    }
+    QMap<QString, QList<DeletionRecord>> records;
+    records.insert(item->dialogId(), {item->msgDataPtr()->makeDeletionRecord()});
+    m_account->deleteMessages(records, bRevocable);
 }

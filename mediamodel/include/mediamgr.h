@@ -11,6 +11,7 @@
 #include <QRecursiveMutex>
 #include <QSharedPointer>
 #include <QString>
+#include <QVariant>
 #include <functional>
 
 class AccountBase;
@@ -20,7 +21,9 @@ class FileDataMgr;
 class MediaCalender;
 class MediaPreview;
 class MediaResourceMgr;
+class MediaSelector;
 class QThreadPool;
+class ResourceItem;
 class SearchServiceCmd;
 struct ResourceData;
 namespace storage {
@@ -124,6 +127,27 @@ public Q_SLOTS:
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
 
+    // The selection of a dialog's gallery, made on first request for any id (an empty one gives
+    // a selection across dialogs). The extern set serves views outside the gallery. Released
+    // selections are cleared first and deleted later.
+    MediaSelector *mediaSelector(const QString &dialogId);
+    MediaSelector *externMediaSelector(const QString &dialogId);
+    void releaseMediaSelector(const QString &dialogId);
+    void releaseExternMediaSelector(const QString &dialogId);
+
+    // Single-item actions of the gallery, handed to the account; items without a message are
+    // ignored. data holds the forward page's options and is passed on unread.
+    void forwardMessage(ResourceItem *item, const QVariantMap &data);
+    // {item's dialog id: [the message's withdrawal value]}; empty without a message.
+    QVariantMap revokeInfo(ResourceItem *item);
+    // The lists learn of the deletion through the host's removal calls, not from here.
+    void deleteMessage(ResourceItem *item, bool bRevocable);
+
+Q_SIGNALS:
+    // The total size in bytes of a dialog's cached media, once computed. Emitted through the hub
+    // by the storage usage model when it has sized a dialog.
+    void dialogSizeLoaded(const QString &dialogId, qulonglong dialogSize);
+
 private:
     using ResourceMgrHash = QHash<QString, MediaResourceMgr *>;
 
@@ -131,6 +155,10 @@ private:
                                   bool bTopicParent, const QString &sourceDlgId);
     void releaseResourceMgr(ResourceMgrHash &registry, const QString &dialogId);
     MediaResourceMgr *findMediaResource(const QString &dialogId, bool bExtern) const;
+    MediaSelector *selector(QHash<QString, MediaSelector *> &registry, const QString &dialogId);
+    void releaseSelector(QHash<QString, MediaSelector *> &registry, const QString &dialogId);
+    void pruneSelectors(std::function<void(MediaSelector *)> prune);
+    void clearSelectors();
     QList<MediaResourceMgr *> resourceMgrsOf(const QString &dialogId) const;
     void releaseResource(MediaResourceMgr *mgr);
 
@@ -165,10 +193,14 @@ private:
     MediaPreview *m_externalPreview = nullptr; // owned
     ResourceMgrHash m_resourceMgrs;
     ResourceMgrHash m_externResourceMgrs;
-    QHash<QString, MediaCalender *> m_calendars;    // guarded by m_mutex
-    SearchServiceCmd *m_searchServiceCmd = nullptr; // owned
+    QHash<QString, MediaCalender *> m_calendars;       // guarded by m_mutex
+    QHash<QString, MediaSelector *> m_selectors;       // owned, guarded by m_mutex
+    QHash<QString, MediaSelector *> m_externSelectors; // owned, guarded by m_mutex
+    SearchServiceCmd *m_searchServiceCmd = nullptr;    // owned
     QFuture<void> m_localClearFuture;
-    QRecursiveMutex m_mutex;             // guards the local clear future and the clearing sequences
+    // Guards the calendar and selector registries, the local clear future and the clearing
+    // sequences.
+    QRecursiveMutex m_mutex;
     QThreadPool *m_threadPool = nullptr; // child
     qint64 m_lastLocalClearTime = 0;
 };
