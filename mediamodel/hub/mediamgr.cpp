@@ -15,8 +15,10 @@
 #include "im.pb.h"
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
+#include "mediaaudio.h"
 #include "mediacalender.h"
 #include "mediamodellog_p.h"
+#include "mediaplayer.h"
 #include "mediasearch.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
@@ -25,6 +27,7 @@
 #include "resourcelinkitem.h"
 #include "resourcemodel.h"
 #include "searchservicecmd.h"
+#include "streamserver.h"
 #include "tempfilemgr.h"
 #include "threadmanager.h"
 #include "userstorageprovider.h"
@@ -45,6 +48,10 @@ namespace {
 // Rows made from a quoted message carry this bit on their type, so that they never collide with
 // the rows of the message's own media and never count as a reason to delete a file.
 constexpr int QUOTED_TYPE_FLAG = 0x800;
+
+// The name under which the hub registers with its account, so that the process-wide player
+// finds the account's playlist.
+const QString MediaMgrModelName = QStringLiteral("MediaMgr");
 
 QString cacheFileName(const QString &fileId, const QString &suffix)
 {
@@ -79,15 +86,22 @@ MediaMgr::MediaMgr(AccountBase *account)
     , m_account(account)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
+    m_mediaAudio = new MediaAudio(account);
     m_searchServiceCmd = new SearchServiceCmd(account);
     m_threadPool = new QThreadPool(this);
     m_threadPool->setObjectName(QStringLiteral("media_thread_pool"));
     m_threadPool->setMaxThreadCount(5);
+    m_account->registerModel(MediaMgrModelName, this);
+    m_account->setStreamUrlProvider([](qint64 userId, const QString &fileId) {
+        return network::StreamServer::instance()->getUrl(userId, fileId);
+    });
 }
 
 MediaMgr::~MediaMgr()
 {
     m_localClearFuture.waitForFinished();
+    m_account->registerModel(MediaMgrModelName, nullptr);
+    delete m_mediaAudio;
     delete m_searchServiceCmd;
     delete m_threadPool;
     // Database parts of removals queued on the host's worker still name this hub.
@@ -101,6 +115,7 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaResourceMgr *>("MediaResourceMgr *");
     qRegisterMetaType<ResourceItem *>("ResourceItem *");
     qRegisterMetaType<MediaSearch *>("MediaSearch *");
+    qRegisterMetaType<MediaAudio *>("MediaAudio *");
     qRegisterMetaType<MediaMgr *>("MediaMgr *");
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
@@ -271,6 +286,8 @@ void MediaMgr::prepareToClearData(bool)
     for (MediaCalender *calendar : std::as_const(m_calendars)) {
         calendar->shutdown();
     }
+    locker.unlock();
+    m_mediaAudio->prepareToClear();
 }
 
 void MediaMgr::clearData(bool)
@@ -282,6 +299,8 @@ void MediaMgr::clearData(bool)
     m_externResourceMgrs.clear();
     qDeleteAll(m_calendars);
     m_calendars.clear();
+    locker.unlock();
+    m_mediaAudio->clear();
 }
 
 void MediaMgr::getNewData()
@@ -344,6 +363,9 @@ void MediaMgr::updateMedia(QList<storage::FileReferenceInfo> &rows, const MediaI
     rows.append(row);
     if (isClearing()) {
         return;
+    }
+    if (replaced) {
+        MediaPlayer::instance()->stop(row.dialogId, MessageKey(info.messageId, 0));
     }
     if (shown) {
         updateMediaModel(info, replaced ? DO_UPDATE : DO_ADD, hasUrl);
@@ -563,6 +585,9 @@ QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo
 
 void MediaMgr::removeResource(const QString &dialogId, const MessageIdRange &range, bool)
 {
+    stopPlayback(dialogId, [this, range](const QString &id) {
+        MediaPlayer::instance()->stop(m_account->userId(), id, range);
+    });
     removeFromModels(dialogId, [range](MediaResourceMgr *mgr) { mgr->removeMessages(range); });
     deleteMedias(fileReferenceDb()->removeWithMessageRange(dialogId, range));
 }
@@ -587,11 +612,21 @@ void MediaMgr::removeResourceBySenderId(const QString &dialogId, qint64 senderId
 {
     qCDebug(lcMedia) << "removing the media of sender" << senderId << "in" << dialogId << "since"
                      << sinceTime << ":" << messageIds.size() << "messages";
+    // The sender's media up to the newest removed message go, listed or not.
+    if (!messageIds.isEmpty()) {
+        const qint64 newest = *std::max_element(messageIds.cbegin(), messageIds.cend());
+        stopPlayback(dialogId, [senderId, newest](const QString &id) {
+            MediaPlayer::instance()->stop(id, senderId, newest + 1);
+        });
+    }
     removeResource(dialogId, messageIds, false);
 }
 
 void MediaMgr::removeMedia(const QString &dialogId, const QList<qint64> &messageIds)
 {
+    stopPlayback(dialogId, [messageIds](const QString &id) {
+        MediaPlayer::instance()->stop(id, messageIds);
+    });
     removeFromModels(dialogId,
                      [messageIds](MediaResourceMgr *mgr) { mgr->removeMessages(messageIds); });
 }
@@ -608,6 +643,16 @@ void MediaMgr::removeFromModels(const QString &dialogId, std::function<void(Medi
             Qt::QueuedConnection);
 }
 
+void MediaMgr::stopPlayback(const QString &dialogId,
+                            const std::function<void(const QString &)> &stop)
+{
+    stop(dialogId);
+    const QSharedPointer<DialogBase> dialog = m_account->dialog(dialogId);
+    if (dialog && dialog->dialogId() != dialogId) {
+        stop(dialog->dialogId());
+    }
+}
+
 void MediaMgr::removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds)
 {
     deleteMedias(fileReferenceDb()->removeWithMessageIds(dialogId, messageIds));
@@ -615,6 +660,14 @@ void MediaMgr::removeRowsAndFiles(const QString &dialogId, const QList<qint64> &
 
 void MediaMgr::clearMediaModel(const QString &dialogId, qint64 messageId, bool bClearSearch)
 {
+    // The history goes up to and including messageId; the player stops below a bound.
+    stopPlayback(dialogId, [this, messageId](const QString &id) {
+        if (messageId < 1) {
+            MediaPlayer::instance()->stop(m_account->userId(), id);
+        } else {
+            MediaPlayer::instance()->stop(m_account->userId(), id, messageId + 1);
+        }
+    });
     removeFromModels(dialogId, [messageId, bClearSearch](MediaResourceMgr *mgr) {
         mgr->clearHistory(messageId, bClearSearch);
     });

@@ -17,6 +17,7 @@ class AccountBase;
 class ContentItem;
 class DialogBase;
 class FileDataMgr;
+class MediaAudio;
 class MediaCalender;
 class MediaResourceMgr;
 class QThreadPool;
@@ -116,6 +117,8 @@ public Q_SLOTS:
     // does not know.
     MediaCalender *mediaCalender(const QString &dialogId);
     void releaseMediaCalender(const QString &dialogId);
+    // The account's audio playlist, which the player fills.
+    MediaAudio *mediaAudio() const { return m_mediaAudio; }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -147,6 +150,9 @@ private:
                              bool bHasUrl);
 
     void removeFromModels(const QString &dialogId, std::function<void(MediaResourceMgr *)> fn);
+    // Runs stop for dialogId and, when the account resolves it to a dialog of another id, for
+    // that id too.
+    void stopPlayback(const QString &dialogId, const std::function<void(const QString &)> &stop);
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
     QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates);
     void clearTempMedia();
@@ -155,6 +161,7 @@ private:
     ResourceMgrHash m_resourceMgrs;
     ResourceMgrHash m_externResourceMgrs;
     QHash<QString, MediaCalender *> m_calendars;    // guarded by m_mutex
+    MediaAudio *m_mediaAudio = nullptr;             // owned
     SearchServiceCmd *m_searchServiceCmd = nullptr; // owned
     QFuture<void> m_localClearFuture;
     QRecursiveMutex m_mutex;             // guards the local clear future and the clearing sequences
