@@ -29,7 +29,6 @@ namespace {
 
 const QString PlaySequenceKey = QStringLiteral("play_sequence");
 const QString PlayLoopKey = QStringLiteral("play_loop");
-const QString MediaMgrModelName = QStringLiteral("MediaMgr");
 
 qint64 durationOf(const QSharedPointer<ContentItem> &content)
 {
@@ -145,7 +144,7 @@ void MediaPlayer::setLoopMode(int loopMode)
 
 void MediaPlayer::setPlaySpeed(double playSpeed)
 {
-    if (qFuzzyCompare(m_playSpeed, playSpeed)) {
+    if (m_playSpeed == playSpeed) {
         return;
     }
     m_playSpeed = playSpeed;
@@ -266,7 +265,7 @@ void MediaPlayer::playTempVoice(QString filePath)
 MediaAudio *MediaPlayer::playlistOf(qint64 accountId) const
 {
     AccountBase *account = AccountManager::getInstance()->getAccount(accountId);
-    auto *hub = account ? dynamic_cast<MediaMgr *>(account->model(MediaMgrModelName)) : nullptr;
+    auto *hub = account ? dynamic_cast<MediaMgr *>(account->model(MediaMgr::modelName())) : nullptr;
     if (!hub) {
         qCWarning(lcMedia) << "no playlist: account" << accountId << "has no media hub";
         return nullptr;
@@ -720,12 +719,21 @@ void MediaPlayer::randomMusic()
 
 // ---- setters ----
 
+// The playlist and the item belong to an account's hub, which may delete them while they are
+// loaded (a rebuilt list, a signed-out account); QML then learns that they are gone.
 void MediaPlayer::setPlayList(MediaAudio *playList)
 {
     if (m_playList == playList) {
         return;
     }
+    disconnect(m_playListGone);
     m_playList = playList;
+    if (playList) {
+        m_playListGone = connect(playList, &QObject::destroyed, this, [this] {
+            m_playList = nullptr;
+            Q_EMIT playListChanged(nullptr);
+        });
+    }
     Q_EMIT playListChanged(playList);
 }
 
@@ -734,7 +742,14 @@ void MediaPlayer::setPlayingItem(ResourceItem *item)
     if (m_playingItem == item) {
         return;
     }
+    disconnect(m_playingItemGone);
     m_playingItem = item;
+    if (item) {
+        m_playingItemGone = connect(item, &QObject::destroyed, this, [this] {
+            m_playingItem = nullptr;
+            Q_EMIT playingItemChanged(nullptr);
+        });
+    }
     Q_EMIT playingItemChanged(item);
 }
 

@@ -49,10 +49,6 @@ namespace {
 // the rows of the message's own media and never count as a reason to delete a file.
 constexpr int QUOTED_TYPE_FLAG = 0x800;
 
-// The name under which the hub registers with its account, so that the process-wide player
-// finds the account's playlist.
-const QString MediaMgrModelName = QStringLiteral("MediaMgr");
-
 QString cacheFileName(const QString &fileId, const QString &suffix)
 {
     return suffix.isEmpty() ? fileId : fileId + QLatin1Char('.') + suffix;
@@ -91,7 +87,7 @@ MediaMgr::MediaMgr(AccountBase *account)
     m_threadPool = new QThreadPool(this);
     m_threadPool->setObjectName(QStringLiteral("media_thread_pool"));
     m_threadPool->setMaxThreadCount(5);
-    m_account->registerModel(MediaMgrModelName, this);
+    m_account->registerModel(modelName(), this);
     m_account->setStreamUrlProvider([](qint64 userId, const QString &fileId) {
         return network::StreamServer::instance()->getUrl(userId, fileId);
     });
@@ -100,7 +96,7 @@ MediaMgr::MediaMgr(AccountBase *account)
 MediaMgr::~MediaMgr()
 {
     m_localClearFuture.waitForFinished();
-    m_account->registerModel(MediaMgrModelName, nullptr);
+    m_account->registerModel(modelName(), nullptr);
     delete m_mediaAudio;
     delete m_searchServiceCmd;
     delete m_threadPool;
@@ -120,6 +116,11 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
+}
+
+QString MediaMgr::modelName()
+{
+    return QStringLiteral("MediaMgr");
 }
 
 bool MediaMgr::isMedia(int type)

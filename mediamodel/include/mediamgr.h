@@ -53,6 +53,9 @@ public:
     // Registers the media layer's types for QML under uri; the host calls it once before loading
     // QML that uses them.
     static void registerMetaType(const char *uri);
+    // The name under which the hub registers with its account (AccountBase::model), so that the
+    // process-wide player finds the account's playlist.
+    static QString modelName();
 
     // Photos, voice, videos and files: the content types whose files the cache keeps.
     static bool isMedia(int type);

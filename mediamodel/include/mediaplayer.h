@@ -32,6 +32,7 @@ class MEDIAMODEL_EXPORT MediaPlayer : public QObject
     Q_OBJECT
     Q_MOC_INCLUDE("mediaaudio.h")
     Q_MOC_INCLUDE("resourceitem.h")
+    Q_MOC_INCLUDE("messagebase.h")
     Q_PROPERTY(MediaAudio *playList READ playList NOTIFY playListChanged)
     Q_PROPERTY(ResourceItem *playingItem READ playingItem NOTIFY playingItemChanged)
     Q_PROPERTY(QString activedDialogId READ activedDialogId NOTIFY activedDialogIdChanged)
@@ -225,6 +226,8 @@ private:
     QPointer<MediaAudio> m_playList;
     std::unique_ptr<AudioPlayer> m_audioPlayer;
     QPointer<ResourceItem> m_playingItem;
+    QMetaObject::Connection m_playListGone;
+    QMetaObject::Connection m_playingItemGone;
     QString m_activedDialogId;
     QStringList m_samples;
     qint64 m_userId = 0;

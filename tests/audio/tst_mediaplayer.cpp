@@ -3,6 +3,8 @@
 #include "appsettingmodel.h"
 #include "audiotestsupport.h"
 #include "contenttype.h"
+#include "dialogbase.h"
+#include "im.pb.h"
 #include "jsonsettings.h"
 #include "jsonutil.h"
 #include "mediaaudio.h"
@@ -18,6 +20,22 @@
 #include <functional>
 
 using namespace AudioTest;
+
+namespace {
+
+// The host stores an edit of message id and hands it to the hub; bMediaChanged raises the
+// edit counter past the stored copy's, which tells that the media were replaced.
+void receiveEdit(MediaMgr *hub, qint64 id, bool bMediaChanged)
+{
+    const QSharedPointer<DialogBase> dialog = hub->account()->dialog("d");
+    im::Message proto = dialog->message(MessageKey(id, 0))->proto();
+    proto.set_edit_version(proto.stored_edit_version() + (bMediaChanged ? 1 : 0));
+    const QSharedPointer<MessageBase> msg(
+            new MessageBase(proto, hub->account()->fileManager(), UserId));
+    hub->saveResources("d", {MediaInfo {msg, proto.time(), id, 0, true}}, true);
+}
+
+} // namespace
 
 using PlayerCall = std::function<void(MediaPlayer *)>;
 Q_DECLARE_METATYPE(PlayerCall)
@@ -39,6 +57,10 @@ private Q_SLOTS:
     void voiceAloneStopsAfterIt();
     void voiceContinuesToNewerThenClears();
     void voiceKeepsSpeedMusicResetsIt();
+    void voiceNavigation_data();
+    void voiceNavigation();
+    void scheduledItemPlaysWithoutList();
+    void loadedQueries();
     void musicEndOfTrack_data();
     void musicEndOfTrack();
     void musicNavigation_data();
@@ -56,6 +78,7 @@ private Q_SLOTS:
     void stopOnlyWhenConditionHolds();
     void hubRemovalStopsPlayback_data();
     void hubRemovalStopsPlayback();
+    void playingItemGoneIsAnnounced();
     void settersEmitOnChangeOnly();
     void settingSurvivesRestart();
 
@@ -187,6 +210,80 @@ void TestMediaPlayer::voiceContinuesToNewerThenClears()
     QCOMPARE(m_player->playList(), nullptr);
     QCOMPARE(m_player->activedDialogId(), QString());
     QCOMPARE(m_engine->plays().size(), 3);
+}
+
+// Voices 1..3 in a list newest first (3, 2, 1); voices play on towards newer messages.
+void TestMediaPlayer::voiceNavigation_data()
+{
+    QTest::addColumn<bool>("forward");
+    QTest::addColumn<qint64>("playing");
+    QTest::addColumn<qint64>("following"); // 0: the player clears
+
+    QTest::newRow("next goes newer") << true << qint64(1) << qint64(2);
+    QTest::newRow("next at the newest clears") << true << qint64(3) << qint64(0);
+    QTest::newRow("previous goes older") << false << qint64(3) << qint64(2);
+    QTest::newRow("previous at the oldest clears") << false << qint64(1) << qint64(0);
+}
+
+void TestMediaPlayer::voiceNavigation()
+{
+    QFETCH(bool, forward);
+    QFETCH(qint64, playing);
+    QFETCH(qint64, following);
+
+    QVERIFY(m_fixture->addMessages(CONTENT_VOICE, 1, 3));
+    startVoice(playing, false);
+    waitForList(3);
+    if (forward) {
+        m_player->nextTrackVoice();
+    } else {
+        m_player->previousTrackVoice();
+    }
+    QCOMPARE(playingId(), following);
+    if (following == 0) {
+        QCOMPARE(m_player->playState(), int(MediaPlayer::STATE_STOPPED));
+        QCOMPARE(m_player->playList(), nullptr);
+        QCOMPARE(m_player->activedDialogId(), QString());
+        return;
+    }
+    QTRY_COMPARE(m_engine->plays().size(), 2);
+    QCOMPARE(m_engine->plays().last(), pathOf(CONTENT_VOICE, following));
+}
+
+void TestMediaPlayer::scheduledItemPlaysWithoutList()
+{
+    QVERIFY(m_fixture->addMessages(CONTENT_MUSIC, 1, 2));
+    ResourceItem item(m_fixture->message(1));
+    m_player->setPlaySpeed(1.5);
+    QSignalSpy playing(m_player, &MediaPlayer::playingMedia);
+    m_player->playSchedule(UserId, &item, false, true);
+    QCOMPARE(m_player->playList(), nullptr);
+    QCOMPARE(m_player->playSpeed(), 1.0);
+    QCOMPARE(m_player->activedDialogId(), QStringLiteral("d"));
+    QCOMPARE(playing.size(), 1);
+    QCOMPARE(playing.first(), QVariantList({UserId, QStringLiteral("d"), qint64(1)}));
+    QTRY_COMPARE(m_engine->plays(), QStringList({pathOf(CONTENT_MUSIC, 1)}));
+    endTrack();
+    QCOMPARE(m_player->playState(), int(MediaPlayer::STATE_STOPPED));
+    QCOMPARE(m_engine->plays().size(), 1);
+}
+
+void TestMediaPlayer::loadedQueries()
+{
+    QVERIFY(m_fixture->addMessages(CONTENT_VOICE, 1, 2));
+    const QSharedPointer<MessageBase> first = m_fixture->message(1);
+    const QSharedPointer<MessageBase> second = m_fixture->message(2);
+    startVoice(1, true);
+    ResourceItem same(first);
+    ResourceItem other(second);
+    QVERIFY(m_player->isLoaded(&same, UserId));
+    QVERIFY(!m_player->isLoaded(&same, UserId + 1));
+    QVERIFY(!m_player->isLoaded(&other, UserId));
+    QVERIFY(!m_player->isLoaded(nullptr, UserId));
+    QVERIFY(m_player->isLoadedByMsg(first.data(), UserId));
+    QVERIFY(!m_player->isLoadedByMsg(second.data(), UserId));
+    QVERIFY(m_player->isLoaded(UserId, QStringLiteral("d")));
+    QVERIFY(!m_player->isLoaded(UserId, QStringLiteral("e")));
 }
 
 void TestMediaPlayer::voiceKeepsSpeedMusicResetsIt()
@@ -571,6 +668,10 @@ void TestMediaPlayer::hubRemovalStopsPlayback_data()
     row(
             "other sender's messages",
             [](MediaMgr *h) { h->removeResourceBySenderId("d", SenderId + 1, 0, {3}); }, false);
+    row(
+            "its media replaced by an edit", [](MediaMgr *h) { receiveEdit(h, 2, true); }, true);
+    row(
+            "edit that kept the media", [](MediaMgr *h) { receiveEdit(h, 2, false); }, false);
 }
 
 void TestMediaPlayer::hubRemovalStopsPlayback()
@@ -585,6 +686,21 @@ void TestMediaPlayer::hubRemovalStopsPlayback()
     QCOMPARE(m_player->playState(),
              int(stops ? MediaPlayer::STATE_STOPPED : MediaPlayer::STATE_PLAYING));
     QCOMPARE(playingId(), stops ? 0 : 2);
+}
+
+void TestMediaPlayer::playingItemGoneIsAnnounced()
+{
+    QVERIFY(m_fixture->addMessages(CONTENT_VOICE, 1, 1));
+    startVoice(1, true);
+    QSignalSpy items(m_player, &MediaPlayer::playingItemChanged);
+    QSignalSpy lists(m_player, &MediaPlayer::playListChanged);
+    m_fixture->hub()->mediaAudio()->clear();
+    QCOMPARE(items.size(), 1);
+    QCOMPARE(items.first().first().value<ResourceItem *>(), nullptr);
+    QCOMPARE(m_player->playingItem(), nullptr);
+    m_fixture.reset();
+    QCOMPARE(lists.size(), 1);
+    QCOMPARE(m_player->playList(), nullptr);
 }
 
 void TestMediaPlayer::settersEmitOnChangeOnly()
