@@ -50,6 +50,7 @@ class TestAudioEngine : public QObject
 
 private Q_SLOTS:
     void emptyPathReportsError();
+    void interruptedTrackReportsNothing();
     void generatedToneReachesEndOfTrack();
 
 private:
@@ -85,6 +86,28 @@ void TestAudioEngine::emptyPathReportsError()
     QCOMPARE(events.last().type, int(AudioEvents::Error));
     QVERIFY(!events.last().message.isEmpty());
     QVERIFY(callbacks.load() >= 1);
+}
+
+// The first track fails as well, but it was interrupted before its failure could be read: only
+// the failure of the track that followed reaches the reader.
+void TestAudioEngine::interruptedTrackReportsNothing()
+{
+    std::atomic<int> callbacks {0};
+    MultimediaAudioPlayer engine;
+    engine.regCallBack(&countEvent, &callbacks);
+    engine.breakPlay(QString(), 0);
+    engine.play(QString(), 0);
+    engine.breakPlay(QStringLiteral("next"), 0);
+    engine.play(QString(), 0);
+    // Returns once the engine's thread has handled everything asked before it.
+    engine.stop(true);
+    QList<AudioEvents> events;
+    for (AudioEvents event = engine.audioEvent(); event.type != AudioEvents::None;
+         event = engine.audioEvent()) {
+        events.append(event);
+    }
+    QCOMPARE(events.size(), 1);
+    QCOMPARE(events.first().type, int(AudioEvents::Error));
 }
 
 void TestAudioEngine::generatedToneReachesEndOfTrack()
