@@ -112,6 +112,7 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<ResourceItem *>("ResourceItem *");
     qRegisterMetaType<MediaSearch *>("MediaSearch *");
     qRegisterMetaType<MediaAudio *>("MediaAudio *");
+    qRegisterMetaType<MediaPlayer *>("MediaPlayer *");
     qRegisterMetaType<MediaMgr *>("MediaMgr *");
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
