@@ -16,8 +16,10 @@
 #include "im.pb.h"
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
+#include "mediaaudio.h"
 #include "mediacalender.h"
 #include "mediamodellog_p.h"
+#include "mediaplayer.h"
 #include "mediapreview.h"
 #include "mediasearch.h"
 #include "mediaselector.h"
@@ -29,6 +31,7 @@
 #include "resourcelinkitem.h"
 #include "resourcemodel.h"
 #include "searchservicecmd.h"
+#include "streamserver.h"
 #include "tempfilemgr.h"
 #include "threadmanager.h"
 #include "userstorageprovider.h"
@@ -101,12 +104,17 @@ MediaMgr::MediaMgr(AccountBase *account)
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
     m_preview = new MediaPreview(account, PREVIEW_WINDOW);
     m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
+    m_mediaAudio = new MediaAudio(account);
     m_searchServiceCmd = new SearchServiceCmd(account);
     m_threadPool = new QThreadPool(this);
     m_threadPool->setObjectName(QStringLiteral("media_thread_pool"));
     m_threadPool->setMaxThreadCount(5);
     m_preview->setThreadPool(m_threadPool);
     m_externalPreview->setThreadPool(m_threadPool);
+    m_account->registerModel(modelName(), this);
+    m_account->setStreamUrlProvider([](qint64 userId, const QString &fileId) {
+        return network::StreamServer::instance()->getUrl(userId, fileId);
+    });
 }
 
 MediaMgr::~MediaMgr()
@@ -114,6 +122,8 @@ MediaMgr::~MediaMgr()
     m_localClearFuture.waitForFinished();
     delete m_preview;
     delete m_externalPreview;
+    m_account->registerModel(modelName(), nullptr);
+    delete m_mediaAudio;
     delete m_searchServiceCmd;
     delete m_threadPool;
     // Nothing else owns selections a host left behind without clearing the data.
@@ -130,12 +140,19 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaResourceMgr *>("MediaResourceMgr *");
     qRegisterMetaType<ResourceItem *>("ResourceItem *");
     qRegisterMetaType<MediaSearch *>("MediaSearch *");
+    qRegisterMetaType<MediaAudio *>("MediaAudio *");
+    qRegisterMetaType<MediaPlayer *>("MediaPlayer *");
     qRegisterMetaType<MediaMgr *>("MediaMgr *");
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<MediaPreview *>("MediaPreview *");
     qRegisterMetaType<MediaSelector *>("MediaSelector *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
+}
+
+QString MediaMgr::modelName()
+{
+    return QStringLiteral("MediaMgr");
 }
 
 bool MediaMgr::isMedia(int type)
@@ -304,6 +321,7 @@ void MediaMgr::prepareToClearData(bool)
     }
     m_preview->prepareToClearData();
     m_externalPreview->prepareToClearData();
+    m_mediaAudio->prepareToClear();
     m_threadPool->clear();
     m_threadPool->waitForDone(-1);
 }
@@ -321,6 +339,7 @@ void MediaMgr::clearData(bool)
     clearSelectors();
     m_preview->clearData();
     m_externalPreview->clearData();
+    m_mediaAudio->clear();
 }
 
 void MediaMgr::getNewData()
@@ -383,6 +402,9 @@ void MediaMgr::updateMedia(QList<storage::FileReferenceInfo> &rows, const MediaI
     rows.append(row);
     if (isClearing()) {
         return;
+    }
+    if (replaced) {
+        MediaPlayer::instance()->stop(row.dialogId, MessageKey(info.messageId, 0));
     }
     if (shown) {
         updateMediaModel(info, replaced ? DO_UPDATE : DO_ADD, hasUrl);
@@ -635,6 +657,9 @@ QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo
 
 void MediaMgr::removeResource(const QString &dialogId, const MessageIdRange &range, bool)
 {
+    stopPlayback(dialogId, [this, range](const QString &id) {
+        MediaPlayer::instance()->stop(m_account->userId(), id, range);
+    });
     removeFromModels(
             dialogId, [range](MediaResourceMgr *mgr) { mgr->removeMessages(range); },
             [dialogId, range](MediaPreview *preview) { preview->removeMessages(dialogId, range); });
@@ -664,11 +689,21 @@ void MediaMgr::removeResourceBySenderId(const QString &dialogId, qint64 senderId
 {
     qCDebug(lcMedia) << "removing the media of sender" << senderId << "in" << dialogId << "since"
                      << sinceTime << ":" << messageIds.size() << "messages";
+    // The sender's media up to the newest removed message go, listed or not.
+    if (!messageIds.isEmpty()) {
+        const qint64 newest = *std::max_element(messageIds.cbegin(), messageIds.cend());
+        stopPlayback(dialogId, [senderId, newest](const QString &id) {
+            MediaPlayer::instance()->stop(id, senderId, newest + 1);
+        });
+    }
     removeResource(dialogId, messageIds, false);
 }
 
 void MediaMgr::removeMedia(const QString &dialogId, const QList<qint64> &messageIds)
 {
+    stopPlayback(dialogId, [messageIds](const QString &id) {
+        MediaPlayer::instance()->stop(id, messageIds);
+    });
     removeFromModels(
             dialogId, [messageIds](MediaResourceMgr *mgr) { mgr->removeMessages(messageIds); },
             [dialogId, messageIds](MediaPreview *preview) {
@@ -696,6 +731,16 @@ void MediaMgr::removeFromModels(const QString &dialogId,
             Qt::QueuedConnection);
 }
 
+void MediaMgr::stopPlayback(const QString &dialogId,
+                            const std::function<void(const QString &)> &stop)
+{
+    stop(dialogId);
+    const QSharedPointer<DialogBase> dialog = m_account->dialog(dialogId);
+    if (dialog && dialog->dialogId() != dialogId) {
+        stop(dialog->dialogId());
+    }
+}
+
 void MediaMgr::removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds)
 {
     deleteMedias(fileReferenceDb()->removeWithMessageIds(dialogId, messageIds));
@@ -703,6 +748,14 @@ void MediaMgr::removeRowsAndFiles(const QString &dialogId, const QList<qint64> &
 
 void MediaMgr::clearMediaModel(const QString &dialogId, qint64 messageId, bool bClearSearch)
 {
+    // The history goes up to and including messageId; the player stops below a bound.
+    stopPlayback(dialogId, [this, messageId](const QString &id) {
+        if (messageId < 1) {
+            MediaPlayer::instance()->stop(m_account->userId(), id);
+        } else {
+            MediaPlayer::instance()->stop(m_account->userId(), id, messageId + 1);
+        }
+    });
     removeFromModels(
             dialogId,
             [messageId, bClearSearch](MediaResourceMgr *mgr) {

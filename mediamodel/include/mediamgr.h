@@ -18,6 +18,7 @@ class AccountBase;
 class ContentItem;
 class DialogBase;
 class FileDataMgr;
+class MediaAudio;
 class MediaCalender;
 class MediaPreview;
 class MediaResourceMgr;
@@ -56,6 +57,9 @@ public:
     // Registers the media layer's types for QML under uri; the host calls it once before loading
     // QML that uses them.
     static void registerMetaType(const char *uri);
+    // The name under which the hub registers with its account (AccountBase::model), so that the
+    // process-wide player finds the account's playlist.
+    static QString modelName();
 
     // Photos, voice, videos and files: the content types whose files the cache keeps.
     static bool isMedia(int type);
@@ -123,6 +127,8 @@ public Q_SLOTS:
     // does not know.
     MediaCalender *mediaCalender(const QString &dialogId);
     void releaseMediaCalender(const QString &dialogId);
+    // The account's audio playlist, which the player fills.
+    MediaAudio *mediaAudio() const { return m_mediaAudio; }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -184,6 +190,9 @@ private:
     void removeFromModels(const QString &dialogId,
                           std::function<void(MediaResourceMgr *)> fromGallery,
                           std::function<void(MediaPreview *)> fromPreview);
+    // Runs stop for dialogId and, when the account resolves it to a dialog of another id, for
+    // that id too.
+    void stopPlayback(const QString &dialogId, const std::function<void(const QString &)> &stop);
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
     QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates);
     void clearTempMedia();
@@ -196,6 +205,7 @@ private:
     QHash<QString, MediaCalender *> m_calendars;       // guarded by m_mutex
     QHash<QString, MediaSelector *> m_selectors;       // owned, guarded by m_mutex
     QHash<QString, MediaSelector *> m_externSelectors; // owned, guarded by m_mutex
+    MediaAudio *m_mediaAudio = nullptr;                // owned
     SearchServiceCmd *m_searchServiceCmd = nullptr;    // owned
     QFuture<void> m_localClearFuture;
     // Guards the calendar and selector registries, the local clear future and the clearing

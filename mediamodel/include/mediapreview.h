@@ -131,6 +131,7 @@ private:
     void takeNewerPage(QList<ResourceItem *> items, bool canLoadNewer);
     int indexOfAnchor() const;
     void prefetchNearEnds();
+    void requestPage(int direction);
 
     void trimNewerSide();
     void trimOlderSide();
@@ -157,6 +158,8 @@ private:
     bool m_remote = false;
     bool m_keepsAll = false;  // a search's preview is never trimmed
     quint64 m_generation = 0; // counts openings, so that a page of an earlier one is dropped
+    // A page asked for has not been handed back yet: its loader's cursors are the worker's.
+    bool m_pageInFlight = false;
     std::atomic<bool> m_opening {false};
     std::atomic<bool> m_querying {false}; // changed on this object's thread only
     // Last, so that it quits and waits before anything a running page touches goes away.

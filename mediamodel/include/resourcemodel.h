@@ -112,6 +112,8 @@ protected:
     qint64 dateTimeToDate(qint64 msecs) const;
 
     QRecursiveMutex &mutex() const { return m_mutex; }
+    // The shown rows, newest first; read under mutex().
+    const QList<ResourceItem *> &items() const { return m_items; }
     bool isReleased() const { return m_released; }
     void setReleased(bool released) { m_released = released; }
 

@@ -146,6 +146,7 @@ void MediaPreview::open(const Anchor &anchor, int messageType, const SearchKey &
     m_keepsAll = bGlobalSearch || !searchFilter.isEmpty();
     setGlobalSearch(bGlobalSearch);
     m_opening.store(true);
+    m_pageInFlight = true;
     m_query.search(searchFilter, m_windowSize / 2);
 }
 
@@ -160,7 +161,7 @@ void MediaPreview::previousItem()
         trimNewerSide();
     }
     if (m_canLoadOlder && count() - m_currentIndex - 1 < m_windowSize / 4) {
-        m_query.loadMore(PREFETCH_COUNT, SearchModel::Older);
+        requestPage(SearchModel::Older);
     }
     setCurrent(m_currentIndex + 1);
     notifyNavigation(hadPrevious, hadNext);
@@ -172,9 +173,18 @@ void MediaPreview::previousItem()
 void MediaPreview::prefetchNearEnds()
 {
     if (m_canLoadOlder && count() - m_currentIndex - 1 < m_windowSize / 4) {
-        m_query.loadMore(PREFETCH_COUNT, SearchModel::Older);
+        requestPage(SearchModel::Older);
     } else if (m_canLoadNewer && m_currentIndex < m_windowSize / 4) {
-        m_query.loadMore(PREFETCH_COUNT, SearchModel::Newer);
+        requestPage(SearchModel::Newer);
+    }
+}
+
+// One page at a time, until it is handed back: a page that loaded but was not taken yet has
+// moved the loader's cursor, and another asked for meanwhile would stack a second window on it.
+void MediaPreview::requestPage(int direction)
+{
+    if (!m_pageInFlight && m_query.loadMore(PREFETCH_COUNT, direction)) {
+        m_pageInFlight = true;
     }
 }
 
@@ -189,7 +199,7 @@ void MediaPreview::nextItem()
         trimOlderSide();
     }
     if (m_canLoadNewer && m_currentIndex < m_windowSize / 4) {
-        m_query.loadMore(PREFETCH_COUNT, SearchModel::Newer);
+        requestPage(SearchModel::Newer);
     }
     setCurrent(m_currentIndex - 1);
     notifyNavigation(hadPrevious, hadNext);
@@ -205,6 +215,7 @@ void MediaPreview::quitView()
 {
     m_query.quit();
     m_query.waitForFinish();
+    m_pageInFlight = false;
     m_dialog.clear();
     m_anchor = {};
 }
@@ -219,11 +230,12 @@ ResultCount MediaPreview::onLoadingData(const SearchKey &key, int count, int off
 ResultCount MediaPreview::onLoadingData(const SearchKey &key, int count, int, int direction)
 {
     const QSharedPointer<DialogBase> dialog = m_dialog.toStrongRef();
-    if (!dialog && !m_global) {
-        return {};
-    }
     const bool opening = m_opening.exchange(false);
     Page page;
+    if (!dialog && !m_global) {
+        handOver(std::move(page), opening);
+        return {};
+    }
     if (opening) {
         initStatus(m_anchor.key.messageId, m_anchor.dateTime);
     }
@@ -251,6 +263,7 @@ void MediaPreview::handOver(Page page, bool opening)
                      if (generation != m_generation || m_query.isQuit()) {
                          return;
                      }
+                     m_pageInFlight = false;
                      QList<ResourceItem *> older = std::exchange(items, {});
                      QList<ResourceItem *> newer = older.mid(0, newerCount);
                      older.remove(0, newerCount);
@@ -261,6 +274,13 @@ void MediaPreview::handOver(Page page, bool opening)
                      } else {
                          takeNewerPage(newer, canLoadNewer);
                          takeOlderPage(older, canLoadOlder);
+                         // Steps taken while the page loaded could not trim the side they
+                         // moved away from.
+                         if (!m_keepsAll && !older.isEmpty()) {
+                             trimNewerSide();
+                         } else if (!m_keepsAll && !newer.isEmpty()) {
+                             trimOlderSide();
+                         }
                      }
                      prefetchNearEnds();
                  });
@@ -340,10 +360,10 @@ int MediaPreview::indexOfAnchor() const
 
 // ---- trimming ----
 
-// Only while no page loads: the loader's cursors move with the trimmed end.
+// Only while no page is on its way: the loader's cursors move with the trimmed end.
 void MediaPreview::trimNewerSide()
 {
-    if (m_currentIndex <= m_windowSize || m_query.isRunning()) {
+    if (m_currentIndex <= m_windowSize || m_pageInFlight) {
         return;
     }
     int cut = m_currentIndex - m_windowSize / 2;
@@ -362,7 +382,7 @@ void MediaPreview::trimNewerSide()
 
 void MediaPreview::trimOlderSide()
 {
-    if (count() - m_currentIndex - 1 <= m_windowSize || m_query.isRunning()) {
+    if (count() - m_currentIndex - 1 <= m_windowSize || m_pageInFlight) {
         return;
     }
     int cut = m_currentIndex + m_windowSize / 2 + 1;
@@ -510,6 +530,7 @@ void MediaPreview::clearData()
 {
     prepareToClearData();
     ++m_generation;
+    m_pageInFlight = false;
     clearItems();
     m_dialog.clear();
     m_anchor = {};

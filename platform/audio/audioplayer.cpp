@@ -41,6 +41,12 @@ void AudioPlayer::pushEvent(int type, const QVariantMap &params, const QString &
     pushEvent(AudioEvents {type, params, message});
 }
 
+void AudioPlayer::clearEvents()
+{
+    QMutexLocker locker(&m_mutex);
+    m_events.clear();
+}
+
 void AudioPlayer::play(const QString &path, qint64 seekPos)
 {
     Q_UNUSED(seekPos)

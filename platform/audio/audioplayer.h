@@ -39,6 +39,8 @@ protected:
     // Queues an event and fires the callback; callable from any thread.
     void pushEvent(const AudioEvents &event);
     void pushEvent(int type, const QVariantMap &params = {}, const QString &message = QString());
+    // Drops the events not read yet, e.g. those of a track that was interrupted.
+    void clearEvents();
 
 private:
     QMutex m_mutex; // guards the members below
