@@ -10,7 +10,9 @@
 #include "mediafiles.h"
 #include "mediainfo.h"
 #include "mediamgr.h"
+#include "mediaplayer.h"
 #include "mediapreview.h"
+#include "mediaselector.h"
 #include "messagebase.h"
 #include "messagestorage.h"
 #include "resourceitem.h"
@@ -98,6 +100,7 @@ void GalleryController::openGallery(const QString &dialogId)
     releaseGallery();
     m_gallery = m_hub->mediaResourceMgr(dialogId);
     m_calendar = m_hub->mediaCalender(dialogId);
+    m_selector = m_hub->mediaSelector(dialogId);
     m_galleryChatId = dialogId;
     if (!m_gallery) {
         qCWarning(lcGallery) << "the account has no chat" << dialogId;
@@ -112,14 +115,21 @@ void GalleryController::releaseGallery()
     }
     m_gallery.clear();
     m_calendar.clear();
+    m_selector.clear();
     const QString dialogId = std::exchange(m_galleryChatId, QString());
     m_hub->releaseResourceMgr(dialogId);
     m_hub->releaseMediaCalender(dialogId);
+    m_hub->releaseMediaSelector(dialogId);
 }
 
 QObject *GalleryController::preview() const
 {
     return m_hub->mediaPreview();
+}
+
+QObject *GalleryController::player() const
+{
+    return MediaPlayer::instance();
 }
 
 // The newest stored message decides, so that a new photo lands above everything the chat holds.

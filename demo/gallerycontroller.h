@@ -36,6 +36,10 @@ class GalleryController : public QObject
     Q_PROPERTY(QObject *calendar READ calendar NOTIFY galleryChanged)
     // The hub's full-screen viewer.
     Q_PROPERTY(QObject *preview READ preview CONSTANT)
+    // The hub's selection of the chat, held with the gallery.
+    Q_PROPERTY(QObject *selector READ selector NOTIFY galleryChanged)
+    // The process-wide player of voice and music.
+    Q_PROPERTY(QObject *player READ player CONSTANT)
 
 public:
     // The gallery open at the end stays with the hub, which deletes it in clearData(). Tells the
@@ -53,6 +57,8 @@ public:
     QObject *gallery() const { return m_gallery; }
     QObject *calendar() const { return m_calendar; }
     QObject *preview() const;
+    QObject *selector() const { return m_selector; }
+    QObject *player() const;
 
     // Sends a new photo into the open chat: stored as the client stores a received message, then
     // handed to the hub, which puts it at the top of the photo list. False, with a notice, when
@@ -82,5 +88,6 @@ private:
     // Owned by the hub, which deletes it some time after releaseGallery(): only held while open.
     QPointer<QObject> m_gallery;
     QPointer<QObject> m_calendar; // owned by the hub likewise
+    QPointer<QObject> m_selector; // owned by the hub likewise
     QString m_galleryChatId;      // the id the hub handed m_gallery out for
 };

@@ -2,6 +2,9 @@
 
 #include "gallerycontroller.h"
 #include "gallerylog.h"
+#include "mediamgr.h"
+#include "mediaplayer.h"
+#include "mediatranslator.h"
 #include "thumbnailprovider.h"
 
 #include <QGuiApplication>
@@ -14,6 +17,13 @@ void chooseGalleryRenderer()
         || QGuiApplication::platformName() == QLatin1String("minimal")) {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     }
+}
+
+void setUpMediaLayer()
+{
+    MediaMgr::registerMetaType("MediaGallery");
+    MediaTranslator::install();
+    MediaPlayer::instance()->loadConfig();
 }
 
 QQuickWindow *loadGalleryWindow(QQmlApplicationEngine &engine, GalleryController &controller,

@@ -10,6 +10,10 @@ class QQuickWindow;
 // pixels on every machine. Call before the first window is made.
 void chooseGalleryRenderer();
 
+// What the media layer needs of the process once, before the first hub and window: its types for
+// QML, its texts, and the player's saved play mode.
+void setUpMediaLayer();
+
 // Loads the gallery window over controller into engine, showing the list of initialTab first.
 // Null, with a log line, when the window cannot be made. The window belongs to engine.
 QQuickWindow *loadGalleryWindow(QQmlApplicationEngine &engine, GalleryController &controller,

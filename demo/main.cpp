@@ -190,7 +190,7 @@ int main(int argc, char *argv[])
         qCCritical(lcGallery) << "cannot open the account in" << options->accountDir;
         return 2;
     }
-    MediaMgr::registerMetaType("MediaGallery");
+    setUpMediaLayer();
     MediaMgr hub(&account);
     hub.initConnection();
 

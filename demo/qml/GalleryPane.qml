@@ -288,7 +288,11 @@ Rectangle {
                 emptyGlyph: "\u266a"
                 emptyTitle: qsTr("No music yet")
                 emptyText: qsTr("Songs shared in this chat show up here.")
-                delegate: MusicRow { files: pane.controller.files }
+                delegate: MusicRow {
+                    files: pane.controller.files
+                    player: pane.controller.player
+                    accountId: pane.controller.account.userId
+                }
             }
             ListTab {
                 id: voiceTab
@@ -296,7 +300,11 @@ Rectangle {
                 emptyGlyph: "\u25cf"
                 emptyTitle: qsTr("No voice messages yet")
                 emptyText: qsTr("Voice messages of this chat show up here.")
-                delegate: VoiceRow { files: pane.controller.files }
+                delegate: VoiceRow {
+                    files: pane.controller.files
+                    player: pane.controller.player
+                    accountId: pane.controller.account.userId
+                }
             }
         }
 

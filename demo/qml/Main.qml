@@ -19,6 +19,12 @@ ApplicationWindow {
     color: Theme.window
     title: qsTr("Shared media") + (gallery.chatName ? " — " + gallery.chatName : "")
 
+    footer: PlayerBar {
+        visible: item !== null
+        player: window.controller.player
+        files: window.controller.files
+    }
+
     RowLayout {
         anchors.fill: parent
         spacing: 0

@@ -8,22 +8,17 @@ ListRow {
     id: row
 
     property MediaFiles files
+    // The process-wide MediaPlayer and the account it plays for.
+    property var player: null
+    property var accountId: 0
     readonly property string fileName: files ? files.fileName(itemModel) : ""
     readonly property string title: fileName.replace(/\.[^.]*$/, "")
 
-    Rectangle {
-        Layout.preferredWidth: 42
-        Layout.preferredHeight: 42
-        radius: 21
-        color: row.hovered ? Qt.darker(Theme.accent, 1.1) : Theme.accent
-
-        Label {
-            anchors.centerIn: parent
-            anchors.horizontalCenterOffset: 2
-            text: "\u25b6"
-            color: "white"
-            font.pixelSize: 15
-        }
+    PlayButton {
+        itemModel: row.itemModel
+        player: row.player
+        accountId: row.accountId
+        music: true
     }
     ColumnLayout {
         Layout.fillWidth: true

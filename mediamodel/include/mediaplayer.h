@@ -1,8 +1,10 @@
 #pragma once
 
+#include "mediaaudio.h"
 #include "mediamodel_export.h"
 #include "messageidrange.h"
 #include "messagekey.h"
+#include "resourceitem.h"
 #include "searchkey.h"
 
 #include <QList>
@@ -13,9 +15,7 @@
 #include <memory>
 
 class AudioPlayer;
-class MediaAudio;
 class MessageBase;
-class ResourceItem;
 
 // The one audio player of the process: plays voice messages, music messages and temporary voice
 // recordings through the audio engine, keeps what the player bar shows, decides what plays next

@@ -5,6 +5,7 @@
 #include "mediacalender.h"
 #include "mediamgr.h"
 #include "mediapreview.h"
+#include "mediaselector.h"
 #include "resourceitem.h"
 #include "sampleaccount.h"
 
@@ -12,6 +13,7 @@
 #include <QQmlExtensionPlugin>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -53,11 +55,13 @@ private Q_SLOTS:
     void cleanupTestCase();
     void viewerStepsBetweenItems();
     void calendarMarksDaysAndOpensOne();
+    void dragTicksTilesAndForwardSendsThem();
 
 private:
     // The photo tiles on screen, newest first.
     QList<QQuickItem *> visibleTiles() const;
     QQuickItem *findItem(const QString &objectName) const;
+    QQuickItem *findButton(const QString &text) const;
     MediaPreview *preview() const { return m_hub->mediaPreview(); }
 
     QTemporaryDir m_dir;
@@ -76,7 +80,7 @@ void TestGalleryUi::initTestCase()
     chooseGalleryRenderer();
     m_account = std::make_unique<GalleryAccount>(SampleAccount::UserId, m_dir.path());
     QVERIFY(m_account->isValid());
-    MediaMgr::registerMetaType("MediaGallery");
+    setUpMediaLayer();
     m_hub = new MediaMgr(m_account.get());
     m_hub->initConnection();
     m_controller = std::make_unique<GalleryController>(m_account.get(), m_hub);
@@ -121,6 +125,17 @@ QQuickItem *TestGalleryUi::findItem(const QString &objectName) const
 {
     for (QQuickItem *item : visualDescendants(m_window->contentItem())) {
         if (item->objectName() == objectName) {
+            return item;
+        }
+    }
+    return nullptr;
+}
+
+QQuickItem *TestGalleryUi::findButton(const QString &text) const
+{
+    for (QQuickItem *item : visualDescendants(m_window->contentItem())) {
+        if (item->property("text").toString() == text && item->property("glyph").isValid()
+            && item->isVisible()) {
             return item;
         }
     }
@@ -187,6 +202,46 @@ void TestGalleryUi::calendarMarksDaysAndOpensOne()
     QTRY_VERIFY(preview()->resourceItem());
     QCOMPARE(preview()->resourceItem()->mediaKey(), dayItem->mediaKey());
     QTest::keyClick(m_window, Qt::Key_Escape);
+}
+
+void TestGalleryUi::dragTicksTilesAndForwardSendsThem()
+{
+    auto *selector = qobject_cast<MediaSelector *>(m_controller->selector());
+    QVERIFY(selector);
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findItem(QStringLiteral("selectButton"))));
+    QQuickItem *bar = findItem(QStringLiteral("selectionBar"));
+    QVERIFY(bar && bar->isVisible());
+
+    // Pressed on the newest tile and dragged over the next two.
+    const QList<QQuickItem *> tiles = visibleTiles();
+    QTest::mousePress(m_window, Qt::LeftButton, {}, centreOf(tiles.at(0)));
+    QTest::mouseMove(m_window, centreOf(tiles.at(1)));
+    QTest::mouseMove(m_window, centreOf(tiles.at(2)));
+    QTest::mouseRelease(m_window, Qt::LeftButton, {}, centreOf(tiles.at(2)));
+    QCOMPARE(selector->selectCount(), 3);
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(selector->isSelected(itemOf(tiles.at(i))->dialogId(),
+                                     itemOf(tiles.at(i))->mediaKey()));
+        QVERIFY(tiles.at(i)->property("ticked").toBool());
+    }
+    QVERIFY(!tiles.at(3)->property("ticked").toBool());
+    QCOMPARE(findItem(QStringLiteral("selectionCount"))->property("text").toString(),
+             QStringLiteral("3 selected"));
+
+    // A click unticks one; forwarding sends the other two and empties the selection.
+    QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(tiles.at(1)));
+    QCOMPARE(selector->selectCount(), 2);
+    QSignalSpy forwarded(m_account.get(), &GalleryAccount::messagesForwarded);
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findButton(QStringLiteral("Forward"))));
+    QCOMPARE(forwarded.count(), 1);
+    QCOMPARE(forwarded.at(0).at(0).toInt(), 2);
+    QCOMPARE(selector->selectCount(), 0);
+
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findItem(QStringLiteral("selectButton"))));
+    QVERIFY(!bar->isVisible());
 }
 
 QTEST_MAIN(TestGalleryUi)
