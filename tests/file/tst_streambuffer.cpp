@@ -183,11 +183,14 @@ void tst_StreamBuffer::neverAnswersAfterAbort()
             manager->requestStreamBuffer(id, bytes.size() - 1000, 1000, recorder.callback());
     manager->abortDownloader(early);
     manager->abortDownloader(late);
+    // On a loaded machine a request may be answered before the abort reaches it; an answer runs
+    // under the lock the abort takes, so none can come once the abort has returned.
+    const int answeredBeforeAbort = recorder.count();
 
     // The download the requests started still completes; the aborted requests stay silent.
     QTRY_COMPARE_WITH_TIMEOUT(downloads.finished(id), QList<bool>({true}), kAnswerTimeoutMs);
     roundTrip(file);
-    QCOMPARE(recorder.count(), 0);
+    QCOMPARE(recorder.count(), answeredBeforeAbort);
 }
 
 void tst_StreamBuffer::neverAnswersEmptyOrOutOfRangeRequests_data()
