@@ -5,6 +5,7 @@
 #include "cachelayout.h"
 #include "contenttype.h"
 #include "dialogbase.h"
+#include "hubteardown.h"
 #include "im.pb.h"
 #include "mediamgr.h"
 #include "messagebase.h"
@@ -86,11 +87,7 @@ AudioAccount::~AudioAccount()
         return;
     }
     AccountManager::getInstance()->removeAccount(m_account.get());
-    m_hub->prepareToClearData(false);
-    m_hub->clearData(false);
-    delete m_hub;
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    closeHub(m_hub);
     m_account.reset();
 }
 

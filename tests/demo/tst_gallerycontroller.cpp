@@ -5,6 +5,7 @@
 #include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerysample.h"
+#include "hubteardown.h"
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
 #include "mediafiles.h"
@@ -84,10 +85,7 @@ void TestGalleryController::init()
 void TestGalleryController::cleanup()
 {
     m_controller.reset();
-    m_hub->prepareToClearData(false);
-    QCoreApplication::sendPostedEvents();
-    m_hub->clearData(false);
-    delete m_hub;
+    closeHub(m_hub);
     m_account.reset();
 }
 

@@ -2,6 +2,7 @@
 #include "gallerycontroller.h"
 #include "gallerysample.h"
 #include "gallerywindow.h"
+#include "hubteardown.h"
 #include "mediacalender.h"
 #include "mediamgr.h"
 #include "mediapreview.h"
@@ -97,12 +98,7 @@ void TestGalleryUi::cleanupTestCase()
 {
     m_engine.reset();
     m_controller.reset();
-    m_hub->prepareToClearData(false);
-    QCoreApplication::sendPostedEvents();
-    m_hub->clearData(false);
-    delete m_hub;
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    closeHub(m_hub);
     m_account.reset();
 }
 

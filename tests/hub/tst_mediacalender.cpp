@@ -1,5 +1,6 @@
 #include "accountbase.h"
 #include "contenttype.h"
+#include "hubteardown.h"
 #include "im.pb.h"
 #include "mediacalender.h"
 #include "mediamgr.h"
@@ -75,10 +76,7 @@ void TestMediaCalender::initTestCase()
 
 void TestMediaCalender::cleanupTestCase()
 {
-    m_hub->prepareToClearData(false);
-    m_hub->clearData(false);
-    delete m_hub;
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    closeHub(m_hub);
 }
 
 MediaCalender *TestMediaCalender::loadedCalendar(const QString &dialogId)

@@ -5,6 +5,7 @@
 #include "constants.h"
 #include "contenttype.h"
 #include "filereferencestorage.h"
+#include "hubteardown.h"
 #include "im.pb.h"
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
@@ -152,11 +153,7 @@ void TestMediaMgr::init()
 
 void TestMediaMgr::cleanup()
 {
-    m_hub->prepareToClearData(false);
-    m_hub->clearData(false);
-    delete m_hub;
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    closeHub(m_hub);
     m_account.reset();
     m_dir.reset();
 }

@@ -1,6 +1,7 @@
 #include "accountbase.h"
 #include "contenttype.h"
 #include "dialogbase.h"
+#include "hubteardown.h"
 #include "im.pb.h"
 #include "mediainfo.h"
 #include "mediamgr.h"
@@ -93,11 +94,7 @@ void TestMediaPreview::initTestCase()
 
 void TestMediaPreview::cleanupTestCase()
 {
-    m_hub->prepareToClearData(false);
-    m_hub->clearData(false);
-    delete m_hub;
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    closeHub(m_hub);
     m_account.reset();
 }
 

@@ -1,5 +1,6 @@
 #include "accountbase.h"
 #include "gallerylisting.h"
+#include "hubteardown.h"
 #include "mediamgr.h"
 #include "sampleaccount.h"
 
@@ -71,11 +72,7 @@ void TestGalleryListing::initTestCase()
 // application goes.
 void TestGalleryListing::cleanupTestCase()
 {
-    m_hub->prepareToClearData(false);
-    m_hub->clearData(false);
-    delete m_hub;
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    closeHub(m_hub);
 }
 
 GalleryListing::Listing TestGalleryListing::list(const QString &chat, int type, int pages)
