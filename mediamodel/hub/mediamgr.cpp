@@ -547,7 +547,7 @@ void MediaMgr::updatePreviewModel(MediaPreview *preview, const MediaInfo &info, 
     }
     const int previewType = preview->listType();
     const bool typeMatches = std::any_of(listTypes.cbegin(), listTypes.cend(), [&](int type) {
-        return (type == CONTENT_VIDEO ? CONTENT_PHOTO : type) == previewType;
+        return MediaUtil::listTypeOf(type) == previewType;
     });
     if (!typeMatches) {
         if (op == DO_UPDATE) {

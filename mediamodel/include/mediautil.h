@@ -37,6 +37,9 @@ public:
     static MessageKey makeMediaKey(MessageBase *msg);
     static MessageKey makeMediaKey(QSharedPointer<MessageBase> msg);
 
+    // The gallery list a content type is shown in: videos share the photo list.
+    static int listTypeOf(int contentType);
+
     // Adds the sizes of the regular files directly in path (no links, no sub-folders) to size.
     // size is added to, never reset, so that several folders can be summed into one total.
     static void dirFileSize(const QString &path, qint64 &size);

@@ -1,7 +1,6 @@
 #include "mediapreview.h"
 
 #include "accountbase.h"
-#include "contenttype.h"
 #include "dialogbase.h"
 #include "mediamodellog_p.h"
 #include "mediautil.h"
@@ -15,12 +14,6 @@
 namespace {
 
 constexpr int PREFETCH_COUNT = 100;
-
-// Photos and videos share one list, as in the gallery.
-int listTypeOf(int messageType)
-{
-    return messageType == CONTENT_VIDEO ? CONTENT_PHOTO : messageType;
-}
 
 bool isSameItem(const ResourceItem *a, const ResourceItem *b)
 {
@@ -140,7 +133,7 @@ void MediaPreview::open(const Anchor &anchor, int messageType, const SearchKey &
     const QSharedPointer<DialogBase> dialog = m_account->dialog(anchor.dialogId);
     m_dialog = dialog;
     m_anchor = anchor;
-    m_type = listTypeOf(messageType);
+    m_type = MediaUtil::listTypeOf(messageType);
     m_global = bGlobalSearch;
     m_remote = !searchFilter.isEmpty() && !bGlobalSearch && dialog && dialog->canSearchRemote();
     m_keepsAll = bGlobalSearch || !searchFilter.isEmpty();

@@ -4,6 +4,7 @@
 #include "dialogbase.h"
 #include "mediaresource.h"
 #include "mediasearch.h"
+#include "mediautil.h"
 #include "resourcemodel.h"
 
 #include <QJSEngine>
@@ -42,7 +43,7 @@ MediaResource *MediaResourceMgr::mediaResource(int type) const
 
 MediaResource *MediaResourceMgr::listOfType(int contentType) const
 {
-    return mediaResource(contentType == CONTENT_VIDEO ? CONTENT_PHOTO : contentType);
+    return mediaResource(MediaUtil::listTypeOf(contentType));
 }
 
 void MediaResourceMgr::removeMessages(const QList<qint64> &messageIds)

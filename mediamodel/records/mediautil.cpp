@@ -1,5 +1,6 @@
 #include "mediautil.h"
 
+#include "contenttype.h"
 #include "mediamodellog_p.h"
 #include "messagebase.h"
 #include "resourceitem.h"
@@ -144,6 +145,11 @@ MessageKey MediaUtil::makeMediaKey(MessageBase *msg)
 MessageKey MediaUtil::makeMediaKey(QSharedPointer<MessageBase> msg)
 {
     return makeMediaKey(msg.data());
+}
+
+int MediaUtil::listTypeOf(int contentType)
+{
+    return contentType == CONTENT_VIDEO ? CONTENT_PHOTO : contentType;
 }
 
 void MediaUtil::dirFileSize(const QString &path, qint64 &size)
