@@ -10,7 +10,7 @@ packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
     qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml-workerscript
     qml6-module-qtquick-dialogs qml6-module-qtmultimedia
-    libprotobuf-dev protobuf-compiler
+    libprotobuf-dev protobuf-compiler libsqlite3-dev
     libbenchmark-dev
     curl ffmpeg nginx-light xvfb sqlite3
 )

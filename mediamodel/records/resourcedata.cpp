@@ -10,36 +10,42 @@
 
 namespace {
 
-const QString kFileName = QStringLiteral("fileName");
-const QString kFileId = QStringLiteral("fileId");
-const QString kSuffix = QStringLiteral("suffix");
-const QString kSize = QStringLiteral("size");
-const QString kThumbId = QStringLiteral("thumbId");
-const QString kThumbSuffix = QStringLiteral("thumbSuffix");
-const QString kThumbSize = QStringLiteral("thumbSize");
-const QString kLivePhotoId = QStringLiteral("livePhotoId");
-const QString kLivePhotoSuffix = QStringLiteral("livePhotoSuffix");
-const QString kLivePhotoSize = QStringLiteral("livePhotoSize");
+constexpr QLatin1String kFileName("fileName");
+constexpr QLatin1String kFileId("fileId");
+constexpr QLatin1String kSuffix("suffix");
+constexpr QLatin1String kSize("size");
+constexpr QLatin1String kThumbId("thumbId");
+constexpr QLatin1String kThumbSuffix("thumbSuffix");
+constexpr QLatin1String kThumbSize("thumbSize");
+constexpr QLatin1String kLivePhotoId("livePhotoId");
+constexpr QLatin1String kLivePhotoSuffix("livePhotoSuffix");
+constexpr QLatin1String kLivePhotoSize("livePhotoSize");
 
 } // namespace
 
+// Keys in the order QJsonObject keeps them, so that the text is the one QJsonDocument would
+// write; ingest writes one per media row.
 void ResourceData::serialize(QByteArray &out) const
 {
     if (fileId.isEmpty()) {
         return;
     }
-    QVariantMap map {{kFileName, fileName}, {kFileId, fileId}, {kSuffix, suffix}, {kSize, size}};
-    if (!thumbId.isEmpty()) {
-        map.insert(kThumbId, thumbId);
-        map.insert(kThumbSuffix, thumbSuffix);
-        map.insert(kThumbSize, thumbSize);
-    }
+    CompactJsonWriter json;
+    json.add(kFileId, fileId);
+    json.add(kFileName, fileName);
     if (!livePhotoId.isEmpty()) {
-        map.insert(kLivePhotoId, livePhotoId);
-        map.insert(kLivePhotoSuffix, livePhotoSuffix);
-        map.insert(kLivePhotoSize, livePhotoSize);
+        json.add(kLivePhotoId, livePhotoId);
+        json.add(kLivePhotoSize, livePhotoSize);
+        json.add(kLivePhotoSuffix, livePhotoSuffix);
     }
-    out = mapToJson(map);
+    json.add(kSize, size);
+    json.add(kSuffix, suffix);
+    if (!thumbId.isEmpty()) {
+        json.add(kThumbId, thumbId);
+        json.add(kThumbSize, thumbSize);
+        json.add(kThumbSuffix, thumbSuffix);
+    }
+    out = json.take();
 }
 
 void ResourceData::deserialize(const QByteArray &in)

@@ -86,20 +86,20 @@ FileReferenceStorage::FileReferenceStorage(Database *db)
 
 bool FileReferenceStorage::save(const QList<FileReferenceInfo> &rows)
 {
-    return Sql::insertRows(m_db,
-                           QStringLiteral("INSERT OR REPLACE INTO file_reference (dialog_id, "
-                                          "message_id, sub_msg_id, type, date_time, thumb_id, "
-                                          "file_id, data) VALUES "),
-                           8, rows, [](const FileReferenceInfo &row) {
-                               return QVariantList {Sql::text(row.dialogId),
-                                                    row.messageId,
-                                                    row.subMsgId,
-                                                    row.type,
-                                                    row.dateTime,
-                                                    Sql::text(row.thumbId),
-                                                    Sql::text(row.fileId),
-                                                    row.data};
-                           });
+    return Sql::execForRows(m_db,
+                            QStringLiteral("INSERT OR REPLACE INTO file_reference (dialog_id, "
+                                           "message_id, sub_msg_id, type, date_time, thumb_id, "
+                                           "file_id, data) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
+                            rows, [](const FileReferenceInfo &row) {
+                                return QVariantList {Sql::text(row.dialogId),
+                                                     row.messageId,
+                                                     row.subMsgId,
+                                                     row.type,
+                                                     row.dateTime,
+                                                     Sql::text(row.thumbId),
+                                                     Sql::text(row.fileId),
+                                                     row.data};
+                            });
 }
 
 bool FileReferenceStorage::remove(const QString &dialogId, qint64 messageId)

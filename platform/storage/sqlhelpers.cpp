@@ -4,6 +4,7 @@
 
 #include <QSqlDriver>
 #include <QSqlError>
+#include <sqlite3.h>
 
 namespace storage::Sql {
 
@@ -79,6 +80,90 @@ QList<QString> uniqueIds(const QList<QString> &ids)
         }
     }
     return unique;
+}
+
+NativeStatement::NativeStatement(QSqlDatabase &connection, const QString &sql)
+    : m_sql(sql)
+{
+    const QVariant handle = connection.driver() ? connection.driver()->handle() : QVariant();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0) {
+        qCWarning(lcPlatform).noquote() << "storage: not an SQLite connection for" << sql;
+        return;
+    }
+    m_handle = *static_cast<sqlite3 *const *>(handle.constData());
+    if (sqlite3_prepare16_v2(m_handle, sql.utf16(), int(sql.size() * sizeof(char16_t)),
+                             &m_statement, nullptr)
+        != SQLITE_OK) {
+        logFailure("cannot prepare");
+        m_statement = nullptr;
+    }
+}
+
+NativeStatement::~NativeStatement()
+{
+    sqlite3_finalize(m_statement);
+}
+
+bool NativeStatement::run(const QVariantList &values)
+{
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        if (!bind(int(i) + 1, values.at(i))) {
+            logFailure("cannot bind a value");
+            sqlite3_reset(m_statement);
+            return false;
+        }
+    }
+    const int result = sqlite3_step(m_statement);
+    sqlite3_reset(m_statement);
+    if (result != SQLITE_DONE) {
+        logFailure("failed");
+        return false;
+    }
+    return true;
+}
+
+// The variant outlives the step, so text and bytes are bound without a copy.
+bool NativeStatement::bind(int index, const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QString: {
+        const auto *text = static_cast<const QString *>(value.constData());
+        return (text->isNull()
+                        ? sqlite3_bind_null(m_statement, index)
+                        : sqlite3_bind_text16(m_statement, index, text->utf16(),
+                                              int(text->size() * sizeof(char16_t)), SQLITE_STATIC))
+                == SQLITE_OK;
+    }
+    case QMetaType::QByteArray: {
+        const auto *bytes = static_cast<const QByteArray *>(value.constData());
+        return (bytes->isNull() ? sqlite3_bind_null(m_statement, index)
+                                : sqlite3_bind_blob(m_statement, index, bytes->constData(),
+                                                    int(bytes->size()), SQLITE_STATIC))
+                == SQLITE_OK;
+    }
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+        return sqlite3_bind_int64(m_statement, index, value.toLongLong()) == SQLITE_OK;
+    case QMetaType::Double:
+        return sqlite3_bind_double(m_statement, index, value.toDouble()) == SQLITE_OK;
+    case QMetaType::UnknownType:
+        return sqlite3_bind_null(m_statement, index) == SQLITE_OK;
+    default: {
+        const QString text = value.toString();
+        return sqlite3_bind_text16(m_statement, index, text.utf16(),
+                                   int(text.size() * sizeof(char16_t)), SQLITE_TRANSIENT)
+                == SQLITE_OK;
+    }
+    }
+}
+
+void NativeStatement::logFailure(const char *what) const
+{
+    qCWarning(lcPlatform).noquote()
+            << "storage:" << what << "(" << sqlite3_errmsg(m_handle) << ") in" << m_sql;
 }
 
 } // namespace storage::Sql

@@ -11,6 +11,9 @@
 #include <QVariant>
 #include <utility>
 
+struct sqlite3;
+struct sqlite3_stmt;
+
 namespace storage::Sql {
 
 // Most ids bound into one statement. SQLite refuses statements with more variables than its
@@ -88,6 +91,30 @@ template<typename T, typename Fn> bool forEachChunk(const QList<T> &ids, Fn fn)
     return true;
 }
 
+// A statement prepared on the connection's own SQLite handle. Binding through QSqlQuery costs
+// more than SQLite's own work on a row, which tells where rows come by the hundred thousand
+// (ingest, imports); values bind as Qt's SQLite driver binds them.
+class NativeStatement
+{
+public:
+    NativeStatement(QSqlDatabase &connection, const QString &sql);
+    ~NativeStatement();
+    Q_DISABLE_COPY_MOVE(NativeStatement)
+
+    // False, logged, when the connection is not SQLite's or the statement does not compile.
+    bool isValid() const { return m_statement != nullptr; }
+    // Binds values to the placeholders in order, runs the statement once and resets it.
+    bool run(const QVariantList &values);
+
+private:
+    bool bind(int index, const QVariant &value);
+    void logFailure(const char *what) const;
+
+    sqlite3 *m_handle = nullptr;
+    sqlite3_stmt *m_statement = nullptr;
+    QString m_sql;
+};
+
 // Executes sql once per row with valuesOf(row), all rows in one transaction.
 template<typename Row, typename ValuesOf>
 bool execForRows(Database *db, const QString &sql, const QList<Row> &rows, ValuesOf valuesOf)
@@ -96,51 +123,12 @@ bool execForRows(Database *db, const QString &sql, const QList<Row> &rows, Value
         return true;
     }
     return db->transaction([&](QSqlDatabase &connection) {
-        QSqlQuery query(connection);
-        if (!prepare(query, sql)) {
+        NativeStatement statement(connection, sql);
+        if (!statement.isValid()) {
             return false;
         }
         for (const Row &row : rows) {
-            if (!exec(query, valuesOf(row))) {
-                return false;
-            }
-        }
-        return true;
-    });
-}
-
-// Inserts rows with statements of many rows each, "head (?, ...), (?, ...)", all in one
-// transaction: a batch of a whole chat then costs a few hundred statements, not one per row.
-// valuesOf(row) gives the columns values of one row, in the order head names them.
-template<typename Row, typename ValuesOf>
-bool insertRows(Database *db, const QString &head, int columns, const QList<Row> &rows,
-                ValuesOf valuesOf)
-{
-    if (rows.isEmpty()) {
-        return true;
-    }
-    const qsizetype perStatement = qMax<qsizetype>(1, MaxIdsPerStatement / columns);
-    const QString tuple = QLatin1Char('(') + placeholders(columns) + QLatin1Char(')');
-    const auto statementOf = [&](qsizetype count) {
-        return head + QList<QString>(count, tuple).join(QStringLiteral(", "));
-    };
-    return db->transaction([&](QSqlDatabase &connection) {
-        QSqlQuery full(connection);
-        bool fullPrepared = false;
-        for (qsizetype start = 0; start < rows.size(); start += perStatement) {
-            const qsizetype count = qMin(perStatement, rows.size() - start);
-            QSqlQuery last(connection);
-            QSqlQuery &query = count == perStatement ? full : last;
-            const bool ready = count == perStatement ? std::exchange(fullPrepared, true) : false;
-            if (!ready && !prepare(query, statementOf(count))) {
-                return false;
-            }
-            QVariantList values;
-            values.reserve(count * columns);
-            for (qsizetype i = start; i < start + count; ++i) {
-                values += valuesOf(rows.at(i));
-            }
-            if (!exec(query, values)) {
+            if (!statement.run(valuesOf(row))) {
                 return false;
             }
         }

@@ -7,6 +7,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -32,6 +34,8 @@ private Q_SLOTS:
     void jsonRoundTrip();
     void jsonRejects_data();
     void jsonRejects();
+    void compactJsonWriterWritesWhatQtWrites_data();
+    void compactJsonWriterWritesWhatQtWrites();
 
     void cacheLayoutAgreesOnFolders();
     void baseFilePercent_data();
@@ -204,6 +208,40 @@ void TestCommon::jsonRejects()
 {
     QFETCH(QByteArray, json);
     QVERIFY(jsonToMap(json).isEmpty());
+}
+
+void TestCommon::compactJsonWriterWritesWhatQtWrites_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<qint64>("number");
+
+    QTest::newRow("plain") << QStringLiteral("photo.jpg") << qint64(1);
+    QTest::newRow("empty") << QString() << qint64(0);
+    QTest::newRow("quote and backslash") << QStringLiteral("a \"b\" \\ c/d") << qint64(-1);
+    QTest::newRow("control characters")
+            << QStringLiteral("\b\f\n\r\t") + QChar(0x01) + QChar(0x1f) + QChar(0x7f) << qint64(40);
+    QTest::newRow("accents and ideographs")
+            << QStringLiteral("R\u00e9sum\u00e9 \u6587\u4ef6.pdf") << qint64(4294967296);
+    QTest::newRow("emoji: a surrogate pair")
+            << QStringLiteral("\U0001F600 party.mp4") << std::numeric_limits<qint64>::max();
+    QTest::newRow("lone surrogates") << QString(QChar(0xd800)) + QStringLiteral("x") + QChar(0xdc00)
+                                     << std::numeric_limits<qint64>::min();
+}
+
+// Stored records must not change with the writer: the same text QJsonDocument gives.
+void TestCommon::compactJsonWriterWritesWhatQtWrites()
+{
+    QFETCH(QString, text);
+    QFETCH(qint64, number);
+    CompactJsonWriter writer;
+    writer.add(QLatin1String("a"), text);
+    writer.add(QLatin1String("b"), number);
+    writer.add(QLatin1String("c"), text + text);
+    const QJsonObject object {{QStringLiteral("a"), text},
+                              {QStringLiteral("b"), number},
+                              {QStringLiteral("c"), text + text}};
+    QCOMPARE(writer.take(), QJsonDocument(object).toJson(QJsonDocument::Compact));
+    QCOMPARE(writer.take(), QByteArray("{}"));
 }
 
 void TestCommon::cacheLayoutAgreesOnFolders()
