@@ -34,11 +34,14 @@ public:
     QVariant data(const QModelIndex &index, int role) const override;
     QHash<int, QByteArray> roleNames() const override;
 
+    // Replaces every row.
     void reset(const QList<Row> &rows);
+    // Adds rows at the end.
     void append(const QList<Row> &rows);
     // Replaces the row of the same dialog, or appends it.
     void upsert(const Row &row);
     void removeDialog(const QString &dialogId);
+    // The row of the dialog; -1 when it has none.
     int indexOf(const QString &dialogId) const;
     QList<Row> rows() const { return m_rows; }
 

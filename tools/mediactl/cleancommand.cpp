@@ -34,8 +34,9 @@ QString keepTimeText(int keepTime)
     }
 }
 
-// One line redrawn in place: the stage, a bar and the counts.
-void drawProgress(QTextStream &err, const MediaExpiry::Progress &progress)
+// One line redrawn in place: the stage, a bar and the counts. Returns whether the line is
+// finished.
+bool drawProgress(QTextStream &err, const MediaExpiry::Progress &progress)
 {
     const bool bySize = progress.stage == MediaExpiry::SizeStage;
     const qint64 total = qMax<qint64>(progress.total, 1);
@@ -43,10 +44,12 @@ void drawProgress(QTextStream &err, const MediaExpiry::Progress &progress)
     err << '\r' << (bySize ? "size " : "age  ") << '[' << QString(filled, QLatin1Char('#'))
         << QString(BarWidth - filled, QLatin1Char(' ')) << "] " << progress.done << '/'
         << progress.total << (bySize ? " bytes" : " rows") << "   ";
-    if (progress.done >= progress.total) {
+    const bool finished = progress.done >= progress.total;
+    if (finished) {
         err << '\n';
     }
     err.flush();
+    return finished;
 }
 
 void printLimits(QTextStream &out, const MediaKeepSetting &setting,
@@ -113,8 +116,15 @@ int CleanCommand::run(const QStringList &args)
         }
         printLimits(out, *hub.mediaKeepSetting(), limits);
         MediaExpiry expiry(&hub, limits);
-        expiry.setProgress([&err](const MediaExpiry::Progress &p) { drawProgress(err, p); });
+        // A pass stopped short of a stage's total leaves its line open.
+        bool lineOpen = false;
+        expiry.setProgress([&err, &lineOpen](const MediaExpiry::Progress &p) {
+            lineOpen = !drawProgress(err, p);
+        });
         summary = expiry.run();
+        if (lineOpen) {
+            err << '\n';
+        }
         hub.prepareToClearData(false);
         hub.clearData(false);
     }
