@@ -63,6 +63,14 @@ struct Fixture
         hub->fileReferenceDb()->save(refs);
     }
 
+    ~Fixture()
+    {
+        hub->prepareToClearData(false);
+        hub->clearData(false);
+        delete hub;
+        QCoreApplication::sendPostedEvents();
+    }
+
     void restore() const
     {
         account->storage()->cacheFileStorage()->removeAll();
@@ -77,10 +85,16 @@ struct Fixture
     }
 };
 
+// Made on first use and dropped by main while the application object still exists: the hub's
+// teardown needs it.
+std::unique_ptr<Fixture> s_fixture;
+
 Fixture &fixture()
 {
-    static Fixture instance;
-    return instance;
+    if (!s_fixture) {
+        s_fixture = std::make_unique<Fixture>();
+    }
+    return *s_fixture;
 }
 
 void BM_ExpireByAge(benchmark::State &state)
@@ -119,8 +133,8 @@ void BM_EvictBySize(benchmark::State &state)
     state.counters["files_removed"] = double(removed);
 }
 
-BENCHMARK(BM_ExpireByAge)->Unit(benchmark::kMillisecond)->Iterations(2);
-BENCHMARK(BM_EvictBySize)->Unit(benchmark::kMillisecond)->Iterations(2);
+BENCHMARK(BM_ExpireByAge)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
+BENCHMARK(BM_EvictBySize)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
 
 } // namespace
 
@@ -130,5 +144,6 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+    s_fixture.reset();
     return 0;
 }
