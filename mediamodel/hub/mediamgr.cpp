@@ -18,6 +18,9 @@
 #include "loading/mediaresourcemgr.h"
 #include "mediaaudio.h"
 #include "mediacalender.h"
+#include "mediaexpiry.h"
+#include "mediakeeplistmodel.h"
+#include "mediakeepsetting.h"
 #include "mediamodellog_p.h"
 #include "mediaplayer.h"
 #include "mediapreview.h"
@@ -41,6 +44,7 @@
 #include <QFileInfo>
 #include <QJSEngine>
 #include <QMutexLocker>
+#include <QPromise>
 #include <QRunnable>
 #include <QSet>
 #include <QThreadPool>
@@ -95,6 +99,29 @@ QList<qint64> selectedIdsUpTo(const MediaSelector &selector, const QString &dial
     return ids;
 }
 
+// Whether every dialog naming a file keeps its media only until the application loses focus.
+bool allLoseOnFocus(const MediaKeepSetting &keepSetting,
+                    const QList<storage::FileReferenceInfo> &namingRows)
+{
+    for (const storage::FileReferenceInfo &row : namingRows) {
+        if (keepSetting.keepTime(row.dialogId) != MediaKeepSetting::WINDOW_LOSES_FOCUS) {
+            return false;
+        }
+    }
+    return !namingRows.isEmpty();
+}
+
+template<typename Key>
+QHash<QString, QList<storage::FileReferenceInfo>>
+groupRows(const QList<storage::FileReferenceInfo> &rows, Key key)
+{
+    QHash<QString, QList<storage::FileReferenceInfo>> grouped;
+    for (const storage::FileReferenceInfo &row : rows) {
+        grouped[row.*key].append(row);
+    }
+    return grouped;
+}
+
 } // namespace
 
 MediaMgr::MediaMgr(AccountBase *account)
@@ -104,6 +131,7 @@ MediaMgr::MediaMgr(AccountBase *account)
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
     m_preview = new MediaPreview(account, PREVIEW_WINDOW);
     m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
+    m_keepSetting = new MediaKeepSetting(this);
     m_mediaAudio = new MediaAudio(account);
     m_searchServiceCmd = new SearchServiceCmd(account);
     m_threadPool = new QThreadPool(this);
@@ -120,6 +148,8 @@ MediaMgr::MediaMgr(AccountBase *account)
 MediaMgr::~MediaMgr()
 {
     m_localClearFuture.waitForFinished();
+    m_focusClearFuture.waitForFinished();
+    delete m_keepSetting;
     delete m_preview;
     delete m_externalPreview;
     m_account->registerModel(modelName(), nullptr);
@@ -146,8 +176,12 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<MediaPreview *>("MediaPreview *");
     qRegisterMetaType<MediaSelector *>("MediaSelector *");
+    qRegisterMetaType<MediaKeepSetting *>("MediaKeepSetting *");
+    qRegisterMetaType<MediaKeepListModel *>("MediaKeepListModel *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
-    Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
+    // Registered so that QML can read their enums; QML gets the objects from the hub.
+    qmlRegisterUncreatableType<MediaKeepSetting>(uri, 1, 0, "MediaKeepSetting",
+                                                 QStringLiteral("MediaKeepSettingis uncreatable"));
 }
 
 QString MediaMgr::modelName()
@@ -300,13 +334,20 @@ void MediaMgr::initConnection()
             [this] { clearLocalMedia(); });
 }
 
+void MediaMgr::loadLocalData(bool bFast)
+{
+    m_keepSetting->loadLocalData(bFast);
+}
+
 void MediaMgr::prepareToClearData(bool)
 {
     setClearing(true);
     QMutexLocker locker(&m_mutex);
-    if (!m_localClearFuture.isFinished()) {
-        m_localClearFuture.cancel();
-        m_localClearFuture.waitForFinished();
+    for (QFuture<void> *cleanup : {&m_localClearFuture, &m_focusClearFuture}) {
+        if (!cleanup->isFinished()) {
+            cleanup->cancel();
+            cleanup->waitForFinished();
+        }
     }
     // The loaders first: a page of theirs still queued on the pool is run by their wait, whereas
     // clearing the pool would drop it and leave that wait without end.
@@ -337,6 +378,7 @@ void MediaMgr::clearData(bool)
     m_calendars.clear();
     locker.unlock();
     clearSelectors();
+    m_keepSetting->clear();
     m_preview->clearData();
     m_externalPreview->clearData();
     m_mediaAudio->clear();
@@ -785,8 +827,18 @@ void MediaMgr::clearLocalMedia()
     if (!m_localClearFuture.isFinished() || isClearing()) {
         return;
     }
-    m_lastLocalClearTime = m_account->currentTime();
-    m_localClearFuture = QtConcurrent::run([this] { clearTempMedia(); });
+    const qint64 now = m_account->currentTime();
+    const MediaExpiry::Limits limits = MediaExpiry::limitsAt(this, now);
+    m_lastLocalClearTime = now;
+    m_localClearFuture = QtConcurrent::run([this, limits](QPromise<void> &promise) {
+        MediaExpiry expiry(this, limits);
+        expiry.setCancel([&promise] { return promise.isCanceled(); });
+        if (!expiry.run().bCancelled) {
+            clearTempMedia();
+            QMetaObject::invokeMethod(
+                    this, [this] { Q_EMIT localMediaCleared(); }, Qt::QueuedConnection);
+        }
+    });
 }
 
 // Temporary and stream-buffer files are never referenced by a message: every one goes, oldest
@@ -811,6 +863,96 @@ void MediaMgr::clearTempMedia()
             qCWarning(lcMedia) << "temporary files cleanup stopped: their rows stay";
             return;
         }
+    }
+}
+
+void MediaMgr::onAppIsActive(bool isActive)
+{
+    QMutexLocker locker(&m_mutex);
+    if (isActive || !m_focusClearFuture.isFinished() || isClearing()
+        || !m_keepSetting->hasFocusLossDefault()) {
+        return;
+    }
+    m_focusClearFuture = QtConcurrent::run([this](QPromise<void> &promise) {
+        if (clearFocusLostMedia([&promise] { return promise.isCanceled(); })) {
+            QMetaObject::invokeMethod(
+                    this, [this] { Q_EMIT focusLostMediaCleared(); }, Qt::QueuedConnection);
+        }
+    });
+}
+
+// A page's files go as sources first; what no record names as its source may be a thumbnail.
+bool MediaMgr::clearFocusLostMedia(const std::function<bool()> &isCancelled)
+{
+    storage::CacheFileStorage *cache = m_account->storage()->cacheFileStorage();
+    storage::CacheFileInfo cursor;
+    while (!isCancelled()) {
+        const QList<storage::CacheFileInfo> page =
+                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT);
+        if (page.isEmpty()) {
+            return true;
+        }
+        cursor = page.constLast();
+        QMap<int, QList<QString>> fileIdsByType;
+        for (const storage::CacheFileInfo &row : page) {
+            fileIdsByType[row.type].append(row.fileId);
+        }
+        QSet<QString> deleted;
+        for (auto it = fileIdsByType.cbegin(); it != fileIdsByType.cend(); ++it) {
+            deleteSourceMedia(it.value(), it.key(), deleted);
+        }
+        QList<QString> maybeThumbs;
+        for (const storage::CacheFileInfo &row : page) {
+            if (!deleted.contains(row.fileId)) {
+                maybeThumbs.append(row.fileId);
+            }
+        }
+        deleteThumbMedia(maybeThumbs);
+    }
+    return false;
+}
+
+void MediaMgr::deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted)
+{
+    const auto byFileId = groupRows(fileReferenceDb()->infosWithFileIds(fileIds),
+                                    &storage::FileReferenceInfo::fileId);
+    QList<QString> removed;
+    for (auto it = byFileId.cbegin(); it != byFileId.cend(); ++it) {
+        if (!allLoseOnFocus(*m_keepSetting, it.value())) {
+            continue;
+        }
+        ResourceData data;
+        data.deserialize(it.value().constFirst().data);
+        deleteFiles(type, data, false);
+        for (const QString &id : {data.fileId, data.thumbId, data.livePhotoId}) {
+            if (!id.isEmpty()) {
+                removed.append(id);
+                deleted.insert(id);
+            }
+        }
+    }
+    if (!removed.isEmpty()) {
+        m_account->storage()->cacheFileStorage()->removeWithFileIds(removed);
+    }
+}
+
+void MediaMgr::deleteThumbMedia(const QList<QString> &thumbIds)
+{
+    const auto byThumbId = groupRows(fileReferenceDb()->infosWithThumbIds(thumbIds),
+                                     &storage::FileReferenceInfo::thumbId);
+    QList<QString> removed;
+    for (auto it = byThumbId.cbegin(); it != byThumbId.cend(); ++it) {
+        if (!allLoseOnFocus(*m_keepSetting, it.value())) {
+            continue;
+        }
+        ResourceData data;
+        data.deserialize(it.value().constFirst().data);
+        fileDataMgr()->deleteCacheFile(mediaBaseDir(CONTENT_PHOTO), it.key(), data.thumbSuffix,
+                                       false);
+        removed.append(it.key());
+    }
+    if (!removed.isEmpty()) {
+        m_account->storage()->cacheFileStorage()->removeWithFileIds(removed);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <QHash>
 #include <QObject>
 #include <QRecursiveMutex>
+#include <QSet>
 #include <QSharedPointer>
 #include <QString>
 #include <QVariant>
@@ -20,6 +21,7 @@ class DialogBase;
 class FileDataMgr;
 class MediaAudio;
 class MediaCalender;
+class MediaKeepSetting;
 class MediaPreview;
 class MediaResourceMgr;
 class MediaSelector;
@@ -103,6 +105,8 @@ public:
     void clearResourceDB(const QString &dialogId, qint64 time);
 
     void initConnection() override;
+    // Loads the keep-media settings; bFast skips the dialogs' own keep times.
+    void loadLocalData(bool bFast) override;
     void prepareToClearData(bool bFast) override;
     void clearData(bool bFast) override;
     void getNewData() override;
@@ -129,9 +133,14 @@ public Q_SLOTS:
     void releaseMediaCalender(const QString &dialogId);
     // The account's audio playlist, which the player fills.
     MediaAudio *mediaAudio() const { return m_mediaAudio; }
+    // How long the account keeps media on disk, by default and per dialog.
+    MediaKeepSetting *mediaKeepSetting() const { return m_keepSetting; }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
+    // Losing focus starts the cleanup of the media of the dialogs kept until then, when a
+    // default asks for it and no such cleanup runs; becoming active does nothing.
+    void onAppIsActive(bool isActive);
 
     // The selection of a dialog's gallery, made on first request for any id (an empty one gives
     // a selection across dialogs). The extern set serves views outside the gallery. Released
@@ -153,6 +162,10 @@ Q_SIGNALS:
     // The total size in bytes of a dialog's cached media, once computed. Emitted through the hub
     // by the storage usage model when it has sized a dialog.
     void dialogSizeLoaded(const QString &dialogId, qulonglong dialogSize);
+    // A cleanup of the media cache ran to its end (one stopped by clearing does not tell), so
+    // that views of cache sizes can count again.
+    void localMediaCleared();
+    void focusLostMediaCleared();
 
 private:
     using ResourceMgrHash = QHash<QString, MediaResourceMgr *>;
@@ -196,6 +209,13 @@ private:
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
     QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates);
     void clearTempMedia();
+    // The focus-loss cleanup: the cached files that only dialogs kept until focus loss name.
+    // False when stopped.
+    bool clearFocusLostMedia(const std::function<bool()> &isCancelled);
+    // Deletes the files of type among fileIds, with their records' thumbnails and live photos,
+    // and adds every id deleted to deleted.
+    void deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted);
+    void deleteThumbMedia(const QList<QString> &thumbIds);
 
     AccountBase *const m_account;
     MediaPreview *m_preview = nullptr;         // owned
@@ -207,8 +227,10 @@ private:
     QHash<QString, MediaSelector *> m_externSelectors; // owned, guarded by m_mutex
     MediaAudio *m_mediaAudio = nullptr;                // owned
     SearchServiceCmd *m_searchServiceCmd = nullptr;    // owned
+    MediaKeepSetting *m_keepSetting = nullptr;         // owned
     QFuture<void> m_localClearFuture;
-    // Guards the calendar and selector registries, the local clear future and the clearing
+    QFuture<void> m_focusClearFuture;
+    // Guards the calendar and selector registries, the two cleanup futures and the clearing
     // sequences.
     QRecursiveMutex m_mutex;
     QThreadPool *m_threadPool = nullptr; // child

@@ -97,4 +97,13 @@ qint64 CacheFileStorage::totalSize()
     return query.value(0).toLongLong();
 }
 
+qint64 CacheFileStorage::count()
+{
+    QSqlQuery query(m_db->connection());
+    if (!Sql::exec(query, QStringLiteral("SELECT COUNT(*) FROM cache_file"), {}) || !query.next()) {
+        return 0;
+    }
+    return query.value(0).toLongLong();
+}
+
 } // namespace storage

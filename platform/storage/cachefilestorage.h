@@ -39,6 +39,8 @@ public:
     bool removeAll();
     // The sum of the sizes of all rows; 0 when the query fails.
     qint64 totalSize();
+    // The number of rows; 0 when the query fails.
+    qint64 count();
 
 private:
     Database *const m_db;

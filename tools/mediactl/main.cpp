@@ -1,6 +1,7 @@
 #include "accountbase.h"
 #include "accountmanager.h"
 #include "accountsummary.h"
+#include "cleancommand.h"
 #include "gallerylisting.h"
 #include "mediamgr.h"
 #include "sampleaccount.h"
@@ -243,11 +244,15 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("serve")) {
         return ServeCommand::run(args);
     }
+    if (command == QLatin1String("clean")) {
+        return CleanCommand::run(args);
+    }
     QTextStream(stderr) << "usage: mediactl init DIR [--seed N] [--media N]\n"
                            "       mediactl summary DIR\n"
                            "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
                            "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
                            " [--from MS --to MS] [--global] [--json]\n"
-                           "       mediactl serve DIR FILE_ID\n";
+                           "       mediactl serve DIR FILE_ID\n"
+                           "       mediactl clean DIR [--max-size BYTES]\n";
     return 2;
 }

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "mediamodel_export.h"
+
+#include <QHash>
+#include <QList>
+#include <QSet>
+#include <QString>
+#include <functional>
+
+class MediaMgr;
+namespace storage {
+struct CacheFileInfo;
+}
+
+// One pass over an account's media cache that deletes what the retention settings no longer keep.
+//
+// First by age: the cache-file table is walked oldest first, a page of LOAD_COUNT rows at a
+// time, up to the cut-off of the shortest keep time. A file goes when it is older than the keep
+// time of every dialog that names it, as its source or its thumbnail; a file that no dialog names
+// goes at the cut-off; a dialog that keeps media for ever (or until focus loss) keeps its files.
+// Then by size: while the rows' total exceeds the cache size limit, the oldest files go, whatever
+// their dialogs' keep times, until the total is within the limit.
+//
+// Files are deleted through the file library and their rows removed page by page, so a pass
+// stopped half-way leaves exactly the rows of the files still on disk. Runs on one worker thread;
+// reads the hub's keep settings, which are safe to query from there.
+class MEDIAMODEL_EXPORT MediaExpiry
+{
+public:
+    struct Limits
+    {
+        QList<QString> directories; // the cache folders files may be deleted from
+        qint64 now = 0;             // ms since the epoch
+        qint64 cutOff = -1;         // files used before it may expire; < 1: none by age
+        qint64 sizeLimit = 0;       // bytes the cache may hold; < 1: no limit
+    };
+
+    enum Stage { AgeStage, SizeStage };
+    // Age stage: rows looked at of all rows. Size stage: bytes freed of the bytes over the limit.
+    struct Progress
+    {
+        Stage stage = AgeStage;
+        qint64 done = 0;
+        qint64 total = 0;
+    };
+
+    struct Summary
+    {
+        qint64 files = 0;
+        qint64 bytes = 0; // as the rows recorded them
+        bool bCancelled = false;
+    };
+
+    using ProgressFn = std::function<void(const Progress &)>;
+    using CancelFn = std::function<bool()>;
+
+    // What the hub's cleanup at now works with: the cut-off of the shortest keep time, the
+    // application's cache size limit and the media folders.
+    static Limits limitsAt(const MediaMgr *hub, qint64 now);
+
+    MediaExpiry(MediaMgr *hub, const Limits &limits);
+
+    // Called after each page; on the worker thread.
+    void setProgress(ProgressFn progress) { m_progress = std::move(progress); }
+    // Asked between rows; true stops the pass.
+    void setCancel(CancelFn cancel) { m_cancel = std::move(cancel); }
+
+    Summary run();
+
+private:
+    void expireByAge();
+    void evictBySize();
+    // The dialogs naming each file of the page, by file id.
+    QHash<QString, QSet<QString>> dialogsNaming(const QList<storage::CacheFileInfo> &rows) const;
+    bool isExpired(const storage::CacheFileInfo &row, const QSet<QString> &dialogIds);
+    qint64 keepTimeOf(const QString &dialogId);
+    bool isInScope(const storage::CacheFileInfo &row) const;
+    void deleteFile(const storage::CacheFileInfo &row);
+    void removeDeletedRows();
+    bool isCancelled();
+    void report(Stage stage, qint64 done, qint64 total) const;
+
+    MediaMgr *const m_hub;
+    const Limits m_limits;
+    ProgressFn m_progress;
+    CancelFn m_cancel;
+    QHash<QString, qint64> m_keepTimes; // per dialog, read once per pass
+    QList<QString> m_deletedIds;        // files deleted whose rows are still to go
+    Summary m_summary;
+};

@@ -1,0 +1,193 @@
+#include "mediaexpiry.h"
+
+#include "accountbase.h"
+#include "appsettingmodel.h"
+#include "cachefilestorage.h"
+#include "constants.h"
+#include "contenttype.h"
+#include "filedatamgr.h"
+#include "filereferencestorage.h"
+#include "mediakeepsetting.h"
+#include "mediamgr.h"
+#include "mediamodellog_p.h"
+#include "userstorageprovider.h"
+
+MediaExpiry::Limits MediaExpiry::limitsAt(const MediaMgr *hub, qint64 now)
+{
+    Limits limits;
+    limits.now = now;
+    const qint64 shortest = hub->mediaKeepSetting()->shortestKeepTime();
+    limits.cutOff = shortest >= 1 && now >= 1 ? now - shortest : -1;
+    limits.sizeLimit = AppSettingModel::instance()->localCacheMaxSize();
+    for (int type : {CONTENT_VIDEO, CONTENT_MUSIC, CONTENT_VOICE, CONTENT_FILE, CONTENT_PHOTO}) {
+        limits.directories.append(hub->mediaBaseDir(type));
+    }
+    return limits;
+}
+
+MediaExpiry::MediaExpiry(MediaMgr *hub, const Limits &limits)
+    : m_hub(hub)
+    , m_limits(limits)
+{ }
+
+MediaExpiry::Summary MediaExpiry::run()
+{
+    m_summary = {};
+    m_keepTimes.clear();
+    if (m_limits.cutOff >= 1) {
+        expireByAge();
+    }
+    if (m_limits.sizeLimit >= 1 && !m_summary.bCancelled) {
+        evictBySize();
+    }
+    qCDebug(lcMedia) << "media cache expiry removed" << m_summary.files << "files,"
+                     << m_summary.bytes << "bytes" << (m_summary.bCancelled ? "(stopped)" : "");
+    return m_summary;
+}
+
+// Rows are ordered by last use, so the walk ends at the first page that reaches the cut-off:
+// nothing after it is old enough for any dialog.
+void MediaExpiry::expireByAge()
+{
+    storage::CacheFileStorage *cache = m_hub->account()->storage()->cacheFileStorage();
+    const qint64 total = cache->count();
+    qint64 done = 0;
+    storage::CacheFileInfo cursor;
+    for (;;) {
+        const QList<storage::CacheFileInfo> page =
+                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT);
+        if (page.isEmpty()) {
+            break;
+        }
+        cursor = page.constLast();
+        const QHash<QString, QSet<QString>> naming = dialogsNaming(page);
+        for (const storage::CacheFileInfo &row : page) {
+            if (isCancelled()) {
+                removeDeletedRows();
+                return;
+            }
+            if (row.dateTime < m_limits.cutOff && isInScope(row)
+                && isExpired(row, naming.value(row.fileId))) {
+                deleteFile(row);
+            }
+        }
+        removeDeletedRows();
+        done += page.size();
+        report(AgeStage, done, total);
+        if (cursor.dateTime >= m_limits.cutOff) {
+            break;
+        }
+    }
+    report(AgeStage, total, total);
+}
+
+void MediaExpiry::evictBySize()
+{
+    storage::CacheFileStorage *cache = m_hub->account()->storage()->cacheFileStorage();
+    const qint64 excess = cache->totalSize() - m_limits.sizeLimit;
+    qint64 freed = 0;
+    storage::CacheFileInfo cursor;
+    while (freed < excess) {
+        const QList<storage::CacheFileInfo> page =
+                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT);
+        if (page.isEmpty()) {
+            break;
+        }
+        cursor = page.constLast();
+        for (const storage::CacheFileInfo &row : page) {
+            if (freed >= excess) {
+                break;
+            }
+            if (isCancelled()) {
+                removeDeletedRows();
+                return;
+            }
+            if (isInScope(row)) {
+                deleteFile(row);
+                freed += row.size;
+            }
+        }
+        removeDeletedRows();
+        report(SizeStage, qMin(freed, excess), excess);
+    }
+}
+
+QHash<QString, QSet<QString>>
+MediaExpiry::dialogsNaming(const QList<storage::CacheFileInfo> &rows) const
+{
+    QList<QString> fileIds;
+    fileIds.reserve(rows.size());
+    for (const storage::CacheFileInfo &row : rows) {
+        fileIds.append(row.fileId);
+    }
+    storage::FileReferenceStorage *references = m_hub->fileReferenceDb();
+    QHash<QString, QSet<QString>> naming;
+    for (const storage::FileReferenceInfo &ref : references->infosWithFileIds(fileIds)) {
+        naming[ref.fileId].insert(ref.dialogId);
+    }
+    for (const storage::FileReferenceInfo &ref : references->infosWithThumbIds(fileIds)) {
+        naming[ref.thumbId].insert(ref.dialogId);
+    }
+    return naming;
+}
+
+bool MediaExpiry::isExpired(const storage::CacheFileInfo &row, const QSet<QString> &dialogIds)
+{
+    for (const QString &dialogId : dialogIds) {
+        const qint64 keepTime = keepTimeOf(dialogId);
+        if (keepTime < 1 || row.dateTime >= m_limits.now - keepTime) {
+            return false;
+        }
+    }
+    return true;
+}
+
+qint64 MediaExpiry::keepTimeOf(const QString &dialogId)
+{
+    auto known = m_keepTimes.constFind(dialogId);
+    if (known == m_keepTimes.cend()) {
+        known = m_keepTimes.insert(dialogId, m_hub->mediaKeepSetting()->keepTime(dialogId));
+    }
+    return known.value();
+}
+
+bool MediaExpiry::isInScope(const storage::CacheFileInfo &row) const
+{
+    return m_limits.directories.contains(m_hub->mediaBaseDir(row.type));
+}
+
+void MediaExpiry::deleteFile(const storage::CacheFileInfo &row)
+{
+    m_hub->fileDataMgr()->deleteCacheFile(m_hub->mediaBaseDir(row.type), row.fileId, row.suffix,
+                                          false);
+    m_deletedIds.append(row.fileId);
+    ++m_summary.files;
+    m_summary.bytes += row.size;
+}
+
+void MediaExpiry::removeDeletedRows()
+{
+    if (m_deletedIds.isEmpty()) {
+        return;
+    }
+    if (!m_hub->account()->storage()->cacheFileStorage()->removeWithFileIds(m_deletedIds)) {
+        qCWarning(lcMedia) << "rows of" << m_deletedIds.size()
+                           << "expired files stay; the next cleanup retries them";
+    }
+    m_deletedIds.clear();
+}
+
+bool MediaExpiry::isCancelled()
+{
+    if (m_cancel && m_cancel()) {
+        m_summary.bCancelled = true;
+    }
+    return m_summary.bCancelled;
+}
+
+void MediaExpiry::report(Stage stage, qint64 done, qint64 total) const
+{
+    if (m_progress) {
+        m_progress({stage, done, total});
+    }
+}
