@@ -18,11 +18,15 @@
 #include "loading/mediaresourcemgr.h"
 #include "mediaaudio.h"
 #include "mediacalender.h"
+#include "mediachatitem.h"
+#include "mediachatmodel.h"
+#include "mediachatselectmodel.h"
 #include "mediamodellog_p.h"
 #include "mediaplayer.h"
 #include "mediapreview.h"
 #include "mediasearch.h"
 #include "mediaselector.h"
+#include "mediasync.h"
 #include "mediautil.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
@@ -104,6 +108,7 @@ MediaMgr::MediaMgr(AccountBase *account)
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
     m_preview = new MediaPreview(account, PREVIEW_WINDOW);
     m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
+    m_mediaSync = new MediaSync(this);
     m_mediaAudio = new MediaAudio(account);
     m_searchServiceCmd = new SearchServiceCmd(account);
     m_threadPool = new QThreadPool(this);
@@ -122,6 +127,7 @@ MediaMgr::~MediaMgr()
     m_localClearFuture.waitForFinished();
     delete m_preview;
     delete m_externalPreview;
+    delete m_mediaSync;
     m_account->registerModel(modelName(), nullptr);
     delete m_mediaAudio;
     delete m_searchServiceCmd;
@@ -146,6 +152,10 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<MediaPreview *>("MediaPreview *");
     qRegisterMetaType<MediaSelector *>("MediaSelector *");
+    qRegisterMetaType<MediaChatItem *>("MediaChatItem *");
+    qRegisterMetaType<MediaChatModel *>("MediaChatModel *");
+    qRegisterMetaType<MediaChatSelectModel *>("MediaChatSelectModel *");
+    qRegisterMetaType<MediaSync *>("MediaSync *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
 }
@@ -298,6 +308,14 @@ void MediaMgr::initConnection()
 {
     connect(AppSettingModel::instance(), &AppSettingModel::localCacheMaxSizeChanged, this,
             [this] { clearLocalMedia(); });
+    // Reported on the network thread; the bulk download takes them on this one.
+    connect(fileDataMgr(), &FileDataMgr::updateMediaSync, this, &MediaMgr::onUpdateMediaSync,
+            Qt::QueuedConnection);
+}
+
+void MediaMgr::onUpdateMediaSync(const QString &fileId, bool succ)
+{
+    m_mediaSync->onFileFinished(fileId, succ);
 }
 
 void MediaMgr::prepareToClearData(bool)
@@ -321,6 +339,7 @@ void MediaMgr::prepareToClearData(bool)
     }
     m_preview->prepareToClearData();
     m_externalPreview->prepareToClearData();
+    m_mediaSync->prepareToClearData();
     m_mediaAudio->prepareToClear();
     m_threadPool->clear();
     m_threadPool->waitForDone(-1);
@@ -339,6 +358,7 @@ void MediaMgr::clearData(bool)
     clearSelectors();
     m_preview->clearData();
     m_externalPreview->clearData();
+    m_mediaSync->clearData();
     m_mediaAudio->clear();
 }
 

@@ -23,6 +23,7 @@ class MediaCalender;
 class MediaPreview;
 class MediaResourceMgr;
 class MediaSelector;
+class MediaSync;
 class QThreadPool;
 class ResourceItem;
 class SearchServiceCmd;
@@ -129,6 +130,8 @@ public Q_SLOTS:
     void releaseMediaCalender(const QString &dialogId);
     // The account's audio playlist, which the player fills.
     MediaAudio *mediaAudio() const { return m_mediaAudio; }
+    // The bulk download of chosen chats' media.
+    MediaSync *mediaSync() const { return m_mediaSync; }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -148,6 +151,8 @@ public Q_SLOTS:
     QVariantMap revokeInfo(ResourceItem *item);
     // The lists learn of the deletion through the host's removal calls, not from here.
     void deleteMessage(ResourceItem *item, bool bRevocable);
+    // A file the bulk download asked for finished (succ) or failed; relayed to it.
+    void onUpdateMediaSync(const QString &fileId, bool succ);
 
 Q_SIGNALS:
     // The total size in bytes of a dialog's cached media, once computed. Emitted through the hub
@@ -206,6 +211,7 @@ private:
     QHash<QString, MediaSelector *> m_selectors;       // owned, guarded by m_mutex
     QHash<QString, MediaSelector *> m_externSelectors; // owned, guarded by m_mutex
     MediaAudio *m_mediaAudio = nullptr;                // owned
+    MediaSync *m_mediaSync = nullptr;                  // child
     SearchServiceCmd *m_searchServiceCmd = nullptr;    // owned
     QFuture<void> m_localClearFuture;
     // Guards the calendar and selector registries, the local clear future and the clearing

@@ -5,6 +5,7 @@
 #include "mediamgr.h"
 #include "sampleaccount.h"
 #include "servecommand.h"
+#include "synccommand.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -243,11 +244,17 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("serve")) {
         return ServeCommand::run(args);
     }
-    QTextStream(stderr) << "usage: mediactl init DIR [--seed N] [--media N]\n"
-                           "       mediactl summary DIR\n"
-                           "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
-                           "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
-                           " [--from MS --to MS] [--global] [--json]\n"
-                           "       mediactl serve DIR FILE_ID\n";
+    if (command == QLatin1String("sync")) {
+        return SyncCommand::run(args);
+    }
+    QTextStream(stderr)
+            << "usage: mediactl init DIR [--seed N] [--media N]\n"
+               "       mediactl summary DIR\n"
+               "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
+               "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
+               " [--from MS --to MS] [--global] [--json]\n"
+               "       mediactl serve DIR FILE_ID\n"
+               "       mediactl sync DIR [--chat ID ...] [--kinds media,doc,audio,voice]"
+               " [--since day|week|month|year]\n";
     return 2;
 }
