@@ -57,4 +57,5 @@ private:
     void rowChanged(MediaChatItem *item, const QList<int> &roles);
 
     QList<MediaChatItem *> m_items;
+    MediaChatItem *m_dying = nullptr; // the item whose row goes because it is being destroyed
 };

@@ -157,7 +157,7 @@ private:
     bool isRunEnded() const;
     void connectSpeed();
     void disconnectSpeed();
-    qint64 currentSpeed() const;
+    qlonglong estimatedSeconds(qint64 bytes) const;
     qint64 bytesInFlight() const;
     void stopInFlight();
     void clearRun();

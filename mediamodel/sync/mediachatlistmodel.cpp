@@ -20,6 +20,9 @@ QVariant MediaChatListModel::data(const QModelIndex &index, int role) const
         return {};
     }
     MediaChatItem *item = m_items.at(index.row());
+    if (item == m_dying) {
+        return {}; // only its QObject part is left
+    }
     DialogBase *dialog = item->dialog();
     switch (role) {
     case ChatItemRole:
@@ -101,9 +104,11 @@ void MediaChatListModel::watch(MediaChatItem *item)
     connect(item, &QObject::destroyed, this, [this, item] {
         const int row = int(m_items.indexOf(item));
         if (row >= 0) {
+            m_dying = item;
             beginRemoveRows({}, row, row);
             m_items.removeAt(row);
             endRemoveRows();
+            m_dying = nullptr;
             Q_EMIT countChanged();
             contentChanged();
         }

@@ -76,6 +76,7 @@ void MediaSync::initModel(int chatTimeType, int fileTimeType)
     m_chatTimeType = chatTimeType;
     m_fileTimeType = fileTimeType;
     m_chatType = CHATS_ALL;
+    m_keyword.clear();
     queryChats();
 }
 
@@ -469,7 +470,7 @@ void MediaSync::readySync()
 
 void MediaSync::download()
 {
-    setRemainingTime(m_remainingSize / currentSpeed());
+    setRemainingTime(estimatedSeconds(m_remainingSize));
     connectSpeed();
     setSyncState(SYNC_DOWNLOADING);
     pump();
@@ -536,6 +537,8 @@ void MediaSync::finishFile(const SyncFile &file)
     ++m_doneCount;
     forgetChatFile(file);
     setRemainingSize(qMax<qlonglong>(0, m_remainingSize - file.size));
+    // Between two speed samples the estimate follows the bytes that arrived.
+    setRemainingTime(estimatedSeconds(qMax<qint64>(0, m_remainingSize - bytesInFlight())));
     Q_EMIT progressChanged();
 }
 
@@ -624,7 +627,7 @@ void MediaSync::retry()
     }
     m_waiting.append(m_failed);
     m_failed.clear();
-    setRemainingTime(m_remainingSize / currentSpeed());
+    setRemainingTime(estimatedSeconds(m_remainingSize));
     connectSpeed();
     setSyncState(SYNC_DOWNLOADING);
     pump();
@@ -656,9 +659,12 @@ qint64 MediaSync::bytesInFlight() const
     return bytes;
 }
 
-qint64 MediaSync::currentSpeed() const
+// Before the first sample of a run the speed reads 0; the first estimate of one megabyte per
+// second stands until a speed is measured.
+qlonglong MediaSync::estimatedSeconds(qint64 bytes) const
 {
-    return qMax<qint64>(NetworkUsageModel::instance()->downloadSpeed(), MIN_SPEED);
+    const qint64 speed = NetworkUsageModel::instance()->downloadSpeed();
+    return speed > 0 ? bytes / qMax<qint64>(speed, MIN_SPEED) : bytes / ONE_MB + 1;
 }
 
 void MediaSync::connectSpeed()
