@@ -25,11 +25,17 @@ class MediaMgr;
 // them that is not on disk yet is downloaded, at most three at a time, with a state, a progress
 // fraction, the bytes still to fetch and the time that should take.
 //
-// What a chat still needs is counted from its file-reference rows on the global pool, a file id
-// once per chat however many messages name it. A run takes the files of the checked kinds of the
-// selected chats, a file id once per run, and matches each report of the file library to the run
-// by file id; reports of files the run does not wait for are ignored. Thumbnails and live-photo
-// videos are not part of a run: the gallery fetches those as it shows them.
+// What a chat still needs is counted on the global pool, from its file-reference rows (music,
+// which that table does not keep, from the messages its resource rows list), a file id once per
+// chat however many messages name it; messages the user cleared from the chat are left out.
+// A run takes the files of the checked kinds of the selected chats, a file id once per run, and
+// matches each report of the file library to the run by file id; reports of files the run does
+// not wait for are ignored. A run ends when every one of its files has reported. Progress counts
+// files over the whole run, a retry included. Thumbnails and live-photo videos are not part of a
+// run: the gallery fetches those as it shows them.
+//
+// A cancelled run keeps the partial files, so that a later run continues them; they never count
+// as complete, and the chats keep what they still need.
 //
 // Lives on the main thread, where every slot runs and where the hub relays the file library's
 // reports. Owned by MediaMgr; owns its two chat lists and every chat item.

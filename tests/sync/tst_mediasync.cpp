@@ -62,6 +62,7 @@ private Q_SLOTS:
     void chatTypeFilter_data();
     void chatTypeFilter();
     void fileTimeFilterRecounts();
+    void chatTimeFilterRequeries();
     void keywordRequeriesKeepingSelection();
     void uncheckingEveryKindHidesChat();
     void textCodeChangesNothing();
@@ -83,7 +84,7 @@ private Q_SLOTS:
 
 private:
     void addChat(const QString &dialogId, const QString &name, int type,
-                 const QList<ChatFile> &files);
+                 const QList<ChatFile> &files, qint64 lastActive = Now - ONE_DAY_MSEC);
     QSharedPointer<FileData> fileData(const QString &fileId) const;
     bool isComplete(const QString &fileId) const;
     MediaChatItem *listed(const QString &dialogId) const;
@@ -140,9 +141,9 @@ void TestMediaSync::cleanup()
 // Stores the chat and its messages as the client does and hands them to the hub. Each file is
 // put on the server (unless Absent) with its size in bytes; a file id given twice names one file.
 void TestMediaSync::addChat(const QString &dialogId, const QString &name, int type,
-                            const QList<ChatFile> &files)
+                            const QList<ChatFile> &files, qint64 lastActive)
 {
-    QVERIFY(m_account->storeDialog(dialogId, name, type, Now - ONE_DAY_MSEC));
+    QVERIFY(m_account->storeDialog(dialogId, name, type, lastActive));
     QList<im::Message> messages;
     for (const ChatFile &file : files) {
         const QString served = file.fileId + QStringLiteral(".bin");
@@ -290,6 +291,28 @@ void TestMediaSync::fileTimeFilterRecounts()
     QVERIFY(m_sync->syncChats()->isQuerying());
     QTRY_VERIFY(!m_sync->syncChats()->isQuerying());
     QCOMPARE(listed(QStringLiteral("alice"))->mediaSize(), 1000);
+}
+
+void TestMediaSync::chatTimeFilterRequeries()
+{
+    addChat(QStringLiteral("alice"), QStringLiteral("Alice"), DIALOG_PRIVATE,
+            {{QStringLiteral("a1")}});
+    addChat(QStringLiteral("quiet"), QStringLiteral("Quiet"), DIALOG_PRIVATE,
+            {{QStringLiteral("q1")}}, Now - 3 * ONE_WEEK_MSEC);
+    QVERIFY(countChats(2, 0)); // chats active in the last week
+    QCOMPARE(m_sync->syncChats()->count(), 1);
+    QVERIFY(listed(QStringLiteral("alice")));
+
+    m_sync->filterWithChatTimeType(3); // the last month
+    QTRY_VERIFY(!m_sync->syncChats()->isQuerying());
+    QCOMPARE(m_sync->syncChats()->count(), 2);
+    QVERIFY(listed(QStringLiteral("quiet")));
+
+    // A new screen starts from an empty keyword and every chat type.
+    m_sync->filterWithKeyword(QStringLiteral("ali"));
+    m_sync->filterWithChatType(1);
+    QVERIFY(countChats(0, 0));
+    QCOMPARE(m_sync->syncChats()->count(), 2);
 }
 
 void TestMediaSync::keywordRequeriesKeepingSelection()
