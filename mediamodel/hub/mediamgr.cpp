@@ -18,6 +18,9 @@
 #include "loading/mediaresourcemgr.h"
 #include "mediaaudio.h"
 #include "mediacalender.h"
+#include "mediachatitem.h"
+#include "mediachatmodel.h"
+#include "mediachatselectmodel.h"
 #include "mediaexpiry.h"
 #include "mediakeeplistmodel.h"
 #include "mediakeepsetting.h"
@@ -26,6 +29,7 @@
 #include "mediapreview.h"
 #include "mediasearch.h"
 #include "mediaselector.h"
+#include "mediasync.h"
 #include "mediautil.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
@@ -131,6 +135,7 @@ MediaMgr::MediaMgr(AccountBase *account)
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
     m_preview = new MediaPreview(account, PREVIEW_WINDOW);
     m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
+    m_mediaSync = new MediaSync(this);
     m_keepSetting = new MediaKeepSetting(this);
     m_mediaAudio = new MediaAudio(account);
     m_searchServiceCmd = new SearchServiceCmd(account);
@@ -152,6 +157,7 @@ MediaMgr::~MediaMgr()
     delete m_keepSetting;
     delete m_preview;
     delete m_externalPreview;
+    delete m_mediaSync;
     m_account->registerModel(modelName(), nullptr);
     delete m_mediaAudio;
     delete m_searchServiceCmd;
@@ -178,6 +184,10 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaSelector *>("MediaSelector *");
     qRegisterMetaType<MediaKeepSetting *>("MediaKeepSetting *");
     qRegisterMetaType<MediaKeepListModel *>("MediaKeepListModel *");
+    qRegisterMetaType<MediaChatItem *>("MediaChatItem *");
+    qRegisterMetaType<MediaChatModel *>("MediaChatModel *");
+    qRegisterMetaType<MediaChatSelectModel *>("MediaChatSelectModel *");
+    qRegisterMetaType<MediaSync *>("MediaSync *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     // Registered so that QML can read their enums; QML gets the objects from the hub.
     qmlRegisterUncreatableType<MediaKeepSetting>(uri, 1, 0, "MediaKeepSetting",
@@ -332,6 +342,14 @@ void MediaMgr::initConnection()
 {
     connect(AppSettingModel::instance(), &AppSettingModel::localCacheMaxSizeChanged, this,
             [this] { clearLocalMedia(); });
+    // Reported on the network thread; the bulk download takes them on this one.
+    connect(fileDataMgr(), &FileDataMgr::updateMediaSync, this, &MediaMgr::onUpdateMediaSync,
+            Qt::QueuedConnection);
+}
+
+void MediaMgr::onUpdateMediaSync(const QString &fileId, bool succ)
+{
+    m_mediaSync->onFileFinished(fileId, succ);
 }
 
 void MediaMgr::loadLocalData(bool bFast)
@@ -362,6 +380,7 @@ void MediaMgr::prepareToClearData(bool)
     }
     m_preview->prepareToClearData();
     m_externalPreview->prepareToClearData();
+    m_mediaSync->prepareToClearData();
     m_mediaAudio->prepareToClear();
     m_threadPool->clear();
     m_threadPool->waitForDone(-1);
@@ -381,6 +400,7 @@ void MediaMgr::clearData(bool)
     m_keepSetting->clear();
     m_preview->clearData();
     m_externalPreview->clearData();
+    m_mediaSync->clearData();
     m_mediaAudio->clear();
 }
 

@@ -25,6 +25,7 @@ class MediaKeepSetting;
 class MediaPreview;
 class MediaResourceMgr;
 class MediaSelector;
+class MediaSync;
 class QThreadPool;
 class ResourceItem;
 class SearchServiceCmd;
@@ -135,6 +136,8 @@ public Q_SLOTS:
     MediaAudio *mediaAudio() const { return m_mediaAudio; }
     // How long the account keeps media on disk, by default and per dialog.
     MediaKeepSetting *mediaKeepSetting() const { return m_keepSetting; }
+    // The bulk download of chosen chats' media.
+    MediaSync *mediaSync() const { return m_mediaSync; }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -157,6 +160,8 @@ public Q_SLOTS:
     QVariantMap revokeInfo(ResourceItem *item);
     // The lists learn of the deletion through the host's removal calls, not from here.
     void deleteMessage(ResourceItem *item, bool bRevocable);
+    // A file the bulk download asked for finished (succ) or failed; relayed to it.
+    void onUpdateMediaSync(const QString &fileId, bool succ);
 
 Q_SIGNALS:
     // The total size in bytes of a dialog's cached media, once computed. Emitted through the hub
@@ -226,6 +231,7 @@ private:
     QHash<QString, MediaSelector *> m_selectors;       // owned, guarded by m_mutex
     QHash<QString, MediaSelector *> m_externSelectors; // owned, guarded by m_mutex
     MediaAudio *m_mediaAudio = nullptr;                // owned
+    MediaSync *m_mediaSync = nullptr;                  // child
     SearchServiceCmd *m_searchServiceCmd = nullptr;    // owned
     MediaKeepSetting *m_keepSetting = nullptr;         // owned
     QFuture<void> m_localClearFuture;

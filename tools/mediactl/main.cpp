@@ -6,6 +6,7 @@
 #include "mediamgr.h"
 #include "sampleaccount.h"
 #include "servecommand.h"
+#include "synccommand.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -247,12 +248,25 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("clean")) {
         return CleanCommand::run(args);
     }
-    QTextStream(stderr) << "usage: mediactl init DIR [--seed N] [--media N]\n"
-                           "       mediactl summary DIR\n"
-                           "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
-                           "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
-                           " [--from MS --to MS] [--global] [--json]\n"
-                           "       mediactl serve DIR FILE_ID\n"
-                           "       mediactl clean DIR [--max-size BYTES]\n";
-    return 2;
+    if (command == QLatin1String("sync")) {
+        return SyncCommand::run(args);
+    }
+    QTextStream(stderr)
+            << "usage: mediactl init DIR [--seed N] [--media N]
+               "
+               "       mediactl summary DIR
+               "
+               "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]
+               "
+               "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
+               " [--from MS --to MS] [--global] [--json]
+               "
+               "       mediactl serve DIR FILE_ID
+               "
+               "       mediactl clean DIR [--max-size BYTES]
+               "
+               "       mediactl sync DIR [--chat ID ...] [--kinds media,doc,audio,voice]"
+               " [--since day|week|month|year]
+               ";
+            return 2;
 }
