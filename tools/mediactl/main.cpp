@@ -252,21 +252,14 @@ int main(int argc, char *argv[])
         return SyncCommand::run(args);
     }
     QTextStream(stderr)
-            << "usage: mediactl init DIR [--seed N] [--media N]
-               "
-               "       mediactl summary DIR
-               "
-               "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]
-               "
+            << "usage: mediactl init DIR [--seed N] [--media N]\n"
+               "       mediactl summary DIR\n"
+               "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
                "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
-               " [--from MS --to MS] [--global] [--json]
-               "
-               "       mediactl serve DIR FILE_ID
-               "
-               "       mediactl clean DIR [--max-size BYTES]
-               "
+               " [--from MS --to MS] [--global] [--json]\n"
+               "       mediactl serve DIR FILE_ID\n"
+               "       mediactl clean DIR [--max-size BYTES]\n"
                "       mediactl sync DIR [--chat ID ...] [--kinds media,doc,audio,voice]"
-               " [--since day|week|month|year]
-               ";
-            return 2;
+               " [--since day|week|month|year]\n";
+    return 2;
 }
