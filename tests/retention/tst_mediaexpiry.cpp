@@ -5,6 +5,7 @@
 #include "bufferfilestorage.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
+#include "clockedaccount.h"
 #include "constants.h"
 #include "contenttype.h"
 #include "filereferencestorage.h"
@@ -23,15 +24,6 @@
 #include <QtTest>
 
 namespace {
-
-// An account whose clock the test sets.
-class ClockedAccount : public AccountBase
-{
-public:
-    using AccountBase::AccountBase;
-    qint64 currentTime() const override { return now; }
-    qint64 now = 1'700'000'000'000;
-};
 
 constexpr qint64 Now = 1'700'000'000'000;
 constexpr qint64 FileSize = 100;
