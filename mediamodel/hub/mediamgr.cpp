@@ -18,11 +18,17 @@
 #include "loading/mediaresourcemgr.h"
 #include "mediaaudio.h"
 #include "mediacalender.h"
+#include "mediacontentitem.h"
 #include "mediamodellog_p.h"
 #include "mediaplayer.h"
 #include "mediapreview.h"
 #include "mediasearch.h"
 #include "mediaselector.h"
+#include "mediasizebasemodel.h"
+#include "mediasizeitem.h"
+#include "mediasizemodel.h"
+#include "mediastoragemodel.h"
+#include "mediastorageviewmodel.h"
 #include "mediautil.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
@@ -104,6 +110,7 @@ MediaMgr::MediaMgr(AccountBase *account)
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
     m_preview = new MediaPreview(account, PREVIEW_WINDOW);
     m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
+    m_storageModel = new MediaStorageModel(this);
     m_mediaAudio = new MediaAudio(account);
     m_searchServiceCmd = new SearchServiceCmd(account);
     m_threadPool = new QThreadPool(this);
@@ -120,6 +127,7 @@ MediaMgr::MediaMgr(AccountBase *account)
 MediaMgr::~MediaMgr()
 {
     m_localClearFuture.waitForFinished();
+    delete m_storageModel;
     delete m_preview;
     delete m_externalPreview;
     m_account->registerModel(modelName(), nullptr);
@@ -146,8 +154,16 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<MediaPreview *>("MediaPreview *");
     qRegisterMetaType<MediaSelector *>("MediaSelector *");
+    qRegisterMetaType<MediaStorageModel *>("MediaStorageModel *");
+    qRegisterMetaType<MediaSizeItem *>("MediaSizeItem *");
+    qRegisterMetaType<MediaSizeBaseModel *>("MediaSizeBaseModel *");
+    qRegisterMetaType<MediaSizeModel *>("MediaSizeModel *");
+    qRegisterMetaType<MediaStorageViewModel *>("MediaStorageViewModel *");
+    qRegisterMetaType<MediaContentItem *>("MediaContentItem *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
-    Q_UNUSED(uri) // the storage and keep-media types, whose enums QML uses, register here
+    // Registered so that QML can use the enum of data kinds; made by the hub only.
+    qmlRegisterUncreatableType<MediaStorageModel>(
+            uri, 1, 0, "MediaStorageModel", QStringLiteral("MediaStorageModelis uncreatable"));
 }
 
 QString MediaMgr::modelName()
@@ -319,6 +335,7 @@ void MediaMgr::prepareToClearData(bool)
     for (MediaCalender *calendar : std::as_const(m_calendars)) {
         calendar->shutdown();
     }
+    m_storageModel->prepareToClear();
     m_preview->prepareToClearData();
     m_externalPreview->prepareToClearData();
     m_mediaAudio->prepareToClear();
@@ -337,6 +354,7 @@ void MediaMgr::clearData(bool)
     m_calendars.clear();
     locker.unlock();
     clearSelectors();
+    m_storageModel->clearAll();
     m_preview->clearData();
     m_externalPreview->clearData();
     m_mediaAudio->clear();
@@ -673,6 +691,9 @@ void MediaMgr::removeResource(const QString &dialogId, const QList<qint64> &mess
 {
     if (messageIds.isEmpty()) {
         return;
+    }
+    if (messageIds.size() == 1) {
+        m_storageModel->messageRemoved(dialogId, messageIds.constFirst());
     }
     removeMedia(dialogId, messageIds);
     ThreadManager::invoke(

@@ -23,6 +23,7 @@ class MediaCalender;
 class MediaPreview;
 class MediaResourceMgr;
 class MediaSelector;
+class MediaStorageModel;
 class QThreadPool;
 class ResourceItem;
 class SearchServiceCmd;
@@ -129,6 +130,8 @@ public Q_SLOTS:
     void releaseMediaCalender(const QString &dialogId);
     // The account's audio playlist, which the player fills.
     MediaAudio *mediaAudio() const { return m_mediaAudio; }
+    // The storage-usage screen of the account.
+    MediaStorageModel *mediaStorageModel() const { return m_storageModel; }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -198,8 +201,9 @@ private:
     void clearTempMedia();
 
     AccountBase *const m_account;
-    MediaPreview *m_preview = nullptr;         // owned
-    MediaPreview *m_externalPreview = nullptr; // owned
+    MediaPreview *m_preview = nullptr;           // owned
+    MediaPreview *m_externalPreview = nullptr;   // owned
+    MediaStorageModel *m_storageModel = nullptr; // child, deleted first
     ResourceMgrHash m_resourceMgrs;
     ResourceMgrHash m_externResourceMgrs;
     QHash<QString, MediaCalender *> m_calendars;       // guarded by m_mutex
