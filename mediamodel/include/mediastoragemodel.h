@@ -137,7 +137,7 @@ private:
     void markDialogsQuerying();
     bool mayDelete(bool bDuringScan) const;
     void startDeletion(std::unique_ptr<Deletion> deletion);
-    void applyStepSize(int generation, int dataType, qint64 bytes);
+    void applyMeasuredSize(int generation, int dataType, qint64 bytes);
     void finishTotals(int generation);
     void finishScan(int generation, QHash<QString, CacheFileRecord> files,
                     QHash<QString, DialogScanRecord> dialogs);
@@ -145,7 +145,7 @@ private:
     void applyRemoved(int generation, const QList<RemovedFile> &removed);
     void forgetContent(DialogRecord &record, const MediaContentRecord &content);
     void finishStage(int generation, int dataType);
-    void finishDeletion(int generation);
+    void finishDeletion();
     void addRemovedBytes(qint64 bytes);
     DialogRecord &dialogRecord(const QString &dialogId);
     MediaStorageViewModel *viewModel(MediaStorageViewModel *&model, const QString &dialogId,
@@ -160,7 +160,7 @@ private:
     QList<RemovedFile> filesOfDialogs(const QStringList &dialogIds,
                                       const QList<int> &dataTypes) const;
     QList<RemovedFile> filesOfContent(const MediaContentRecord &content) const;
-    QStringList stepThreeFolders() const;
+    QStringList miscellaneousFolders() const;
     void removeMessage(const QString &dialogId, qint64 messageId);
 
     // Worker side: read only their input and the stop flags.

@@ -37,10 +37,10 @@ namespace {
 // message's dialog, so they attribute nothing to the quoting one.
 constexpr int QUOTED_TYPE_FLAG = 0x800;
 
-const int CategoriesOfStepThree[] = {CacheLayout::BufferCategory, CacheLayout::TempCategory,
-                                     CacheLayout::PreviewCategory};
-const int KindsOfStepThree[] = {CacheLayout::ImageKind, CacheLayout::VideoKind,
-                                CacheLayout::FileKind, CacheLayout::MusicKind};
+const int MiscellaneousCategories[] = {CacheLayout::BufferCategory, CacheLayout::TempCategory,
+                                       CacheLayout::PreviewCategory};
+const int MiscellaneousKinds[] = {CacheLayout::ImageKind, CacheLayout::VideoKind,
+                                  CacheLayout::FileKind, CacheLayout::MusicKind};
 
 // The kinds whose files are recorded one by one, in the order their folders are measured.
 const int RecordedKinds[] = {CacheLayout::ImageKind, CacheLayout::VideoKind, CacheLayout::FileKind,
@@ -94,6 +94,52 @@ bool measureFolders(const QStringList &folders, bool bRecursive,
 template<typename Fn> void post(MediaStorageModel *model, Fn fn)
 {
     QMetaObject::invokeMethod(model, std::move(fn), Qt::QueuedConnection);
+}
+
+// The resource a reference row names, with the sizes of its files as they are on disk.
+MediaContentRecord contentRecordOf(const storage::FileReferenceInfo &row, const QString &sourcePath,
+                                   const QHash<int, QString> &baseDirs, FileDataMgr *fileDataMgr)
+{
+    ResourceData data;
+    data.deserialize(row.data);
+    MediaContentRecord content;
+    content.dialogId = row.dialogId;
+    content.key = MessageKey(row.messageId, row.subMsgId);
+    content.type = row.type;
+    content.dateTime = row.dateTime;
+    content.name = data.fileName;
+    content.fileId = row.fileId;
+    content.thumbId = data.thumbId;
+    content.livePhotoId = data.livePhotoId;
+    content.sourcePath = sourcePath;
+    const QString thumbDir = baseDirs.value(CONTENT_PHOTO);
+    const QString liveDir = baseDirs.value(CONTENT_VIDEO);
+    if (!data.thumbId.isEmpty()) {
+        content.thumbPath = thumbDir + CacheLayout::fileName(data.thumbId, data.thumbSuffix);
+    }
+    if (!data.livePhotoId.isEmpty()) {
+        content.livePhotoPath =
+                liveDir + CacheLayout::fileName(data.livePhotoId, data.livePhotoSuffix);
+    }
+    fileDataMgr->addFileSize(baseDirs.value(row.type), data.fileId, data.suffix, content.size);
+    fileDataMgr->addFileSize(thumbDir, data.thumbId, data.thumbSuffix, content.thumbSize);
+    fileDataMgr->addFileSize(liveDir, data.livePhotoId, data.livePhotoSuffix,
+                             content.livePhotoSize);
+    return content;
+}
+
+// Cached images named as the thumbnail of a message belong to that message's dialog, even when
+// the message's own file is not cached.
+void attributeThumbnails(const QList<storage::FileReferenceInfo> &rows,
+                         const QHash<QString, CacheFileRecord> &files,
+                         QHash<QString, DialogScanRecord> &dialogs)
+{
+    for (const storage::FileReferenceInfo &row : rows) {
+        const auto thumb = files.constFind(row.thumbId);
+        if (!(row.type & QUOTED_TYPE_FLAG) && !row.thumbId.isEmpty() && thumb != files.constEnd()) {
+            dialogs[row.dialogId].files.insert(row.thumbId, thumb->dataType);
+        }
+    }
 }
 
 } // namespace
@@ -220,7 +266,6 @@ void MediaStorageModel::startLoading(bool bReload)
     m_reloadPending = false;
     resetResults();
     m_cancel = false;
-    m_totalSizeModel->setAtQuery(true);
     markDialogsQuerying();
 
     Scan scan;
@@ -228,7 +273,7 @@ void MediaStorageModel::startLoading(bool bReload)
     scan.cacheRoot = cacheRoot;
     scan.stickerFolders = {AppDirManager::instance()->stickerDir(),
                            AppDirManager::instance()->customEmojiDir()};
-    scan.miscFolders = stepThreeFolders();
+    scan.miscFolders = miscellaneousFolders();
     for (int type : ShownContentTypes) {
         scan.baseDirs.insert(type, m_mgr->mediaBaseDir(type));
     }
@@ -250,12 +295,12 @@ void MediaStorageModel::markDialogsQuerying()
     });
 }
 
-QStringList MediaStorageModel::stepThreeFolders() const
+QStringList MediaStorageModel::miscellaneousFolders() const
 {
     const QString cacheRoot = m_mgr->account()->userCacheDataPath();
     QStringList folders {mainFolder(cacheRoot, CacheLayout::VoiceKind)};
-    for (int category : CategoriesOfStepThree) {
-        for (int kind : KindsOfStepThree) {
+    for (int category : MiscellaneousCategories) {
+        for (int kind : MiscellaneousKinds) {
             folders.append(ModelBaseUtil::makeMediaPath(cacheRoot, category, kind));
         }
     }
@@ -271,7 +316,7 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     const auto postSize = [model, generation](int dataType, qint64 bytes) {
         if (bytes != 0) {
             post(model, [model, generation, dataType, bytes] {
-                model->applyStepSize(generation, dataType, bytes);
+                model->applyMeasuredSize(generation, dataType, bytes);
             });
         }
     };
@@ -330,32 +375,8 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
             || !scan.baseDirs.contains(row.type)) {
             continue;
         }
-        ResourceData data;
-        data.deserialize(row.data);
-        MediaContentRecord content;
-        content.dialogId = row.dialogId;
-        content.key = MessageKey(row.messageId, row.subMsgId);
-        content.type = row.type;
-        content.dateTime = row.dateTime;
-        content.name = data.fileName;
-        content.fileId = row.fileId;
-        content.thumbId = data.thumbId;
-        content.livePhotoId = data.livePhotoId;
-        const QString sourceDir = scan.baseDirs.value(row.type);
-        const QString thumbDir = scan.baseDirs.value(CONTENT_PHOTO);
-        const QString liveDir = scan.baseDirs.value(CONTENT_VIDEO);
-        content.sourcePath = source->path;
-        if (!data.thumbId.isEmpty()) {
-            content.thumbPath = thumbDir + CacheLayout::fileName(data.thumbId, data.thumbSuffix);
-        }
-        if (!data.livePhotoId.isEmpty()) {
-            content.livePhotoPath =
-                    liveDir + CacheLayout::fileName(data.livePhotoId, data.livePhotoSuffix);
-        }
-        scan.fileDataMgr->addFileSize(sourceDir, data.fileId, data.suffix, content.size);
-        scan.fileDataMgr->addFileSize(thumbDir, data.thumbId, data.thumbSuffix, content.thumbSize);
-        scan.fileDataMgr->addFileSize(liveDir, data.livePhotoId, data.livePhotoSuffix,
-                                      content.livePhotoSize);
+        const MediaContentRecord content =
+                contentRecordOf(row, source->path, scan.baseDirs, scan.fileDataMgr);
         DialogScanRecord &dialog = dialogs[row.dialogId];
         for (const QString &fileId : {content.fileId, content.thumbId, content.livePhotoId}) {
             const auto file = cachedFile(fileId);
@@ -368,16 +389,11 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
             return finish({}, {});
         }
     }
-    for (const storage::FileReferenceInfo &row : scan.references->infosWithThumbIds(imageIds)) {
-        const auto thumb = cachedFile(row.thumbId);
-        if (!(row.type & QUOTED_TYPE_FLAG) && thumb != files.constEnd()) {
-            dialogs[row.dialogId].files.insert(row.thumbId, thumb->dataType);
-        }
-    }
+    attributeThumbnails(scan.references->infosWithThumbIds(imageIds), files, dialogs);
     finish(std::move(files), std::move(dialogs));
 }
 
-void MediaStorageModel::applyStepSize(int generation, int dataType, qint64 bytes)
+void MediaStorageModel::applyMeasuredSize(int generation, int dataType, qint64 bytes)
 {
     if (generation == m_generation) {
         m_totalSizeModel->addSize(dataType, bytes);
@@ -456,9 +472,10 @@ void MediaStorageModel::resetResults()
         record->scan = DialogScanRecord();
         record->sizeModel->reset();
     }
+    // The lists keep their dialog, so that the end of the next scan refills them.
     for (MediaStorageViewModel *view : {m_mediaView, m_fileView, m_musicView}) {
         if (view) {
-            view->clear();
+            view->setRecords(view->dialogId(), {});
         }
     }
     m_totalSizeModel->reset();
@@ -489,6 +506,8 @@ void MediaStorageModel::prepareToClear()
 {
     m_cancel = true;
     QMutexLocker locker(&m_mutex);
+    ++m_generation;
+    m_reloadPending = false;
     if (m_scanSuperseded) {
         m_scanSuperseded->store(true);
     }
@@ -499,6 +518,9 @@ void MediaStorageModel::prepareToClear()
         scan.waitForFinished();
     }
     QFuture<void>(deletion).waitForFinished();
+    // What the workers posted is dropped, so no end of scan will come.
+    m_totalSizeModel->setAtQuery(false);
+    setAtQuery(false);
 }
 
 // ---- dialogs and views ----
@@ -756,7 +778,7 @@ void MediaStorageModel::deleteAllFiles()
                          {DATA_STICKER,
                           {AppDirManager::instance()->stickerDir(),
                            AppDirManager::instance()->customEmojiDir()}},
-                         {DATA_MISCELLANEOUS, stepThreeFolders()}};
+                         {DATA_MISCELLANEOUS, miscellaneousFolders()}};
     deletion->bRemoveAllRows = true;
     startDeletion(std::move(deletion));
 }
@@ -790,7 +812,7 @@ void MediaStorageModel::deleteAllFileByType(const QList<int> &dataTypes)
                                    AppDirManager::instance()->customEmojiDir()}});
     }
     if (dataTypes.contains(DATA_MISCELLANEOUS)) {
-        deletion->folders.append({DATA_MISCELLANEOUS, stepThreeFolders()});
+        deletion->folders.append({DATA_MISCELLANEOUS, miscellaneousFolders()});
     }
     startDeletion(std::move(deletion));
 }
@@ -908,7 +930,7 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
     } else {
         deletion.cacheFiles->removeWithFileIds(goneIds);
     }
-    post(model, [model, generation] { model->finishDeletion(generation); });
+    post(model, [model] { model->finishDeletion(); });
 }
 
 // A batch of a deletion: counts towards its progress, then leaves the sizes and records.
@@ -975,9 +997,8 @@ void MediaStorageModel::finishStage(int generation, int dataType)
     m_totalSizeModel->setSize(dataType, 0);
 }
 
-void MediaStorageModel::finishDeletion(int generation)
+void MediaStorageModel::finishDeletion()
 {
-    Q_UNUSED(generation)
     setClearProgress(100);
 }
 
