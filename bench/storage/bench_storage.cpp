@@ -99,10 +99,15 @@ struct Fixture
     }
 };
 
+// Made on first use and dropped by main while the application object still exists.
+std::unique_ptr<Fixture> s_fixture;
+
 Fixture &fixture()
 {
-    static Fixture f;
-    return f;
+    if (!s_fixture) {
+        s_fixture = std::make_unique<Fixture>();
+    }
+    return *s_fixture;
 }
 
 void BM_ScanAgainstDu(benchmark::State &state)
@@ -136,6 +141,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
+    s_fixture.reset();
     benchmark::Shutdown();
     return 0;
 }

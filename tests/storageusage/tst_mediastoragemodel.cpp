@@ -192,6 +192,10 @@ void TestMediaStorageModel::init()
     QVERIFY(writeFile(mainPath(CacheLayout::MusicKind, "m1.mp3"), MusicBytes));
     // A download in progress is neither counted nor offered for deletion.
     QVERIFY(writeFile(mainPath(CacheLayout::ImageKind, "p9.jpg.cache"), 50000));
+    // A symbolic link names bytes kept elsewhere.
+    QVERIFY(writeFile(m_dir->filePath("elsewhere.jpg"), 9999));
+    QVERIFY(QFile::link(m_dir->filePath("elsewhere.jpg"),
+                        mainPath(CacheLayout::ImageKind, "l1.jpg")));
     QVERIFY(writeFile(mainPath(CacheLayout::PhotoKind, "avatar.png"), AvatarBytes));
     // Only the files directly in the avatar folder count.
     QVERIFY(writeFile(mainPath(CacheLayout::PhotoKind, "old/avatar.png"), 500));
@@ -249,7 +253,7 @@ void TestMediaStorageModel::scanCreditsEveryFolder_data()
 {
     QTest::addColumn<int>("dataType");
     QTest::addColumn<qint64>("bytes");
-    QTest::newRow("images and thumbnails, partial download skipped")
+    QTest::newRow("images and thumbnails, partial download and link skipped")
             << int(Storage::DATA_IMAGE) << PhotoBytes + ThumbBytes;
     QTest::newRow("videos") << int(Storage::DATA_VIDEO) << VideoBytes;
     QTest::newRow("files") << int(Storage::DATA_FILE) << FileBytes;
