@@ -197,6 +197,57 @@ void attributeThumbnails(const QList<storage::FileReferenceInfo> &rows,
     }
 }
 
+// Records the complete files directly in the main folder of kind by file id. False when stopped.
+bool recordFiles(const QString &cacheRoot, int kind, const std::function<bool()> &stopped,
+                 QHash<QString, CacheFileRecord> &files, QList<QString> &imageIds, qint64 &bytes)
+{
+    const int dataType = MediaStorageModel::dataTypeOfCacheKind(kind);
+    return walkFiles(mainFolder(cacheRoot, kind), false, stopped,
+                     [&](const QString &folder, const QString &name, qint64 size) {
+                         // File ids hold no '.', so the id ends at the first one.
+                         const QString fileId = name.left(name.indexOf(QLatin1Char('.')));
+                         files.insert(fileId, {folder + name, size, dataType});
+                         if (kind == CacheLayout::ImageKind) {
+                             imageIds.append(fileId);
+                         }
+                         bytes += size;
+                     });
+}
+
+// Which dialogs' messages name the recorded files, through the file-reference table.
+QHash<QString, DialogScanRecord>
+attributeFiles(storage::FileReferenceStorage *references, const QHash<int, QString> &baseDirs,
+               FileDataMgr *fileDataMgr, const QHash<QString, CacheFileRecord> &files,
+               const QList<QString> &imageIds, const std::function<bool()> &stopped)
+{
+    QHash<QString, DialogScanRecord> dialogs;
+    const auto cachedFile = [&files](const QString &fileId) {
+        return fileId.isEmpty() ? files.constEnd() : files.constFind(fileId);
+    };
+    for (const storage::FileReferenceInfo &row : references->infosWithFileIds(files.keys())) {
+        const auto source = cachedFile(row.fileId);
+        if ((row.type & QUOTED_TYPE_FLAG) || source == files.constEnd()
+            || !baseDirs.contains(row.type)) {
+            continue;
+        }
+        const MediaContentRecord content =
+                contentRecordOf(row, source->path, baseDirs, fileDataMgr);
+        DialogScanRecord &dialog = dialogs[row.dialogId];
+        for (const QString &fileId : {content.fileId, content.thumbId, content.livePhotoId}) {
+            const auto file = cachedFile(fileId);
+            if (file != files.constEnd()) {
+                dialog.files.insert(fileId, file->dataType);
+            }
+        }
+        dialog.contents.append(content);
+        if (stopped()) {
+            return {};
+        }
+    }
+    attributeThumbnails(references->infosWithThumbIds(imageIds), files, dialogs);
+    return dialogs;
+}
+
 } // namespace
 
 // What a scan is given; the worker reads nothing else but the stop flags.
@@ -382,71 +433,41 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
         });
     };
 
-    qint64 bytes = 0;
-    if (!measureFolders({mainFolder(scan.cacheRoot, CacheLayout::PhotoKind)}, false, stopped,
-                        bytes)) {
-        return finish({}, {});
-    }
-    postSize(DATA_PHOTO, bytes);
-    bytes = 0;
-    if (!measureFolders(scan.stickerFolders, true, stopped, bytes)) {
-        return finish({}, {});
-    }
-    postSize(DATA_STICKER, bytes);
-    bytes = 0;
-    if (!measureFolders(scan.miscFolders, true, stopped, bytes)) {
-        return finish({}, {});
-    }
-    postSize(DATA_MISCELLANEOUS, bytes);
-
+    // The files kept one by one come first, so that their attribution to dialogs (database
+    // lookups) runs beside the walk of the folders measured as a whole.
     QHash<QString, CacheFileRecord> files;
     QList<QString> imageIds; // images are looked up as thumbnails too
     for (int kind : RecordedKinds) {
-        const int dataType = dataTypeOfCacheKind(kind);
-        bytes = 0;
-        const bool done = walkFiles(mainFolder(scan.cacheRoot, kind), false, stopped,
-                                    [&](const QString &folder, const QString &name, qint64 size) {
-                                        // File ids hold no '.', so the id ends at the first one.
-                                        const QString fileId =
-                                                name.left(name.indexOf(QLatin1Char('.')));
-                                        files.insert(fileId, {folder + name, size, dataType});
-                                        if (kind == CacheLayout::ImageKind) {
-                                            imageIds.append(fileId);
-                                        }
-                                        bytes += size;
-                                    });
-        if (!done) {
+        qint64 bytes = 0;
+        if (!recordFiles(scan.cacheRoot, kind, stopped, files, imageIds, bytes)) {
             return finish({}, {});
         }
-        postSize(dataType, bytes);
+        postSize(dataTypeOfCacheKind(kind), bytes);
+    }
+    QFuture<QHash<QString, DialogScanRecord>> attribution =
+            QtConcurrent::run(QThreadPool::globalInstance(), [&scan, &files, &imageIds, &stopped] {
+                return attributeFiles(scan.references, scan.baseDirs, scan.fileDataMgr, files,
+                                      imageIds, stopped);
+            });
+    const QList<QPair<int, QStringList>> wholeFolders {
+            {DATA_PHOTO, {mainFolder(scan.cacheRoot, CacheLayout::PhotoKind)}},
+            {DATA_STICKER, scan.stickerFolders},
+            {DATA_MISCELLANEOUS, scan.miscFolders}};
+    bool bComplete = true;
+    for (const auto &folders : wholeFolders) {
+        qint64 bytes = 0;
+        // Avatars lie directly in their folder; the others keep subfolders.
+        bComplete = measureFolders(folders.second, folders.first != DATA_PHOTO, stopped, bytes);
+        if (!bComplete) {
+            break;
+        }
+        postSize(folders.first, bytes);
+    }
+    QHash<QString, DialogScanRecord> dialogs = attribution.result();
+    if (!bComplete || stopped()) {
+        return finish({}, {});
     }
     post(model, [model, generation] { model->finishTotals(generation); });
-
-    QHash<QString, DialogScanRecord> dialogs;
-    const auto cachedFile = [&files](const QString &fileId) {
-        return fileId.isEmpty() ? files.constEnd() : files.constFind(fileId);
-    };
-    for (const storage::FileReferenceInfo &row : scan.references->infosWithFileIds(files.keys())) {
-        const auto source = cachedFile(row.fileId);
-        if ((row.type & QUOTED_TYPE_FLAG) || source == files.constEnd()
-            || !scan.baseDirs.contains(row.type)) {
-            continue;
-        }
-        const MediaContentRecord content =
-                contentRecordOf(row, source->path, scan.baseDirs, scan.fileDataMgr);
-        DialogScanRecord &dialog = dialogs[row.dialogId];
-        for (const QString &fileId : {content.fileId, content.thumbId, content.livePhotoId}) {
-            const auto file = cachedFile(fileId);
-            if (file != files.constEnd()) {
-                dialog.files.insert(fileId, file->dataType);
-            }
-        }
-        dialog.contents.append(content);
-        if (stopped()) {
-            return finish({}, {});
-        }
-    }
-    attributeThumbnails(scan.references->infosWithThumbIds(imageIds), files, dialogs);
     finish(std::move(files), std::move(dialogs));
 }
 
