@@ -21,6 +21,7 @@
 #include "mediachatitem.h"
 #include "mediachatmodel.h"
 #include "mediachatselectmodel.h"
+#include "mediacontentitem.h"
 #include "mediaexpiry.h"
 #include "mediakeeplistmodel.h"
 #include "mediakeepsetting.h"
@@ -29,6 +30,11 @@
 #include "mediapreview.h"
 #include "mediasearch.h"
 #include "mediaselector.h"
+#include "mediasizebasemodel.h"
+#include "mediasizeitem.h"
+#include "mediasizemodel.h"
+#include "mediastoragemodel.h"
+#include "mediastorageviewmodel.h"
 #include "mediasync.h"
 #include "mediautil.h"
 #include "messagebase.h"
@@ -136,6 +142,7 @@ MediaMgr::MediaMgr(AccountBase *account)
     m_preview = new MediaPreview(account, PREVIEW_WINDOW);
     m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
     m_mediaSync = new MediaSync(this);
+    m_storageModel = new MediaStorageModel(this);
     m_keepSetting = new MediaKeepSetting(this);
     m_mediaAudio = new MediaAudio(account);
     m_searchServiceCmd = new SearchServiceCmd(account);
@@ -154,6 +161,7 @@ MediaMgr::~MediaMgr()
 {
     m_localClearFuture.waitForFinished();
     m_focusClearFuture.waitForFinished();
+    delete m_storageModel;
     delete m_keepSetting;
     delete m_preview;
     delete m_externalPreview;
@@ -182,14 +190,22 @@ void MediaMgr::registerMetaType(const char *uri)
     qRegisterMetaType<MediaCalender *>("MediaCalender *");
     qRegisterMetaType<MediaPreview *>("MediaPreview *");
     qRegisterMetaType<MediaSelector *>("MediaSelector *");
+    qRegisterMetaType<MediaStorageModel *>("MediaStorageModel *");
+    qRegisterMetaType<MediaSizeItem *>("MediaSizeItem *");
+    qRegisterMetaType<MediaSizeBaseModel *>("MediaSizeBaseModel *");
+    qRegisterMetaType<MediaSizeModel *>("MediaSizeModel *");
     qRegisterMetaType<MediaKeepSetting *>("MediaKeepSetting *");
     qRegisterMetaType<MediaKeepListModel *>("MediaKeepListModel *");
+    qRegisterMetaType<MediaStorageViewModel *>("MediaStorageViewModel *");
+    qRegisterMetaType<MediaContentItem *>("MediaContentItem *");
     qRegisterMetaType<MediaChatItem *>("MediaChatItem *");
     qRegisterMetaType<MediaChatModel *>("MediaChatModel *");
     qRegisterMetaType<MediaChatSelectModel *>("MediaChatSelectModel *");
     qRegisterMetaType<MediaSync *>("MediaSync *");
     qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
     // Registered so that QML can read their enums; QML gets the objects from the hub.
+    qmlRegisterUncreatableType<MediaStorageModel>(
+            uri, 1, 0, "MediaStorageModel", QStringLiteral("MediaStorageModelis uncreatable"));
     qmlRegisterUncreatableType<MediaKeepSetting>(uri, 1, 0, "MediaKeepSetting",
                                                  QStringLiteral("MediaKeepSettingis uncreatable"));
 }
@@ -378,6 +394,7 @@ void MediaMgr::prepareToClearData(bool)
     for (MediaCalender *calendar : std::as_const(m_calendars)) {
         calendar->shutdown();
     }
+    m_storageModel->prepareToClear();
     m_preview->prepareToClearData();
     m_externalPreview->prepareToClearData();
     m_mediaSync->prepareToClearData();
@@ -397,6 +414,7 @@ void MediaMgr::clearData(bool)
     m_calendars.clear();
     locker.unlock();
     clearSelectors();
+    m_storageModel->clearAll();
     m_keepSetting->clear();
     m_preview->clearData();
     m_externalPreview->clearData();
@@ -735,6 +753,9 @@ void MediaMgr::removeResource(const QString &dialogId, const QList<qint64> &mess
 {
     if (messageIds.isEmpty()) {
         return;
+    }
+    if (messageIds.size() == 1) {
+        m_storageModel->messageRemoved(dialogId, messageIds.constFirst());
     }
     removeMedia(dialogId, messageIds);
     ThreadManager::invoke(

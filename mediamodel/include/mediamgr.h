@@ -26,6 +26,7 @@ class MediaPreview;
 class MediaResourceMgr;
 class MediaSelector;
 class MediaSync;
+class MediaStorageModel;
 class QThreadPool;
 class ResourceItem;
 class SearchServiceCmd;
@@ -138,6 +139,8 @@ public Q_SLOTS:
     MediaKeepSetting *mediaKeepSetting() const { return m_keepSetting; }
     // The bulk download of chosen chats' media.
     MediaSync *mediaSync() const { return m_mediaSync; }
+    // The storage-usage screen of the account.
+    MediaStorageModel *mediaStorageModel() const { return m_storageModel; }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -223,8 +226,9 @@ private:
     void deleteThumbMedia(const QList<QString> &thumbIds);
 
     AccountBase *const m_account;
-    MediaPreview *m_preview = nullptr;         // owned
-    MediaPreview *m_externalPreview = nullptr; // owned
+    MediaPreview *m_preview = nullptr;           // owned
+    MediaPreview *m_externalPreview = nullptr;   // owned
+    MediaStorageModel *m_storageModel = nullptr; // child, deleted first
     ResourceMgrHash m_resourceMgrs;
     ResourceMgrHash m_externResourceMgrs;
     QHash<QString, MediaCalender *> m_calendars;       // guarded by m_mutex

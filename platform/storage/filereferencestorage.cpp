@@ -5,6 +5,8 @@
 #include "sqlhelpers_p.h"
 #include "whereclause_p.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QSqlQuery>
 
 namespace storage {
@@ -68,13 +70,21 @@ WhereClause messageIdsWhere(const QString &dialogId, const QList<qint64> &messag
                  Sql::toVariantList(messageIds));
 }
 
+// The ids travel as one JSON array bound to one parameter: a storage scan asks for tens of
+// thousands at once, and binding them one by one costs far more than the lookups themselves.
 QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column, const QList<QString> &ids)
 {
     QList<FileReferenceInfo> rows;
-    const bool ok = Sql::selectWithIds(db->connection(),
-                                       selectColumns() + QStringLiteral(" WHERE ") + column
-                                               + QStringLiteral(" IN (%1)"),
-                                       {}, ids, rowAt, rows);
+    const QList<QString> unique = Sql::uniqueIds(ids);
+    if (unique.isEmpty()) {
+        return rows;
+    }
+    const QString idArray = QString::fromUtf8(
+            QJsonDocument(QJsonArray::fromStringList(unique)).toJson(QJsonDocument::Compact));
+    const bool ok = Sql::select(db->connection(),
+                                selectColumns() + QStringLiteral(" WHERE ") + column
+                                        + QStringLiteral(" IN (SELECT value FROM json_each(?))"),
+                                {idArray}, rowAt, rows);
     return ok ? rows : QList<FileReferenceInfo>();
 }
 

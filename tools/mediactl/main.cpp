@@ -6,6 +6,7 @@
 #include "mediamgr.h"
 #include "sampleaccount.h"
 #include "servecommand.h"
+#include "storagereport.h"
 #include "synccommand.h"
 
 #include <QCommandLineParser>
@@ -179,6 +180,39 @@ int runLs(const QStringList &args)
                         });
 }
 
+int runStorage(const QStringList &args)
+{
+    QCommandLineParser parser;
+    describeFolderCommand(parser,
+                          QStringLiteral("Prints what the media cache of an account takes "
+                                         "on disk, by type and by chat."));
+    parser.process(args);
+    QString folder;
+    if (!takeFolder(parser, &folder)) {
+        return 1;
+    }
+    const qint64 userId = AccountManager::userIdOfFolder(folder);
+    if (userId == 0) {
+        return fail(QStringLiteral("no account in ") + folder);
+    }
+    AccountBase account(userId, folder);
+    if (!account.isValid()) {
+        return fail(QStringLiteral("cannot open the account in ") + folder);
+    }
+    StorageReport::Usage usage;
+    {
+        MediaMgr hub(&account);
+        usage = StorageReport::measure(hub);
+        hub.prepareToClearData(false);
+        hub.clearData(false);
+    }
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QTextStream out(stdout);
+    StorageReport::print(usage, out);
+    return 0;
+}
+
 int runSearch(const QStringList &args)
 {
     QCommandLineParser parser;
@@ -242,6 +276,9 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("search")) {
         return runSearch(args);
     }
+    if (command == QLatin1String("storage")) {
+        return runStorage(args);
+    }
     if (command == QLatin1String("serve")) {
         return ServeCommand::run(args);
     }
@@ -257,6 +294,7 @@ int main(int argc, char *argv[])
                "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
                "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
                " [--from MS --to MS] [--global] [--json]\n"
+               "       mediactl storage DIR\n"
                "       mediactl serve DIR FILE_ID\n"
                "       mediactl clean DIR [--max-size BYTES]\n"
                "       mediactl sync DIR [--chat ID ...] [--kinds media,doc,audio,voice]"
