@@ -27,7 +27,7 @@ void setUpMediaLayer()
 }
 
 QQuickWindow *loadGalleryWindow(QQmlApplicationEngine &engine, GalleryController &controller,
-                                int initialTab, const QSize &size)
+                                int initialTab, const QSize &size, int initialSection)
 {
     // The module's qmldir is compiled in under qrc:/MediaGallery; without it on the import path
     // the engine knows the module only from the plugin's type registrations, which lack the
@@ -36,6 +36,7 @@ QQuickWindow *loadGalleryWindow(QQmlApplicationEngine &engine, GalleryController
     engine.addImageProvider(QLatin1String(ThumbnailProvider::Name), new ThumbnailProvider);
     engine.setInitialProperties({{QStringLiteral("controller"), QVariant::fromValue(&controller)},
                                  {QStringLiteral("initialTab"), initialTab},
+                                 {QStringLiteral("initialSection"), initialSection},
                                  {QStringLiteral("width"), size.width()},
                                  {QStringLiteral("height"), size.height()}});
     engine.load(QUrl(QStringLiteral("qrc:/MediaGallery/qml/Main.qml")));

@@ -14,7 +14,8 @@ void chooseGalleryRenderer();
 // QML, its texts, and the player's saved play mode.
 void setUpMediaLayer();
 
-// Loads the gallery window over controller into engine, showing the list of initialTab first.
-// Null, with a log line, when the window cannot be made. The window belongs to engine.
+// Loads the gallery window over controller into engine, showing initialSection (0 the media of a
+// chat, on the list of initialTab; 1 storage usage; 2 bulk download) first. Null, with a log
+// line, when the window cannot be made. The window belongs to engine.
 QQuickWindow *loadGalleryWindow(QQmlApplicationEngine &engine, GalleryController &controller,
-                                int initialTab, const QSize &size);
+                                int initialTab, const QSize &size, int initialSection = 0);

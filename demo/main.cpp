@@ -28,12 +28,15 @@ namespace {
 
 constexpr int ScreenshotTimeoutMs = 30000;
 const QList<int> TabTypes {2, 6, 1, 4, 3};
+const QStringList Sections {QStringLiteral("media"), QStringLiteral("storage"),
+                            QStringLiteral("download")};
 
 struct Options
 {
     QString accountDir;
     QString chatId;
     int tab = 2;
+    int section = 0;
     QString screenshotPath;
     QSize windowSize {1180, 760};
 };
@@ -87,7 +90,11 @@ std::optional<Options> parseOptions(const QCoreApplication &app)
     const QCommandLineOption size(QStringLiteral("size"),
                                   QStringLiteral("The window size (default: 1180x760)."),
                                   QStringLiteral("WxH"));
-    parser.addOptions({account, chat, tab, screenshot, size});
+    const QCommandLineOption section(
+            QStringLiteral("section"),
+            QStringLiteral("The screen to open: media, storage or download (default: media)."),
+            QStringLiteral("NAME"), Sections.constFirst());
+    parser.addOptions({account, chat, tab, section, screenshot, size});
     parser.process(app);
 
     Options options;
@@ -99,6 +106,12 @@ std::optional<Options> parseOptions(const QCoreApplication &app)
     if (!tabOk || !TabTypes.contains(options.tab)) {
         qCCritical(lcGallery) << "unknown list type" << parser.value(tab)
                               << "; use one of 2, 6, 1, 4, 3";
+        return std::nullopt;
+    }
+    options.section = int(Sections.indexOf(parser.value(section)));
+    if (options.section < 0) {
+        qCCritical(lcGallery) << "unknown screen" << parser.value(section) << "; use one of"
+                              << Sections.join(QStringLiteral(", "));
         return std::nullopt;
     }
     if (parser.isSet(size)) {
@@ -154,7 +167,8 @@ int runWindow(QGuiApplication &app, const Options &options, GalleryAccount &acco
     controller.setCurrentChatId(chatId);
 
     QQmlApplicationEngine engine;
-    QQuickWindow *window = loadGalleryWindow(engine, controller, options.tab, options.windowSize);
+    QQuickWindow *window =
+            loadGalleryWindow(engine, controller, options.tab, options.windowSize, options.section);
     if (!window) {
         return 1;
     }
@@ -190,9 +204,18 @@ int main(int argc, char *argv[])
         qCCritical(lcGallery) << "cannot open the account in" << options->accountDir;
         return 2;
     }
+    // The process-wide player and stream server find the account, and its hub, by user id.
+    AccountManager::getInstance()->addAccount(&account);
     setUpMediaLayer();
     MediaMgr hub(&account);
     hub.initConnection();
+    hub.loadLocalData(false);
+    hub.getNewData();
+    // Media kept only while the window has focus are cleaned when it loses it.
+    QObject::connect(&app, &QGuiApplication::applicationStateChanged, &hub,
+                     [&hub](Qt::ApplicationState state) {
+                         hub.onAppIsActive(state == Qt::ApplicationActive);
+                     });
 
     const int exitCode = runWindow(app, *options, account, hub);
 
@@ -200,5 +223,6 @@ int main(int argc, char *argv[])
     // Galleries released while the window ran are deleted through the event loop.
     QCoreApplication::sendPostedEvents();
     hub.clearData(false);
+    AccountManager::getInstance()->removeAccount(&account);
     return exitCode;
 }

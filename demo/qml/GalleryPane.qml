@@ -203,6 +203,7 @@ Rectangle {
                         required property var modelData
                         readonly property bool current: pane.currentType === modelData.type
 
+                        objectName: "tab" + modelData.type
                         width: tabLabel.implicitWidth + 24
                         height: 44
 

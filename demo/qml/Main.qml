@@ -8,8 +8,12 @@ ApplicationWindow {
 
     required property GalleryController controller
     property int initialTab: 2
+    // 0 the media of a chat, 1 storage usage, 2 bulk download.
+    property int initialSection: 0
     // The chosen list shows its first page with every thumbnail in it; screenshots wait for it.
-    readonly property bool pageReady: gallery.pageReady
+    readonly property bool pageReady: [gallery.pageReady,
+        storageSection.item !== null && storageSection.item.ready,
+        downloadSection.item !== null && downloadSection.item.ready][rail.currentIndex]
 
     width: 1180
     height: 760
@@ -29,25 +33,61 @@ ApplicationWindow {
         anchors.fill: parent
         spacing: 0
 
-        ChatListPane {
-            Layout.preferredWidth: 300
+        NavRail {
+            id: rail
             Layout.fillHeight: true
-            controller: window.controller
+            currentIndex: window.initialSection
         }
 
-        Rectangle {
-            Layout.preferredWidth: 1
-            Layout.fillHeight: true
-            color: Theme.border
-        }
-
-        GalleryPane {
-            id: gallery
+        StackLayout {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            controller: window.controller
-            currentType: window.initialTab
-            viewer: viewer
+            currentIndex: rail.currentIndex
+
+            RowLayout {
+                spacing: 0
+
+                ChatListPane {
+                    Layout.preferredWidth: 300
+                    Layout.fillHeight: true
+                    controller: window.controller
+                }
+
+                Rectangle {
+                    Layout.preferredWidth: 1
+                    Layout.fillHeight: true
+                    color: Theme.border
+                }
+
+                GalleryPane {
+                    id: gallery
+                    Layout.fillWidth: true
+                    Layout.fillHeight: true
+                    controller: window.controller
+                    currentType: window.initialTab
+                    viewer: viewer
+                }
+            }
+
+            // The other sections are made when first shown and kept, so that a scan or a
+            // download they started goes on while the user looks elsewhere.
+            Loader {
+                id: storageSection
+                objectName: "storageSection"
+                active: rail.currentIndex === 1 || item !== null
+                sourceComponent: StoragePage {
+                    controller: window.controller
+                }
+            }
+
+            Loader {
+                id: downloadSection
+                objectName: "downloadSection"
+                active: rail.currentIndex === 2 || item !== null
+                sourceComponent: SyncPage {
+                    controller: window.controller
+                }
+            }
         }
     }
 
@@ -60,6 +100,7 @@ ApplicationWindow {
 
     Rectangle {
         id: toast
+        objectName: "toast"
 
         property string text
 

@@ -18,6 +18,7 @@ Rectangle {
                                      && player.playingItem.dialogId === itemModel.dialogId
     readonly property bool isPlaying: isLoaded && player.playState === 1
 
+    objectName: "playButton"
     implicitWidth: 42
     implicitHeight: 42
     radius: 21

@@ -68,16 +68,16 @@ Rectangle {
         }
 
         BarButton {
-            glyph: "\u23ee"
+            glyph: "\u275a\u25c0"
             onClicked: bar.step(false)
         }
         BarButton {
             objectName: "playPause"
-            glyph: bar.playing ? "\u23f8" : "\u25b6"
+            glyph: bar.playing ? "\u275a\u275a" : "\u25b6"
             onClicked: bar.player.pause(bar.playing)
         }
         BarButton {
-            glyph: "\u23ed"
+            glyph: "\u25b6\u275a"
             onClicked: bar.step(true)
         }
 

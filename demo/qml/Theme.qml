@@ -85,6 +85,52 @@ QtObject {
             return bytes + " B";
         if (bytes < 1024 * 1024)
             return (bytes / 1024).toFixed(1) + " KB";
-        return (bytes / (1024 * 1024)).toFixed(1) + " MB";
+        if (bytes < 1024 * 1024 * 1024)
+            return (bytes / (1024 * 1024)).toFixed(1) + " MB";
+        return (bytes / (1024 * 1024 * 1024)).toFixed(1) + " GB";
+    }
+
+    // Seconds left as the download screen shows them; below 0 means not known.
+    function timeLeft(seconds) {
+        if (seconds < 0)
+            return qsTr("unknown");
+        if (seconds < 60)
+            return qsTr("%1 s").arg(seconds);
+        if (seconds < 3600)
+            return qsTr("%1 min %2 s").arg(Math.floor(seconds / 60)).arg(seconds % 60);
+        return qsTr("%1 h %2 min").arg(Math.floor(seconds / 3600)).arg(Math.floor(seconds % 3600 / 60));
+    }
+
+    // The kinds of cached data the storage screen measures, by their code in the storage model.
+    readonly property var dataTypes: [
+        { name: qsTr("Photos"), color: "#2f80ed" },
+        { name: qsTr("Videos"), color: "#7b61ff" },
+        { name: qsTr("Files"), color: "#52b788" },
+        { name: qsTr("Stickers"), color: "#e2b93b" },
+        { name: qsTr("Profile photos"), color: "#2bb0c5" },
+        { name: qsTr("Music"), color: "#f2994a" },
+        { name: qsTr("Other"), color: "#9ca3af" },
+        { name: qsTr("Voice and cache"), color: "#ef6c6c" }
+    ]
+
+    function dataTypeName(type) {
+        return type >= 0 && type < dataTypes.length ? dataTypes[type].name : qsTr("Other");
+    }
+
+    function dataTypeColor(type) {
+        return type >= 0 && type < dataTypes.length ? dataTypes[type].color : faintText;
+    }
+
+    // The keep-media choices, in days, with -1 for ever and -2 until the window loses focus.
+    readonly property var keepTimes: [
+        { value: -1, name: qsTr("Forever") },
+        { value: 30, name: qsTr("1 month") },
+        { value: 7, name: qsTr("1 week") },
+        { value: 1, name: qsTr("1 day") },
+        { value: -2, name: qsTr("When the window loses focus") }
+    ]
+
+    function keepTimeIndex(value) {
+        return Math.max(0, keepTimes.findIndex(k => k.value === value));
     }
 }

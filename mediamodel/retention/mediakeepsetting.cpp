@@ -12,6 +12,7 @@
 #include "threadmanager.h"
 #include "userstorageprovider.h"
 
+#include <QJSEngine>
 #include <QMutexLocker>
 #include <algorithm>
 
@@ -33,7 +34,12 @@ MediaKeepSetting::MediaKeepSetting(MediaMgr *hub)
     , m_exceptionModel(new MediaKeepListModel(this))
     , m_searchModel(new MediaKeepSearchModel(
               m_account, [this](const QString &dialogId) { return contains(dialogId); }, this))
-{ }
+{
+    // QML gets it from a hub slot and must never delete it or its lists.
+    QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
+    QJSEngine::setObjectOwnership(m_exceptionModel, QJSEngine::CppOwnership);
+    QJSEngine::setObjectOwnership(m_searchModel, QJSEngine::CppOwnership);
+}
 
 MediaKeepSetting::~MediaKeepSetting()
 {

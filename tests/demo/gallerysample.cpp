@@ -11,12 +11,27 @@
 
 namespace {
 
-int photoRows(AccountBase &account, const QString &dialogId)
+int rowsOf(AccountBase &account, const QString &dialogId, const QList<int> &types)
 {
     storage::ResourceSearchInfo info;
-    info.types = {CONTENT_PHOTO, CONTENT_VIDEO};
+    info.types = types;
     info.count = 1000;
     return int(account.storage()->resourceStorage()->infosBefore(dialogId, info).size());
+}
+
+// The chat with the most rows of types; empty when no chat has any.
+QString chatWithMost(AccountBase &account, const QList<int> &types)
+{
+    QString best;
+    int bestRows = 0;
+    for (const QSharedPointer<DialogBase> &dialog : account.dialogs()) {
+        const int rows = rowsOf(account, dialog->dialogId(), types);
+        if (rows > bestRows) {
+            bestRows = rows;
+            best = dialog->dialogId();
+        }
+    }
+    return best;
 }
 
 } // namespace
@@ -31,7 +46,7 @@ bool GallerySample::create(const QString &folder)
     }
     AccountBase account(SampleAccount::UserId, folder);
     for (const QSharedPointer<DialogBase> &dialog : account.dialogs()) {
-        const int photos = photoRows(account, dialog->dialogId());
+        const int photos = rowsOf(account, dialog->dialogId(), {CONTENT_PHOTO, CONTENT_VIDEO});
         if (photos > photoChatMedia) {
             photoChatMedia = photos;
             photoChat = dialog->dialogId();
@@ -39,5 +54,8 @@ bool GallerySample::create(const QString &folder)
             chatWithoutPhotos = dialog->dialogId();
         }
     }
-    return photoChatMedia > 0 && !chatWithoutPhotos.isEmpty();
+    fileChat = chatWithMost(account, {CONTENT_FILE});
+    musicChat = chatWithMost(account, {CONTENT_MUSIC});
+    return photoChatMedia > 0 && !chatWithoutPhotos.isEmpty() && !fileChat.isEmpty()
+            && !musicChat.isEmpty();
 }

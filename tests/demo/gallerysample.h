@@ -2,7 +2,7 @@
 
 #include <QString>
 
-// The small sample account the gallery tests run on, and the two chats they look at.
+// The small sample account the gallery tests run on, and the chats they look at.
 class GallerySample
 {
 public:
@@ -13,5 +13,7 @@ public:
 
     QString photoChat;         // the chat with the most photos and videos
     QString chatWithoutPhotos; // a chat without any
+    QString fileChat;          // the chat with the most files
+    QString musicChat;         // the chat with the most music
     int photoChatMedia = 0;
 };

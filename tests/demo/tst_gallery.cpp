@@ -10,8 +10,9 @@
 namespace {
 
 const QSize WindowSize(1100, 720);
-// The chat list and the gallery's header and tabs; the list area lies right of and below them.
-constexpr int ListLeft = 320;
+// The section rail, the chat list and the gallery's header and tabs; the list area lies right of
+// and below them.
+constexpr int ListLeft = 400;
 constexpr int ListTop = 150;
 constexpr int Tile = 100;
 

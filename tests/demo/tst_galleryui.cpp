@@ -1,15 +1,28 @@
+#include "accountmanager.h"
+#include "audioevents.h"
+#include "audiotestsupport.h"
+#include "dialogbase.h"
 #include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerysample.h"
 #include "gallerywindow.h"
 #include "hubteardown.h"
 #include "mediacalender.h"
+#include "mediachatmodel.h"
+#include "mediachatselectmodel.h"
+#include "mediakeepsetting.h"
 #include "mediamgr.h"
+#include "mediaplayer.h"
 #include "mediapreview.h"
 #include "mediaselector.h"
+#include "mediastoragemodel.h"
+#include "mediastorageviewmodel.h"
+#include "mediasync.h"
 #include "resourceitem.h"
 #include "sampleaccount.h"
 
+#include <QDir>
+#include <QImage>
 #include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickItem>
@@ -44,6 +57,20 @@ ResourceItem *itemOf(const QQuickItem *delegate)
     return qvariant_cast<ResourceItem *>(delegate->property("itemModel"));
 }
 
+// Colours of the section area right of the navigation rail: a screen showing pictures, charts or
+// text holds many (anti-aliased glyphs alone give dozens); an empty or unpainted one a handful.
+int sectionColours(const QImage &image)
+{
+    constexpr int RailWidth = 76;
+    QSet<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 2) {
+        for (int x = RailWidth; x < image.width(); x += 2) {
+            colours.insert(image.pixel(x, y));
+        }
+    }
+    return int(colours.size());
+}
+
 } // namespace
 
 // The gallery window as a user drives it: clicks and keys on the real QML over a sample account.
@@ -57,8 +84,18 @@ private Q_SLOTS:
     void viewerStepsBetweenItems();
     void calendarMarksDaysAndOpensOne();
     void dragTicksTilesAndForwardSendsThem();
+    void filesTabListsDocuments();
+    void musicRowPlaysInThePlayerBar();
+    void storageScreenMeasuresEveryChat();
+    void keepMediaSettingsShowDefaultsAndExceptions();
+    void downloadScreenFetchesChosenChats();
 
 private:
+    // Grabs the window, checks that it shows content and, when MEDIAMODEL_TOUR_DIR names a
+    // folder, saves it there as name.png (the README's tour is made so).
+    void screenshot(const QString &name);
+    void showSection(int index);
+    void showTab(int type);
     // The photo tiles on screen, newest first.
     QList<QQuickItem *> visibleTiles() const;
     QQuickItem *findItem(const QString &objectName) const;
@@ -71,7 +108,8 @@ private:
     MediaMgr *m_hub = nullptr; // child of the account
     std::unique_ptr<GalleryController> m_controller;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
-    QQuickWindow *m_window = nullptr; // the engine's
+    QQuickWindow *m_window = nullptr;             // the engine's
+    AudioTest::ScriptedEngine *m_audio = nullptr; // the player's
 };
 
 void TestGalleryUi::initTestCase()
@@ -81,9 +119,15 @@ void TestGalleryUi::initTestCase()
     chooseGalleryRenderer();
     m_account = std::make_unique<GalleryAccount>(SampleAccount::UserId, m_dir.path());
     QVERIFY(m_account->isValid());
+    AccountManager::getInstance()->addAccount(m_account.get());
     setUpMediaLayer();
+    // The machine may have no sound device: the player gets an engine that plays nothing.
+    auto audio = std::make_unique<AudioTest::ScriptedEngine>();
+    m_audio = audio.get();
+    MediaPlayer::instance()->setAudioPlayer(std::move(audio));
     m_hub = new MediaMgr(m_account.get());
     m_hub->initConnection();
+    m_hub->loadLocalData(false);
     m_controller = std::make_unique<GalleryController>(m_account.get(), m_hub);
     m_controller->setCurrentChatId(m_sample.photoChat);
     m_engine = std::make_unique<QQmlApplicationEngine>();
@@ -92,6 +136,7 @@ void TestGalleryUi::initTestCase()
     QVERIFY(QTest::qWaitForWindowExposed(m_window));
     QTRY_VERIFY_WITH_TIMEOUT(m_window->property("pageReady").toBool(), 20000);
     QTRY_VERIFY(visibleTiles().size() >= 3);
+    screenshot(QStringLiteral("media"));
 }
 
 void TestGalleryUi::cleanupTestCase()
@@ -99,6 +144,7 @@ void TestGalleryUi::cleanupTestCase()
     m_engine.reset();
     m_controller.reset();
     closeHub(m_hub);
+    AccountManager::getInstance()->removeAccount(m_account.get());
     m_account.reset();
 }
 
@@ -125,6 +171,39 @@ QQuickItem *TestGalleryUi::findItem(const QString &objectName) const
         }
     }
     return nullptr;
+}
+
+void TestGalleryUi::screenshot(const QString &name)
+{
+    // A notice of an earlier step would cover part of the screen.
+    QQuickItem *toast = findItem(QStringLiteral("toast"));
+    QTRY_VERIFY_WITH_TIMEOUT(toast && !toast->isVisible(), 5000);
+    // Two frames, so that what the last event changed is painted.
+    m_window->update();
+    QTest::qWait(50);
+    const QImage image = m_window->grabWindow();
+    QVERIFY2(!image.isNull(), qPrintable(name));
+    const int colours = sectionColours(image);
+    QVERIFY2(colours >= 64,
+             qPrintable(QStringLiteral("%1 shows %2 colours").arg(name).arg(colours)));
+    const QString folder = qEnvironmentVariable("MEDIAMODEL_TOUR_DIR");
+    if (!folder.isEmpty()) {
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(image.save(QDir(folder).filePath(name + QStringLiteral(".png"))));
+    }
+}
+
+void TestGalleryUi::showSection(int index)
+{
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findItem(QStringLiteral("navButton%1").arg(index))));
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->property("pageReady").toBool(), 30000);
+}
+
+void TestGalleryUi::showTab(int type)
+{
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findItem(QStringLiteral("tab%1").arg(type))));
 }
 
 QQuickItem *TestGalleryUi::findButton(const QString &text) const
@@ -157,6 +236,7 @@ void TestGalleryUi::viewerStepsBetweenItems()
     QTest::keyClick(m_window, Qt::Key_Right);
     QCOMPARE(preview()->resourceItem()->mediaKey(), newest->mediaKey());
     QVERIFY(!preview()->hasNext());
+    screenshot(QStringLiteral("viewer"));
     QTest::keyClick(m_window, Qt::Key_Right);
     QCOMPARE(preview()->resourceItem()->mediaKey(), newest->mediaKey());
     QTest::mouseClick(m_window, Qt::LeftButton, {},
@@ -192,6 +272,7 @@ void TestGalleryUi::calendarMarksDaysAndOpensOne()
         }
         return marked != nullptr;
     }());
+    screenshot(QStringLiteral("calendar"));
     QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(marked));
     QQuickItem *viewer = findItem(QStringLiteral("previewOverlay"));
     QTRY_VERIFY(viewer->isVisible());
@@ -224,6 +305,7 @@ void TestGalleryUi::dragTicksTilesAndForwardSendsThem()
     QVERIFY(!tiles.at(3)->property("ticked").toBool());
     QCOMPARE(findItem(QStringLiteral("selectionCount"))->property("text").toString(),
              QStringLiteral("3 selected"));
+    screenshot(QStringLiteral("selection"));
 
     // A click unticks one; forwarding sends the other two and empties the selection.
     QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(tiles.at(1)));
@@ -238,6 +320,94 @@ void TestGalleryUi::dragTicksTilesAndForwardSendsThem()
     QTest::mouseClick(m_window, Qt::LeftButton, {},
                       centreOf(findItem(QStringLiteral("selectButton"))));
     QVERIFY(!bar->isVisible());
+}
+
+void TestGalleryUi::filesTabListsDocuments()
+{
+    m_controller->setCurrentChatId(m_sample.fileChat);
+    showTab(6);
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->property("pageReady").toBool(), 20000);
+    screenshot(QStringLiteral("files"));
+}
+
+void TestGalleryUi::musicRowPlaysInThePlayerBar()
+{
+    m_controller->setCurrentChatId(m_sample.musicChat);
+    showTab(4);
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->property("pageReady").toBool(), 20000);
+    QQuickItem *play = nullptr;
+    QTRY_VERIFY((play = findItem(QStringLiteral("playButton"))) && play->isVisible());
+    QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(play));
+    QTRY_COMPARE(m_audio->plays().size(), 1);
+    m_audio->send(AudioEvents::Duration, {{QStringLiteral("Duration"), 184000}});
+    m_audio->send(AudioEvents::Playing);
+    m_audio->send(AudioEvents::Progress, {{QStringLiteral("PlayTime"), 61000}});
+    QQuickItem *bar = findItem(QStringLiteral("playerBar"));
+    QTRY_VERIFY(bar && bar->isVisible());
+    QTRY_COMPARE(MediaPlayer::instance()->playState(), 1);
+    screenshot(QStringLiteral("player"));
+    MediaPlayer::instance()->stop();
+    QTRY_VERIFY(!bar->isVisible());
+}
+
+void TestGalleryUi::storageScreenMeasuresEveryChat()
+{
+    showSection(1);
+    MediaStorageModel *storage = m_hub->mediaStorageModel();
+    QVERIFY(!storage->atQuery());
+    QVERIFY(storage->totalSize() > 0);
+    QVERIFY(storage->dialogIds().contains(m_sample.photoChat));
+    QQuickItem *chats = findItem(QStringLiteral("storageChatList"));
+    QVERIFY(chats);
+    QTRY_COMPARE(chats->property("count").toInt(), int(storage->dialogIds().size()));
+    // The largest chat's items open beside the list.
+    QQuickItem *largest = findItem(QStringLiteral("storageChatRow"));
+    QVERIFY(largest);
+    QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(largest));
+    MediaStorageViewModel *items = storage->mediaViewModel(storage->dialogIds().constFirst());
+    QTRY_VERIFY(items->rowCount() > 0);
+    screenshot(QStringLiteral("storage"));
+}
+
+void TestGalleryUi::keepMediaSettingsShowDefaultsAndExceptions()
+{
+    MediaKeepSetting *keep = m_hub->mediaKeepSetting();
+    keep->setPrivateKeepTime(MediaKeepSetting::ONE_WEEK);
+    // Two private chats keep their media for a time of their own.
+    int exceptions = 0;
+    for (const QSharedPointer<DialogBase> &dialog : m_account->dialogs()) {
+        if (!dialog->isGroup() && exceptions < 2) {
+            keep->add(dialog->dialogId(),
+                      exceptions++ == 0 ? MediaKeepSetting::ONE_DAY : MediaKeepSetting::ONE_MONTH);
+        }
+    }
+    QCOMPARE(exceptions, 2);
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findItem(QStringLiteral("keepMediaButton"))));
+    QQuickItem *choice = nullptr;
+    QTRY_VERIFY((choice = findItem(QStringLiteral("privateKeepChoice"))) && choice->isVisible());
+    QTRY_COMPARE(choice->property("currentText").toString(), QStringLiteral("1 week"));
+    screenshot(QStringLiteral("keep-media"));
+    QTest::keyClick(m_window, Qt::Key_Escape);
+    QTRY_VERIFY(!choice->isVisible());
+}
+
+void TestGalleryUi::downloadScreenFetchesChosenChats()
+{
+    showSection(2);
+    MediaSync *sync = m_hub->mediaSync();
+    QVERIFY(sync->syncChats()->count() > 0);
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findItem(QStringLiteral("selectAllChats"))));
+    QTRY_COMPARE(sync->selectChats()->count(), sync->syncChats()->count());
+    QVERIFY(sync->selectChats()->totalSize() > 0);
+    screenshot(QStringLiteral("download"));
+
+    QTest::mouseClick(m_window, Qt::LeftButton, {},
+                      centreOf(findItem(QStringLiteral("syncStart"))));
+    QTRY_COMPARE_WITH_TIMEOUT(sync->syncState(), int(MediaSync::SYNC_FINISHED), 60000);
+    QCOMPARE(sync->progress(), 1.0);
+    QCOMPARE(sync->remainingSize(), 0);
 }
 
 QTEST_MAIN(TestGalleryUi)

@@ -22,6 +22,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QFile>
+#include <QJSEngine>
 #include <QPointer>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -99,6 +100,8 @@ private Q_SLOTS:
     void prepareToClearStopsCleanup();
     void newDataCleansOnceADay();
     void teardownWithLoadsInFlight();
+    void objectsHandedToQmlOutliveItsEngine_data();
+    void objectsHandedToQmlOutliveItsEngine();
 
     void ingestRows_data();
     void ingestRows();
@@ -299,6 +302,38 @@ void TestMediaMgr::teardownWithLoadsInFlight()
     m_hub->releaseResourceMgr("b");
     // The sanitizer build checks that nothing a running page touches is gone, and that every
     // item of a dropped page is released.
+}
+
+void TestMediaMgr::objectsHandedToQmlOutliveItsEngine_data()
+{
+    QTest::addColumn<QString>("expression");
+    for (const char *expression :
+         {"hub.mediaPreview()", "hub.externalMediaPreview()", "hub.mediaAudio()",
+          "hub.mediaResourceMgr('a')", "hub.mediaCalender('a')", "hub.mediaSelector('a')",
+          "hub.mediaStorageModel()", "hub.mediaStorageModel().mediaTotalSizeModel",
+          "hub.mediaKeepSetting()", "hub.mediaKeepSetting().exceptionModel",
+          "hub.mediaKeepSetting().searchModel", "hub.mediaSync()", "hub.mediaSync().syncChats",
+          "hub.mediaSync().selectChats"}) {
+        QTest::newRow(expression) << QString::fromLatin1(expression);
+    }
+}
+
+// QML takes what a slot returns for its own unless told otherwise, and deletes it with the
+// engine: the hub, which still holds it, would then use a deleted object.
+void TestMediaMgr::objectsHandedToQmlOutliveItsEngine()
+{
+    QFETCH(QString, expression);
+    MediaMgr::registerMetaType("MediaTest");
+    QPointer<QObject> handed;
+    {
+        QJSEngine engine;
+        engine.globalObject().setProperty(QStringLiteral("hub"), engine.newQObject(m_hub));
+        const QJSValue value = engine.evaluate(expression);
+        QVERIFY2(value.isQObject(), qPrintable(value.toString()));
+        handed = value.toQObject();
+        engine.collectGarbage();
+    }
+    QVERIFY(handed);
 }
 
 void TestMediaMgr::ingestRows_data()
