@@ -6,6 +6,7 @@
 #include "constants.h"
 #include "contenttype.h"
 #include "filereferencestorage.h"
+#include "hubingest.h"
 #include "hubteardown.h"
 #include "im.pb.h"
 #include "loading/mediaresource.h"
@@ -156,14 +157,7 @@ void TestMediaMgr::cleanup()
 void TestMediaMgr::receive(const QString &dialogId, const QList<im::Message> &messages,
                            bool bSilent, bool bReplaced)
 {
-    QVERIFY(m_account->storeMessages(messages));
-    QList<MediaInfo> infos;
-    for (const im::Message &proto : messages) {
-        const QSharedPointer<MessageBase> msg(
-                new MessageBase(proto, m_account->fileManager(), m_account->userId()));
-        infos.append(MediaInfo {msg, proto.time(), proto.msg_id(), 0, bReplaced});
-    }
-    m_hub->saveResources(dialogId, infos, bSilent);
+    QVERIFY(receiveMessages(m_account.get(), m_hub, dialogId, messages, bSilent, bReplaced));
 }
 
 void TestMediaMgr::writeCacheFile(int type, const QString &fileId, const QString &suffix)

@@ -4,6 +4,7 @@
 #include "cachelayout.h"
 #include "contenttype.h"
 #include "filereferencestorage.h"
+#include "hubingest.h"
 #include "hubteardown.h"
 #include "im.pb.h"
 #include "mediacontentitem.h"
@@ -221,14 +222,7 @@ void TestMediaStorageModel::cleanup()
 
 void TestMediaStorageModel::receive(const QString &dialogId, const QList<im::Message> &messages)
 {
-    QVERIFY(m_account->storeMessages(messages));
-    QList<MediaInfo> infos;
-    for (const im::Message &proto : messages) {
-        const QSharedPointer<MessageBase> msg(
-                new MessageBase(proto, m_account->fileManager(), m_account->userId()));
-        infos.append(MediaInfo {msg, proto.time(), proto.msg_id(), 0, false});
-    }
-    m_hub->saveResources(dialogId, infos, true);
+    QVERIFY(receiveMessages(m_account.get(), m_hub, dialogId, messages, true));
 }
 
 void TestMediaStorageModel::load()

@@ -5,6 +5,7 @@
 #include "downloadfilemgr.h"
 #include "filedata.h"
 #include "filemanager.h"
+#include "hubingest.h"
 #include "hubteardown.h"
 #include "im.pb.h"
 #include "mediachatitem.h"
@@ -84,6 +85,8 @@ private:
     bool countChats(int chatTimeType = 0, int fileTimeType = 0);
     void select(const QString &dialogId);
     bool runToEnd();
+    // A run of two files the server sends slowly, started and under way; ids gets their ids.
+    void startSlowRun(QStringList &ids);
 
     QTemporaryDir m_served;
     std::unique_ptr<NginxFixture> m_nginx;
@@ -160,14 +163,7 @@ void TestMediaSync::addChat(const QString &dialogId, const QString &name, int ty
         info->set_url(url.toStdString());
         messages.append(m);
     }
-    QVERIFY(m_account->storeMessages(messages));
-    QList<MediaInfo> infos;
-    for (const im::Message &proto : messages) {
-        const QSharedPointer<MessageBase> msg(
-                new MessageBase(proto, m_account->fileManager(), m_account->userId()));
-        infos.append(MediaInfo {msg, proto.time(), proto.msg_id(), 0, false});
-    }
-    m_hub->saveResources(dialogId, infos, true);
+    QVERIFY(receiveMessages(m_account.get(), m_hub, dialogId, messages, true));
 }
 
 QSharedPointer<FileData> TestMediaSync::fileData(const QString &fileId) const
@@ -213,6 +209,23 @@ bool TestMediaSync::runToEnd()
                         || m_sync->syncState() == MediaSync::SYNC_FAILED;
             },
             30000);
+}
+
+void TestMediaSync::startSlowRun(QStringList &ids)
+{
+    QList<ChatFile> files;
+    for (int i = 0; i < 2; ++i) {
+        ids << QStringLiteral("long%1").arg(i);
+        files.append({ids.last(), CONTENT_VIDEO, 2 * SlowRate, Slow});
+    }
+    addChat(QStringLiteral("alice"), QStringLiteral("Alice"), DIALOG_PRIVATE, files);
+    QVERIFY(countChats());
+    select(QStringLiteral("alice"));
+    m_sync->readySync();
+    QSignalSpy progress(m_account->fileManager()->downloadFileMgr(),
+                        &DownloadFileMgr::downloadProgress);
+    m_sync->download();
+    QTRY_VERIFY_WITH_TIMEOUT(!progress.isEmpty(), 20000);
 }
 
 void TestMediaSync::countsWhatIsMissingByKind()
@@ -554,19 +567,11 @@ void TestMediaSync::filesOnDiskFinishAtOnce()
 void TestMediaSync::pauseStopsAndResumeRestarts()
 {
     QStringList ids;
-    QList<ChatFile> files;
-    for (int i = 0; i < 2; ++i) {
-        ids << QStringLiteral("long%1").arg(i);
-        files.append({ids.last(), CONTENT_VIDEO, 2 * SlowRate, Slow});
+    startSlowRun(ids);
+    if (QTest::currentTestFailed()) {
+        return;
     }
-    addChat(QStringLiteral("alice"), QStringLiteral("Alice"), DIALOG_PRIVATE, files);
-    QVERIFY(countChats());
-    select(QStringLiteral("alice"));
-    m_sync->readySync();
     DownloadFileMgr *downloads = m_account->fileManager()->downloadFileMgr();
-    QSignalSpy progress(downloads, &DownloadFileMgr::downloadProgress);
-    m_sync->download();
-    QTRY_VERIFY_WITH_TIMEOUT(!progress.isEmpty(), 20000);
 
     m_sync->pause();
     QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_PAUSED));
@@ -642,19 +647,11 @@ void TestMediaSync::cannotDownloadEndsInFailure()
 void TestMediaSync::cancelCountsNoPartialFile()
 {
     QStringList ids;
-    QList<ChatFile> files;
-    for (int i = 0; i < 2; ++i) {
-        ids << QStringLiteral("long%1").arg(i);
-        files.append({ids.last(), CONTENT_VIDEO, 2 * SlowRate, Slow});
+    startSlowRun(ids);
+    if (QTest::currentTestFailed()) {
+        return;
     }
-    addChat(QStringLiteral("alice"), QStringLiteral("Alice"), DIALOG_PRIVATE, files);
-    QVERIFY(countChats());
-    select(QStringLiteral("alice"));
-    m_sync->readySync();
     DownloadFileMgr *downloads = m_account->fileManager()->downloadFileMgr();
-    QSignalSpy progress(downloads, &DownloadFileMgr::downloadProgress);
-    m_sync->download();
-    QTRY_VERIFY_WITH_TIMEOUT(!progress.isEmpty(), 20000);
 
     m_sync->cancel();
     QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_CANCELLED));

@@ -1,7 +1,7 @@
 #include "accountsummary.h"
 
 #include "accountbase.h"
-#include "accountmanager.h"
+#include "accountfolder.h"
 #include "contenttype.h"
 #include "dialogbase.h"
 #include "filestorage.h"
@@ -75,31 +75,27 @@ static QString kindName(const DialogBase &dialog)
 
 bool print(const QString &folder, QTextStream &out)
 {
-    const qint64 userId = AccountManager::userIdOfFolder(folder);
-    if (userId <= 0) {
-        out << "no account in " << folder << '\n';
+    QString error;
+    const std::unique_ptr<AccountBase> account = openAccountFolder(folder, &error);
+    if (!account) {
+        out << error << '\n';
         return false;
     }
-    AccountBase account(userId, folder);
-    if (!account.isValid()) {
-        out << "cannot open the account in " << folder << '\n';
-        return false;
-    }
-    const QList<QSharedPointer<DialogBase>> dialogs = account.dialogs();
-    out << "account " << userId << " in " << account.folder() << ": " << dialogs.size()
+    const QList<QSharedPointer<DialogBase>> dialogs = account->dialogs();
+    out << "account " << account->userId() << " in " << account->folder() << ": " << dialogs.size()
         << " chats\n\n";
     printHeader(out);
     QMap<int, int> totals;
     for (const QSharedPointer<DialogBase> &dialog : dialogs) {
         const QMap<int, int> counts =
-                account.storage()->resourceStorage()->countByType(dialog->dialogId());
+                account->storage()->resourceStorage()->countByType(dialog->dialogId());
         for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
             totals[it.key()] += it.value();
         }
         printRow(out, dialog->name(), kindName(*dialog), counts);
     }
     printRow(out, QStringLiteral("all chats"), QString(), totals);
-    const storage::FileStorage::Totals files = account.storage()->fileStorage()->totals();
+    const storage::FileStorage::Totals files = account->storage()->fileStorage()->totals();
     out << '\n'
         << "files cached:         " << files.completeCount << " ("
         << formatBytes(files.completeBytes) << ")\n"

@@ -1,7 +1,7 @@
 #include "cleancommand.h"
 
 #include "accountbase.h"
-#include "accountmanager.h"
+#include "accountfolder.h"
 #include "accountsummary.h"
 #include "mediaexpiry.h"
 #include "mediakeepsetting.h"
@@ -95,22 +95,19 @@ int CleanCommand::run(const QStringList &args)
             return fail(QStringLiteral("--max-size takes a whole number of bytes"));
         }
     }
-    const qint64 userId = AccountManager::userIdOfFolder(folder);
-    if (userId == 0) {
-        return fail(QStringLiteral("no account in ") + folder);
-    }
-    AccountBase account(userId, folder);
-    if (!account.isValid()) {
-        return fail(QStringLiteral("cannot open the account in ") + folder);
+    QString error;
+    const std::unique_ptr<AccountBase> account = openAccountFolder(folder, &error);
+    if (!account) {
+        return fail(error);
     }
 
     QTextStream out(stdout);
     QTextStream err(stderr);
     MediaExpiry::Summary summary;
     {
-        MediaMgr hub(&account);
+        MediaMgr hub(account.get());
         hub.loadLocalData(false);
-        MediaExpiry::Limits limits = MediaExpiry::limitsAt(&hub, account.currentTime());
+        MediaExpiry::Limits limits = MediaExpiry::limitsAt(&hub, account->currentTime());
         if (sizeLimit >= 0) {
             limits.sizeLimit = sizeLimit;
         }

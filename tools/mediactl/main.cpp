@@ -1,5 +1,5 @@
 #include "accountbase.h"
-#include "accountmanager.h"
+#include "accountfolder.h"
 #include "accountsummary.h"
 #include "cleancommand.h"
 #include "gallerylisting.h"
@@ -76,7 +76,7 @@ int runInit(const QStringList &args)
 int runSummary(const QStringList &args)
 {
     QCommandLineParser parser;
-    describeFolderCommand(parser, QStringLiteral("Prints the chats and media of an account."));
+    describeFolderCommand(parser, QStringLiteral("Prints the chats and media of an account->"));
     parser.process(args);
     QString folder;
     if (!takeFolder(parser, &folder)) {
@@ -102,19 +102,15 @@ using Lister = std::function<bool(MediaMgr &, GalleryListing::Listing *, QString
 // Opens the account in folder with its media hub, runs lister and prints what it found.
 int printListing(const QString &folder, bool json, const Lister &lister)
 {
-    const qint64 userId = AccountManager::userIdOfFolder(folder);
-    if (userId == 0) {
-        return fail(QStringLiteral("no account in ") + folder);
-    }
-    AccountBase account(userId, folder);
-    if (!account.isValid()) {
-        return fail(QStringLiteral("cannot open the account in ") + folder);
+    QString error;
+    const std::unique_ptr<AccountBase> account = openAccountFolder(folder, &error);
+    if (!account) {
+        return fail(error);
     }
     GalleryListing::Listing listing;
-    QString error;
     bool ok = false;
     {
-        MediaMgr hub(&account);
+        MediaMgr hub(account.get());
         ok = lister(hub, &listing, &error);
         hub.prepareToClearData(false);
         hub.clearData(false);
@@ -191,17 +187,14 @@ int runStorage(const QStringList &args)
     if (!takeFolder(parser, &folder)) {
         return 1;
     }
-    const qint64 userId = AccountManager::userIdOfFolder(folder);
-    if (userId == 0) {
-        return fail(QStringLiteral("no account in ") + folder);
-    }
-    AccountBase account(userId, folder);
-    if (!account.isValid()) {
-        return fail(QStringLiteral("cannot open the account in ") + folder);
+    QString error;
+    const std::unique_ptr<AccountBase> account = openAccountFolder(folder, &error);
+    if (!account) {
+        return fail(error);
     }
     StorageReport::Usage usage;
     {
-        MediaMgr hub(&account);
+        MediaMgr hub(account.get());
         usage = StorageReport::measure(hub);
         hub.prepareToClearData(false);
         hub.clearData(false);

@@ -1,7 +1,7 @@
 #include "synccommand.h"
 
 #include "accountbase.h"
-#include "accountmanager.h"
+#include "accountfolder.h"
 #include "contenttype.h"
 #include "mediachatitem.h"
 #include "mediachatmodel.h"
@@ -202,18 +202,14 @@ int SyncCommand::run(const QStringList &args)
     if (!parse(args, &options, &error)) {
         return fail(error);
     }
-    const qint64 userId = AccountManager::userIdOfFolder(options.folder);
-    if (userId == 0) {
-        return fail(QStringLiteral("no account in ") + options.folder);
-    }
-    AccountBase account(userId, options.folder);
-    if (!account.isValid()) {
-        return fail(QStringLiteral("cannot open the account in ") + options.folder);
+    const std::unique_ptr<AccountBase> account = openAccountFolder(options.folder, &error);
+    if (!account) {
+        return fail(error);
     }
     QTextStream out(stdout);
     int code = 1;
     {
-        MediaMgr hub(&account);
+        MediaMgr hub(account.get());
         hub.initConnection();
         code = runSync(hub, options, out);
         hub.prepareToClearData(false);
