@@ -146,24 +146,27 @@ Rectangle {
             spacing: 14
 
             // By kind; gives its place to a chat's items while they are open.
-            ColumnLayout {
+            Item {
                 visible: page.openedChat.length === 0
                 Layout.preferredWidth: 360
                 Layout.maximumWidth: 360
                 Layout.fillHeight: true
-                spacing: 14
 
                 Rectangle {
-                    Layout.fillWidth: true
-                    Layout.minimumHeight: kindColumn.implicitHeight + 32
-                    Layout.preferredHeight: kindColumn.implicitHeight + 32
+                    anchors.left: parent.left
+                    anchors.right: parent.right
+                    anchors.top: parent.top
+                    height: kindColumn.implicitHeight + 32
                     radius: Theme.radius
                     color: Theme.panel
                     border.color: Theme.border
 
+                    // Sized by its rows, which arrive with the scan; the card follows it.
                     ColumnLayout {
                         id: kindColumn
-                        anchors.fill: parent
+                        anchors.left: parent.left
+                        anchors.right: parent.right
+                        anchors.top: parent.top
                         anchors.margins: 16
                         spacing: 10
 
@@ -229,10 +232,6 @@ Rectangle {
                             onClicked: page.startDeletion(() => page.storage.deleteAllFileByType(page.checkedTypes()))
                         }
                     }
-                }
-
-                Item {
-                    Layout.fillHeight: true
                 }
             }
 

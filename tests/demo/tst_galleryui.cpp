@@ -360,13 +360,14 @@ void TestGalleryUi::storageScreenMeasuresEveryChat()
     QQuickItem *chats = findItem(QStringLiteral("storageChatList"));
     QVERIFY(chats);
     QTRY_COMPARE(chats->property("count").toInt(), int(storage->dialogIds().size()));
+    screenshot(QStringLiteral("storage"));
     // The largest chat's items open beside the list.
     QQuickItem *largest = findItem(QStringLiteral("storageChatRow"));
     QVERIFY(largest);
     QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(largest));
     MediaStorageViewModel *items = storage->mediaViewModel(storage->dialogIds().constFirst());
     QTRY_VERIFY(items->rowCount() > 0);
-    screenshot(QStringLiteral("storage"));
+    screenshot(QStringLiteral("storage-chat"));
 }
 
 void TestGalleryUi::keepMediaSettingsShowDefaultsAndExceptions()
