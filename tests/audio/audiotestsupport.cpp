@@ -8,6 +8,7 @@
 #include "hubteardown.h"
 #include "im.pb.h"
 #include "mediamgr.h"
+#include "mediaplayer.h"
 #include "messagebase.h"
 
 #include <QCoreApplication>
@@ -137,6 +138,14 @@ QSharedPointer<MessageBase> AudioAccount::message(qint64 id, const QString &dial
 {
     const QSharedPointer<DialogBase> dialog = m_account->dialog(dialogId);
     return dialog ? dialog->message(MessageKey(id, 0)) : nullptr;
+}
+
+ScriptedEngine *installScriptedEngine()
+{
+    auto engine = std::make_unique<ScriptedEngine>();
+    ScriptedEngine *installed = engine.get();
+    MediaPlayer::instance()->setAudioPlayer(std::move(engine));
+    return installed;
 }
 
 } // namespace AudioTest

@@ -70,4 +70,8 @@ private:
 
 QString fileIdOf(qint64 id);
 
+// Gives the process-wide player an engine that plays nothing, and returns it (the player owns
+// it): a test drives the player's events through it, on a machine with or without sound.
+ScriptedEngine *installScriptedEngine();
+
 } // namespace AudioTest

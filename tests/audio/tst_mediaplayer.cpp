@@ -110,9 +110,7 @@ void TestMediaPlayer::init()
 {
     m_fixture = std::make_unique<AudioAccount>();
     QVERIFY(m_fixture->isValid());
-    auto engine = std::make_unique<ScriptedEngine>();
-    m_engine = engine.get();
-    m_player->setAudioPlayer(std::move(engine));
+    m_engine = installScriptedEngine();
     m_player->setPlayMode(MediaPlayer::MODE_SEQUENCE);
     m_player->setLoopMode(0);
     m_player->setPlaySpeed(1.0);

@@ -122,9 +122,7 @@ void TestGalleryUi::initTestCase()
     AccountManager::getInstance()->addAccount(m_account.get());
     setUpMediaLayer();
     // The machine may have no sound device: the player gets an engine that plays nothing.
-    auto audio = std::make_unique<AudioTest::ScriptedEngine>();
-    m_audio = audio.get();
-    MediaPlayer::instance()->setAudioPlayer(std::move(audio));
+    m_audio = AudioTest::installScriptedEngine();
     m_hub = new MediaMgr(m_account.get());
     m_hub->initConnection();
     m_hub->loadLocalData(false);

@@ -55,9 +55,7 @@ void TestStoragePlayer::init()
 {
     m_fixture = std::make_unique<AudioAccount>();
     QVERIFY(m_fixture->isValid());
-    auto engine = std::make_unique<ScriptedEngine>();
-    m_engine = engine.get();
-    m_player->setAudioPlayer(std::move(engine));
+    m_engine = installScriptedEngine();
     QVERIFY(m_fixture->addMessages(CONTENT_MUSIC, 1, 2));
     // The file-reference rows tell the storage view which dialog a file belongs to; ingest
     // keeps none for music, so they are written as a host sharing music files would.
