@@ -56,9 +56,9 @@ const int RecordedKinds[] = {CacheLayout::ImageKind, CacheLayout::VideoKind, Cac
 const int ShownContentTypes[] = {CONTENT_PHOTO, CONTENT_VOICE, CONTENT_MUSIC, CONTENT_VIDEO,
                                  CONTENT_FILE};
 
-bool isPartialDownload(const QString &fileName)
+bool isPartialDownload(QByteArrayView fileName)
 {
-    return fileName.endsWith(QLatin1String(CACHE_SUFFIX));
+    return fileName.endsWith(CACHE_SUFFIX);
 }
 
 QString mainFolder(const QString &cacheRoot, int kind)
@@ -66,12 +66,27 @@ QString mainFolder(const QString &cacheRoot, int kind)
     return ModelBaseUtil::makeMediaPath(cacheRoot, CacheLayout::MainCategory, kind);
 }
 
-// A cached file as a walk finds it: the folder (ending with a separator) and the name.
-using FileVisitor = std::function<void(const QString &folder, const QString &name, qint64 size)>;
+// A cached file as a walk finds it: the folder (ending with a separator), the name as the file
+// system spells it, and the size. Names stay bytes until a file is recorded: most are only
+// counted.
+using FileVisitor = std::function<void(const QString &folder, const char *name, qint64 size)>;
 
 QString withSeparator(const QString &folder)
 {
     return folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/');
+}
+
+// folder + name in one allocation where the name is ASCII, as cache names are.
+QString pathOf(const QString &folder, const char *name)
+{
+    const QByteArrayView bytes(name);
+    if (std::any_of(bytes.cbegin(), bytes.cend(), [](char c) { return c & 0x80; })) {
+        return folder + QFile::decodeName(name);
+    }
+    QString path;
+    path.reserve(folder.size() + bytes.size());
+    path.append(folder).append(QLatin1String(bytes.data(), bytes.size()));
+    return path;
 }
 
 #ifdef Q_OS_UNIX
@@ -100,11 +115,10 @@ bool walkFiles(const QString &folder, bool bRecursive, const std::function<bool(
         if (::fstatat(::dirfd(dir), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
             continue;
         }
-        const QString name = QFile::decodeName(entry->d_name);
         if (S_ISDIR(info.st_mode) && bRecursive) {
-            bComplete = walkFiles(prefix + name, true, stopped, visit);
-        } else if (S_ISREG(info.st_mode) && !isPartialDownload(name)) {
-            visit(prefix, name, info.st_size);
+            bComplete = walkFiles(pathOf(prefix, entry->d_name), true, stopped, visit);
+        } else if (S_ISREG(info.st_mode) && !isPartialDownload(entry->d_name)) {
+            visit(prefix, entry->d_name, info.st_size);
         }
         if (!bComplete) {
             break;
@@ -125,25 +139,20 @@ bool walkFiles(const QString &folder, bool bRecursive, const std::function<bool(
         }
         it.next();
         const QFileInfo info = it.fileInfo();
-        if (!isPartialDownload(info.fileName())) {
-            visit(withSeparator(info.path()), info.fileName(), info.size());
+        const QByteArray name = QFile::encodeName(info.fileName());
+        if (!isPartialDownload(name)) {
+            visit(withSeparator(info.path()), name.constData(), info.size());
         }
     }
     return true;
 }
 #endif
 
-bool measureFolders(const QStringList &folders, bool bRecursive,
-                    const std::function<bool()> &stopped, qint64 &bytes)
+bool measureFolder(const QString &folder, bool bRecursive, const std::function<bool()> &stopped,
+                   qint64 &bytes)
 {
-    for (const QString &folder : folders) {
-        if (!walkFiles(
-                    folder, bRecursive, stopped,
-                    [&bytes](const QString &, const QString &, qint64 size) { bytes += size; })) {
-            return false;
-        }
-    }
-    return true;
+    return walkFiles(folder, bRecursive, stopped,
+                     [&bytes](const QString &, const char *, qint64 size) { bytes += size; });
 }
 
 template<typename Fn> void post(MediaStorageModel *model, Fn fn)
@@ -199,32 +208,35 @@ void attributeThumbnails(const QList<storage::FileReferenceInfo> &rows,
 
 // Records the complete files directly in the main folder of kind by file id. False when stopped.
 bool recordFiles(const QString &cacheRoot, int kind, const std::function<bool()> &stopped,
-                 QHash<QString, CacheFileRecord> &files, QList<QString> &imageIds, qint64 &bytes)
+                 QHash<QString, CacheFileRecord> &files, qint64 &bytes)
 {
     const int dataType = MediaStorageModel::dataTypeOfCacheKind(kind);
     return walkFiles(mainFolder(cacheRoot, kind), false, stopped,
-                     [&](const QString &folder, const QString &name, qint64 size) {
+                     [&](const QString &folder, const char *name, qint64 size) {
+                         const QString path = pathOf(folder, name);
                          // File ids hold no '.', so the id ends at the first one.
-                         const QString fileId = name.left(name.indexOf(QLatin1Char('.')));
-                         files.insert(fileId, {folder + name, size, dataType});
-                         if (kind == CacheLayout::ImageKind) {
-                             imageIds.append(fileId);
-                         }
+                         const qsizetype dot = path.indexOf(QLatin1Char('.'), folder.size());
+                         files.insert(path.sliced(folder.size(),
+                                                  (dot < 0 ? path.size() : dot) - folder.size()),
+                                      {path, size, dataType});
                          bytes += size;
                      });
 }
 
-// Which dialogs' messages name the recorded files, through the file-reference table.
-QHash<QString, DialogScanRecord>
-attributeFiles(storage::FileReferenceStorage *references, const QHash<int, QString> &baseDirs,
-               FileDataMgr *fileDataMgr, const QHash<QString, CacheFileRecord> &files,
-               const QList<QString> &imageIds, const std::function<bool()> &stopped)
+// Which dialogs' messages name the recorded files: fileRows name them as their file, thumbRows
+// (looked up for images) as their thumbnail.
+QHash<QString, DialogScanRecord> attributeFiles(const QHash<int, QString> &baseDirs,
+                                                FileDataMgr *fileDataMgr,
+                                                const QHash<QString, CacheFileRecord> &files,
+                                                const QList<storage::FileReferenceInfo> &fileRows,
+                                                const QList<storage::FileReferenceInfo> &thumbRows,
+                                                const std::function<bool()> &stopped)
 {
     QHash<QString, DialogScanRecord> dialogs;
     const auto cachedFile = [&files](const QString &fileId) {
         return fileId.isEmpty() ? files.constEnd() : files.constFind(fileId);
     };
-    for (const storage::FileReferenceInfo &row : references->infosWithFileIds(files.keys())) {
+    for (const storage::FileReferenceInfo &row : fileRows) {
         const auto source = cachedFile(row.fileId);
         if ((row.type & QUOTED_TYPE_FLAG) || source == files.constEnd()
             || !baseDirs.contains(row.type)) {
@@ -244,8 +256,94 @@ attributeFiles(storage::FileReferenceStorage *references, const QHash<int, QStri
             return {};
         }
     }
-    attributeThumbnails(references->infosWithThumbIds(imageIds), files, dialogs);
+    attributeThumbnails(thumbRows, files, dialogs);
     return dialogs;
+}
+
+// One step of a scan: the folder of a cache kind recorded file by file, or a folder measured as
+// a whole. Steps share nothing, so they run side by side: the walks wait on the disk, the lookups
+// of the recorded files' references on the database.
+struct ScanStep
+{
+    int dataType = MediaStorageModel::DATA_IMAGE;
+    int recordedKind = -1; // the cache kind whose files are recorded, or -1
+    QString folder;        // measured as a whole, when no kind is recorded
+    bool bRecursive = false;
+
+    bool bComplete = false;
+    qint64 bytes = 0;
+    QHash<QString, CacheFileRecord> files;
+    QList<storage::FileReferenceInfo> fileRows;  // references naming a recorded file
+    QList<storage::FileReferenceInfo> thumbRows; // for images, references naming a thumbnail
+};
+
+// The recorded kinds come first: the most files, and the lookups of their references.
+QList<ScanStep> scanSteps(const QString &cacheRoot, const QStringList &stickerFolders,
+                          const QStringList &miscFolders)
+{
+    QList<ScanStep> steps;
+    for (int kind : RecordedKinds) {
+        ScanStep step;
+        step.dataType = MediaStorageModel::dataTypeOfCacheKind(kind);
+        step.recordedKind = kind;
+        steps.append(step);
+    }
+    const QList<QPair<int, QStringList>> wholeFolders {
+            {MediaStorageModel::DATA_PHOTO, {mainFolder(cacheRoot, CacheLayout::PhotoKind)}},
+            {MediaStorageModel::DATA_STICKER, stickerFolders},
+            {MediaStorageModel::DATA_MISCELLANEOUS, miscFolders}};
+    // A folder per step, so that the last steps end together.
+    for (const auto &[dataType, folders] : wholeFolders) {
+        for (const QString &folder : folders) {
+            ScanStep step;
+            step.dataType = dataType;
+            step.folder = folder;
+            // Avatars lie directly in their folder; the others keep subfolders.
+            step.bRecursive = dataType != MediaStorageModel::DATA_PHOTO;
+            steps.append(step);
+        }
+    }
+    return steps;
+}
+
+void runScanStep(ScanStep &step, const QString &cacheRoot,
+                 storage::FileReferenceStorage *references, const std::function<bool()> &stopped)
+{
+    if (step.recordedKind < 0) {
+        step.bComplete = measureFolder(step.folder, step.bRecursive, stopped, step.bytes);
+        return;
+    }
+    if (!recordFiles(cacheRoot, step.recordedKind, stopped, step.files, step.bytes) || stopped()) {
+        return;
+    }
+    const QList<QString> fileIds = step.files.keys();
+    step.fileRows = references->infosWithFileIds(fileIds);
+    if (step.recordedKind == CacheLayout::ImageKind) {
+        step.thumbRows = references->infosWithThumbIds(fileIds);
+    }
+    step.bComplete = !stopped();
+}
+
+// Runs fn on every step, the calling thread taking steps in turn with helpers from the global
+// pool. The caller works rather than waits, as it holds a thread of that pool itself: a helper
+// that never gets a thread is run by the wait, and finds no step left.
+template<typename Fn> void runSideBySide(QList<ScanStep> &steps, Fn fn)
+{
+    std::atomic<qsizetype> next {0};
+    const auto work = [&steps, &next, &fn] {
+        for (qsizetype i = next++; i < steps.size(); i = next++) {
+            fn(steps[i]);
+        }
+    };
+    const int helperCount = std::min(int(steps.size()), QThread::idealThreadCount()) - 1;
+    QList<QFuture<void>> helpers;
+    for (int i = 0; i < helperCount; ++i) {
+        helpers.append(QtConcurrent::run(QThreadPool::globalInstance(), work));
+    }
+    work();
+    for (QFuture<void> &helper : helpers) {
+        helper.waitForFinished();
+    }
 }
 
 } // namespace
@@ -261,6 +359,11 @@ struct MediaStorageModel::Scan
     storage::FileReferenceStorage *references = nullptr;
     FileDataMgr *fileDataMgr = nullptr;
     std::shared_ptr<std::atomic<bool>> superseded;
+    // The results this scan replaces, freed with the scan on its worker once the new ones are
+    // posted: a large cache leaves a hundred thousand records, too many to free on the UI thread
+    // or while the scan walks.
+    QHash<QString, CacheFileRecord> previousFiles;
+    QHash<QString, QStringList> previousFileDialogs;
 };
 
 // A file a deletion removes, with the kind of data and bytes it leaves.
@@ -370,11 +473,13 @@ void MediaStorageModel::startLoading(bool bReload)
         return;
     }
     m_reloadPending = false;
+    Scan scan;
+    scan.previousFiles = std::exchange(m_files, {});
+    scan.previousFileDialogs = std::exchange(m_fileDialogs, {});
     resetResults();
     m_cancel = false;
     markDialogsQuerying();
 
-    Scan scan;
     scan.generation = m_generation;
     scan.cacheRoot = cacheRoot;
     scan.stickerFolders = {AppDirManager::instance()->stickerDir(),
@@ -433,41 +538,38 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
         });
     };
 
-    // The files kept one by one come first, so that their attribution to dialogs (database
-    // lookups) runs beside the walk of the folders measured as a whole.
+    // Each step's files join the others as soon as it ends, while the other steps still walk.
+    QMutex resultsMutex;
     QHash<QString, CacheFileRecord> files;
-    QList<QString> imageIds; // images are looked up as thumbnails too
-    for (int kind : RecordedKinds) {
-        qint64 bytes = 0;
-        if (!recordFiles(scan.cacheRoot, kind, stopped, files, imageIds, bytes)) {
-            return finish({}, {});
+    QList<storage::FileReferenceInfo> fileRows;
+    QList<storage::FileReferenceInfo> thumbRows;
+    QList<ScanStep> steps = scanSteps(scan.cacheRoot, scan.stickerFolders, scan.miscFolders);
+    runSideBySide(steps, [&](ScanStep &step) {
+        runScanStep(step, scan.cacheRoot, scan.references, stopped);
+        if (!step.bComplete) {
+            return;
         }
-        postSize(dataTypeOfCacheKind(kind), bytes);
-    }
-    QFuture<QHash<QString, DialogScanRecord>> attribution =
-            QtConcurrent::run(QThreadPool::globalInstance(), [&scan, &files, &imageIds, &stopped] {
-                return attributeFiles(scan.references, scan.baseDirs, scan.fileDataMgr, files,
-                                      imageIds, stopped);
-            });
-    const QList<QPair<int, QStringList>> wholeFolders {
-            {DATA_PHOTO, {mainFolder(scan.cacheRoot, CacheLayout::PhotoKind)}},
-            {DATA_STICKER, scan.stickerFolders},
-            {DATA_MISCELLANEOUS, scan.miscFolders}};
-    bool bComplete = true;
-    for (const auto &folders : wholeFolders) {
-        qint64 bytes = 0;
-        // Avatars lie directly in their folder; the others keep subfolders.
-        bComplete = measureFolders(folders.second, folders.first != DATA_PHOTO, stopped, bytes);
-        if (!bComplete) {
-            break;
+        postSize(step.dataType, step.bytes);
+        QMutexLocker locker(&resultsMutex);
+        if (files.isEmpty()) {
+            files = std::exchange(step.files, {});
+        } else {
+            files.insert(std::exchange(step.files, {}));
         }
-        postSize(folders.first, bytes);
-    }
-    QHash<QString, DialogScanRecord> dialogs = attribution.result();
+        fileRows += std::exchange(step.fileRows, {});
+        thumbRows += std::exchange(step.thumbRows, {});
+    });
+    const bool bComplete = std::all_of(steps.cbegin(), steps.cend(),
+                                       [](const ScanStep &step) { return step.bComplete; });
     if (!bComplete || stopped()) {
         return finish({}, {});
     }
     post(model, [model, generation] { model->finishTotals(generation); });
+    QHash<QString, DialogScanRecord> dialogs =
+            attributeFiles(scan.baseDirs, scan.fileDataMgr, files, fileRows, thumbRows, stopped);
+    if (stopped()) {
+        return finish({}, {});
+    }
     finish(std::move(files), std::move(dialogs));
 }
 

@@ -99,7 +99,7 @@ void appendUtf8(QByteArray &out, char32_t code)
 void CompactJsonWriter::add(QLatin1String key, const QString &value)
 {
     addKey(key);
-    addString(value);
+    appendJsonString(m_out, value);
 }
 
 void CompactJsonWriter::add(QLatin1String key, qint64 value)
@@ -118,30 +118,30 @@ QByteArray CompactJsonWriter::take()
 void CompactJsonWriter::addKey(QLatin1String key)
 {
     m_out += m_out.isEmpty() ? '{' : ',';
-    addString(key);
+    appendJsonString(m_out, key);
     m_out += ':';
 }
 
 // Escapes as QJsonDocument does: the two JSON specials and control characters escaped, other
 // text as UTF-8, and a surrogate without its partner as a \u escape of itself.
-void CompactJsonWriter::addString(const QString &text)
+void appendJsonString(QByteArray &out, const QString &text)
 {
-    m_out += '"';
+    out += '"';
     const char16_t *unit = reinterpret_cast<const char16_t *>(text.constData());
     const char16_t *const end = unit + text.size();
     for (; unit != end; ++unit) {
         const char16_t current = *unit;
         if (current < 0x80) {
-            appendAscii(m_out, current);
+            appendAscii(out, current);
         } else if (QChar::isHighSurrogate(current) && unit + 1 != end
                    && QChar::isLowSurrogate(unit[1])) {
-            appendUtf8(m_out, QChar::surrogateToUcs4(current, unit[1]));
+            appendUtf8(out, QChar::surrogateToUcs4(current, unit[1]));
             ++unit;
         } else if (QChar::isSurrogate(current)) {
-            appendEscapedUnit(m_out, current);
+            appendEscapedUnit(out, current);
         } else {
-            appendUtf8(m_out, current);
+            appendUtf8(out, current);
         }
     }
-    m_out += '"';
+    out += '"';
 }

@@ -11,6 +11,9 @@ QByteArray mapToJson(const QVariantMap &map);
 QVariantMap jsonToMap(const QByteArray &json);
 QVariantMap jsonToMap(const QString &json);
 
+// Appends text as a JSON string, escaped as QJsonDocument escapes it.
+void appendJsonString(QByteArray &out, const QString &text);
+
 // One flat JSON object of strings and integers, written compact and byte for byte as
 // QJsonDocument writes it, without building a QVariantMap and a QJsonObject first: for records
 // written by the hundred thousand. Keys must be added in the order QJsonObject keeps them
@@ -25,7 +28,6 @@ public:
 
 private:
     void addKey(QLatin1String key);
-    void addString(const QString &text);
 
     QByteArray m_out;
 };

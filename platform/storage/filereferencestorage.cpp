@@ -5,8 +5,6 @@
 #include "sqlhelpers_p.h"
 #include "whereclause_p.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QSqlQuery>
 
 namespace storage {
@@ -48,43 +46,23 @@ bool deleteRows(QSqlDatabase db, const WhereClause &where)
                      where.values());
 }
 
-// Reads and deletes the rows of every clause in one transaction: the rows removed, none on failure.
-QList<FileReferenceInfo> takeRows(Database *db, const QList<WhereClause> &clauses)
+// Reads and deletes the rows of where in one transaction: the rows removed, none on failure.
+QList<FileReferenceInfo> takeRows(Database *db, const WhereClause &where)
 {
     QList<FileReferenceInfo> removed;
     const bool ok = db->transaction([&](QSqlDatabase &connection) {
-        for (const WhereClause &where : clauses) {
-            if (!selectRows(connection, where, removed) || !deleteRows(connection, where)) {
-                return false;
-            }
-        }
-        return true;
+        return selectRows(connection, where, removed) && deleteRows(connection, where);
     });
     return ok ? removed : QList<FileReferenceInfo>();
 }
 
-WhereClause messageIdsWhere(const QString &dialogId, const QList<qint64> &messageIds)
-{
-    return WhereClause(QStringLiteral("dialog_id = ?"), {Sql::text(dialogId)})
-            .add(QStringLiteral("message_id IN (%1)").arg(Sql::placeholders(messageIds.size())),
-                 Sql::toVariantList(messageIds));
-}
-
-// The ids travel as one JSON array bound to one parameter: a storage scan asks for tens of
-// thousands at once, and binding them one by one costs far more than the lookups themselves.
 QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column, const QList<QString> &ids)
 {
     QList<FileReferenceInfo> rows;
-    const QList<QString> unique = Sql::uniqueIds(ids);
-    if (unique.isEmpty()) {
-        return rows;
-    }
-    const QString idArray = QString::fromUtf8(
-            QJsonDocument(QJsonArray::fromStringList(unique)).toJson(QJsonDocument::Compact));
-    const bool ok = Sql::select(db->connection(),
-                                selectColumns() + QStringLiteral(" WHERE ") + column
-                                        + QStringLiteral(" IN (SELECT value FROM json_each(?))"),
-                                {idArray}, rowAt, rows);
+    const bool ok = Sql::selectWithIds(db->connection(),
+                                       selectColumns() + QStringLiteral(" WHERE ") + column
+                                               + QStringLiteral(" IN (%1)"),
+                                       {}, ids, rowAt, rows);
     return ok ? rows : QList<FileReferenceInfo>();
 }
 
@@ -128,19 +106,20 @@ QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageRange(const QStr
         return {};
     }
     return takeRows(m_db,
-                    {WhereClause(QStringLiteral("dialog_id = ? AND message_id BETWEEN ? AND ?"),
-                                 {Sql::text(dialogId), range.from(), range.to()})});
+                    WhereClause(QStringLiteral("dialog_id = ? AND message_id BETWEEN ? AND ?"),
+                                {Sql::text(dialogId), range.from(), range.to()}));
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::removeWithMessageIds(const QString &dialogId,
                                                                     const QList<qint64> &messageIds)
 {
-    QList<WhereClause> clauses;
-    Sql::forEachChunk(Sql::uniqueIds(messageIds), [&](const QList<qint64> &chunk) {
-        clauses.append(messageIdsWhere(dialogId, chunk));
-        return true;
-    });
-    return clauses.isEmpty() ? QList<FileReferenceInfo>() : takeRows(m_db, clauses);
+    const QVariant idList = Sql::idArray(messageIds);
+    if (idList.isNull()) {
+        return {};
+    }
+    return takeRows(m_db,
+                    WhereClause(QStringLiteral("dialog_id = ?"), {Sql::text(dialogId)})
+                            .add(QStringLiteral("message_id IN (%1)").arg(Sql::idSet()), {idList}));
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::removeBefore(const QString &dialogId, qint64 time)
@@ -149,7 +128,7 @@ QList<FileReferenceInfo> FileReferenceStorage::removeBefore(const QString &dialo
     if (time >= 1) {
         where.add(QStringLiteral("date_time <= ?"), {time});
     }
-    return takeRows(m_db, {where});
+    return takeRows(m_db, where);
 }
 
 QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fileIds)

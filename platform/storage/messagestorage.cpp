@@ -75,19 +75,6 @@ bool hasUrl(const QString &text)
             || text.contains(QLatin1String("https://"), Qt::CaseInsensitive);
 }
 
-// The search order; SQLite compares text as UTF-8 bytes, which differs from UTF-16 order above
-// the BMP.
-bool isOrderedBefore(const MessageRecord &a, const MessageRecord &b)
-{
-    const auto key = [](const MessageRecord &record) {
-        return std::tie(record.messageId, record.subMsgId);
-    };
-    if (key(a) != key(b)) {
-        return key(a) < key(b);
-    }
-    return a.dialogId.toUtf8() < b.dialogId.toUtf8();
-}
-
 WhereClause searchFilters(const MessageSearchInfo &info)
 {
     WhereClause where(QStringLiteral("removed = 0"), {});
@@ -194,37 +181,22 @@ QList<MessageRecord> MessageStorage::search(const MessageSearchInfo &info, bool 
     if (info.count < 1) {
         return {};
     }
-    const WhereClause filters = searchFilters(info);
+    WhereClause where = searchFilters(info);
     const QString order = info.newer
             ? QStringLiteral(" ORDER BY message_id, sub_msg_id, dialog_id LIMIT ?")
             : QStringLiteral(" ORDER BY message_id DESC, sub_msg_id DESC, dialog_id DESC LIMIT ?");
-    QList<MessageRecord> records;
-    QSqlDatabase db = m_db->connection();
-    const auto selectPage = [&](const WhereClause &where) {
-        // One row past the page tells whether there are more.
-        return Sql::select(db, selectColumns() + where.sql() + order,
-                           where.values() + QVariantList {qint64(info.count) + 1}, recordAt,
-                           records);
-    };
-    bool ok = true;
-    if (info.dialogIds.isEmpty()) {
-        ok = selectPage(filters);
-    } else {
-        // Each chunk of dialogs gives its own first rows; the page is the first of all of them.
-        ok = Sql::forEachChunk(Sql::uniqueIds(info.dialogIds), [&](const QList<QString> &chunk) {
-            return selectPage(WhereClause(filters).add(
-                    QStringLiteral("dialog_id IN (%1)").arg(Sql::placeholders(chunk.size())),
-                    Sql::toVariantList(chunk)));
-        });
-        if (info.newer) {
-            std::sort(records.begin(), records.end(), isOrderedBefore);
-        } else {
-            std::sort(records.begin(), records.end(),
-                      [](const MessageRecord &a, const MessageRecord &b) {
-                          return isOrderedBefore(b, a);
-                      });
+    if (!info.dialogIds.isEmpty()) {
+        const QVariant dialogIds = Sql::idArray(info.dialogIds);
+        if (dialogIds.isNull()) {
+            return {};
         }
+        where.add(QStringLiteral("dialog_id IN (%1)").arg(Sql::idSet()), {dialogIds});
     }
+    // One row past the page tells whether there are more.
+    QList<MessageRecord> records;
+    const bool ok =
+            Sql::select(m_db->connection(), selectColumns() + where.sql() + order,
+                        where.values() + QVariantList {qint64(info.count) + 1}, recordAt, records);
     if (!ok) {
         return {};
     }

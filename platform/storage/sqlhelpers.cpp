@@ -1,5 +1,6 @@
 #include "sqlhelpers_p.h"
 
+#include "jsonutil.h"
 #include "platformlog.h"
 
 #include <QSqlDriver>
@@ -30,6 +31,42 @@ QString placeholders(qsizetype count)
 QVariant text(const QString &value)
 {
     return value.isNull() ? QVariant(QStringLiteral("")) : QVariant(value);
+}
+
+QString idSet()
+{
+    return QStringLiteral("SELECT value FROM json_each(?)");
+}
+
+QVariant idArray(const QList<QString> &ids)
+{
+    QByteArray json("[");
+    for (const QString &id : ids) {
+        if (!id.isEmpty()) {
+            if (json.size() > 1) {
+                json += ',';
+            }
+            appendJsonString(json, id);
+        }
+    }
+    json += ']';
+    return json.size() > 2 ? QVariant(QString::fromUtf8(json)) : QVariant();
+}
+
+QVariant idArray(const QList<qint64> &ids)
+{
+    if (ids.isEmpty()) {
+        return {};
+    }
+    QByteArray json("[");
+    for (qint64 id : ids) {
+        if (json.size() > 1) {
+            json += ',';
+        }
+        json += QByteArray::number(id);
+    }
+    json += ']';
+    return QString::fromLatin1(json);
 }
 
 bool prepare(QSqlQuery &query, const QString &sql)

@@ -16,10 +16,6 @@ struct sqlite3_stmt;
 
 namespace storage::Sql {
 
-// Most ids bound into one statement. SQLite refuses statements with more variables than its
-// compile-time limit (999 in older builds), so id lists are cut into chunks of this size.
-constexpr int MaxIdsPerStatement = 400;
-
 // "?, ?, ?" for count values.
 QString placeholders(qsizetype count);
 // A text value that binds as '' rather than NULL when the string is null: text columns are NOT
@@ -79,17 +75,14 @@ template<typename T> QVariantList toVariantList(const QList<T> &values)
     return list;
 }
 
-// Calls fn(chunk) for consecutive chunks of at most MaxIdsPerStatement ids; stops and returns
-// false as soon as fn does.
-template<typename T, typename Fn> bool forEachChunk(const QList<T> &ids, Fn fn)
-{
-    for (qsizetype start = 0; start < ids.size(); start += MaxIdsPerStatement) {
-        if (!fn(ids.mid(start, MaxIdsPerStatement))) {
-            return false;
-        }
-    }
-    return true;
-}
+// An id list of any length in an IN clause ("column IN (%1)" with %1 := idSet()): the ids bind as
+// one JSON array, so the statement text never changes and holds one value. Bound one by one, ids
+// cost far more than the lookups themselves, and SQLite limits the number of variables.
+QString idSet();
+// The value idSet() binds. Empty string ids are left out, as they name nothing and would match
+// every row that lacks that id; null when no id is left.
+QVariant idArray(const QList<QString> &ids);
+QVariant idArray(const QList<qint64> &ids);
 
 // A statement prepared on the connection's own SQLite handle. Binding through QSqlQuery costs
 // more than SQLite's own work on a row, which tells where rows come by the hundred thousand
@@ -136,35 +129,24 @@ bool execForRows(Database *db, const QString &sql, const QList<Row> &rows, Value
     });
 }
 
-// Executes sqlTemplate, whose %1 stands for the placeholders of an id list, once per chunk of ids
-// bound after the leading values, all chunks in one transaction. Empty ids and duplicates are
-// dropped first; with no id left nothing runs.
+// Executes sqlTemplate, whose %1 stands for an id list bound after the leading values. With no
+// id, nothing runs.
 template<typename T>
 bool execWithIds(Database *db, const QString &sqlTemplate, const QVariantList &leading,
                  const QList<T> &ids)
 {
-    const QList<T> unique = uniqueIds(ids);
-    if (unique.isEmpty()) {
-        return true;
-    }
-    return db->transaction([&](QSqlDatabase &connection) {
-        return forEachChunk(unique, [&](const QList<T> &chunk) {
-            QSqlQuery query(connection);
-            return exec(query, sqlTemplate.arg(placeholders(chunk.size())),
-                        leading + toVariantList(chunk));
-        });
-    });
+    const QVariant idList = idArray(ids);
+    return idList.isNull() || exec(db, sqlTemplate.arg(idSet()), leading + QVariantList {idList});
 }
 
-// Like execWithIds for a SELECT: appends rowAt(query) for every row of every chunk to rows.
+// Like execWithIds for a SELECT: appends rowAt(query) for every row to rows.
 template<typename T, typename Row, typename RowAt>
 bool selectWithIds(QSqlDatabase db, const QString &sqlTemplate, const QVariantList &leading,
                    const QList<T> &ids, RowAt rowAt, QList<Row> &rows)
 {
-    return forEachChunk(uniqueIds(ids), [&](const QList<T> &chunk) {
-        return select(db, sqlTemplate.arg(placeholders(chunk.size())),
-                      leading + toVariantList(chunk), rowAt, rows);
-    });
+    const QVariant idList = idArray(ids);
+    return idList.isNull()
+            || select(db, sqlTemplate.arg(idSet()), leading + QVariantList {idList}, rowAt, rows);
 }
 
 } // namespace storage::Sql

@@ -91,6 +91,8 @@ private Q_SLOTS:
     void bufferFiles();
     void keepMediaSettings();
     void fileRegistry();
+    void idLists_data();
+    void idLists();
     void messageLookup();
     void messageSearch_data();
     void messageSearch();
@@ -252,6 +254,60 @@ void tst_StorageTables::fileRegistry()
     QVERIFY(files.remove({"p1"}));
     QVERIFY(files.info("p1").fileId.isEmpty());
     QCOMPARE(files.info("v1").state, 4);
+}
+
+void tst_StorageTables::idLists_data()
+{
+    QTest::addColumn<QStringList>("stored");
+    QTest::addColumn<QStringList>("asked");
+    QTest::addColumn<QStringList>("found");
+
+    const QStringList specials {"quote\"d", "back\\slash", "tab\there", "new\nline", "\x01ctl"};
+    QTest::newRow("JSON specials") << specials + QStringList {"plain"} << specials << specials;
+    const QStringList foreign {QStringLiteral("caf\u00e9"), QStringLiteral("\U0001F600 face"),
+                               QStringLiteral("\u6587\u4ef6")};
+    QTest::newRow("beyond ASCII") << foreign + QStringList {"cafe"} << foreign << foreign;
+    QTest::newRow("empty ids name nothing")
+            << QStringList {"", "a"} << QStringList {"", ""} << QStringList();
+    QStringList many;
+    for (int i = 0; i < 5000; ++i) {
+        many.append(QStringLiteral("id%1").arg(i));
+    }
+    QStringList everyOther;
+    for (int i = 0; i < many.size(); i += 2) {
+        everyOther.append(many.at(i));
+    }
+    QTest::newRow("thousands, with duplicates and unknown ids")
+            << many << everyOther + everyOther + QStringList {"unknown"} << everyOther;
+}
+
+// Id lists travel as text the database parses: every id must come back as itself, and no list
+// may be too long.
+void tst_StorageTables::idLists()
+{
+    QFETCH(QStringList, stored);
+    QFETCH(QStringList, asked);
+    QFETCH(QStringList, found);
+    FileStorage files(m_db.get());
+    QList<FileRecord> records;
+    for (const QString &fileId : stored) {
+        records.append({fileId, 2, "jpg", 1, fileId, QString(), 0, 0});
+    }
+    QVERIFY(files.save(records));
+
+    const auto sorted = [](QStringList ids) {
+        ids.sort();
+        return ids;
+    };
+    QStringList foundIds;
+    for (const FileRecord &record : files.infos(asked)) {
+        foundIds.append(record.fileId);
+    }
+    QCOMPARE(sorted(foundIds), sorted(found));
+    QVERIFY(files.remove(asked));
+    for (const QString &fileId : stored) {
+        QCOMPARE(files.info(fileId).fileId.isEmpty(), fileId.isEmpty() || found.contains(fileId));
+    }
 }
 
 void tst_StorageTables::messageLookup()
