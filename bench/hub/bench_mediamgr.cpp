@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
+#include <memory>
 
 namespace {
 
@@ -79,10 +80,15 @@ struct Fixture
     }
 };
 
+// Made on first use and dropped by main while the application object still exists.
+std::unique_ptr<Fixture> s_fixture;
+
 Fixture &fixture()
 {
-    static Fixture instance;
-    return instance;
+    if (!s_fixture) {
+        s_fixture = std::make_unique<Fixture>();
+    }
+    return *s_fixture;
 }
 
 void BM_SaveResources(benchmark::State &state)
@@ -145,6 +151,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
+    s_fixture.reset();
     benchmark::Shutdown();
     return 0;
 }

@@ -7,6 +7,7 @@
 #include "platformlog.h"
 #include "rangefetch_p.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QThread>
 #include <future>
@@ -90,8 +91,11 @@ void DownloadFileMgr::shutDownQueue()
     // The queue's destructor stops its downloads. Tasks posted before run first, in order; the
     // wait on a promise (rather than a blocking queued call, whose semaphore lives inside Qt) also
     // shows ThreadSanitizer that their writes come before whatever the caller deletes next.
+    // Without the application object no thread delivers events, so nothing of the queue runs
+    // there any more and a queued deletion would never come.
     QThread *thread = queue->thread();
-    if (thread == QThread::currentThread() || !thread->isRunning()) {
+    if (thread == QThread::currentThread() || !thread->isRunning()
+        || !QCoreApplication::instance()) {
         delete queue;
         return;
     }

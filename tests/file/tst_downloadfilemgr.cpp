@@ -7,6 +7,7 @@
 #include "nginxfixture.h"
 
 #include <QFileInfo>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -50,6 +51,7 @@ private Q_SLOTS:
     void atMostThreeRunAtOnce();
     void highPriorityGoesFirst();
     void isDownloadingUntilFinished();
+    void managerOutlivesTheApplication();
 
 private:
     QString urlFor(Source source, const QString &name) const;
@@ -428,5 +430,46 @@ void tst_DownloadFileMgr::isDownloadingUntilFinished()
     QVERIFY(!downloads->isDownloading(id));
 }
 
-QTEST_GUILESS_MAIN(tst_DownloadFileMgr)
+// A host that keeps its account past the application object (a static, a leak reclaimed at exit)
+// must still be able to exit: the queue's thread no longer delivers anything then.
+void tst_DownloadFileMgr::managerOutlivesTheApplication()
+{
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TST_OUTLIVE_APPLICATION"), QStringLiteral("1"));
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(), {});
+    QVERIFY(child.waitForFinished(20000));
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+}
+
+namespace {
+
+int destroyManagerAfterTheApplication(int argc, char **argv)
+{
+    std::unique_ptr<FileTestEnvironment> env;
+    {
+        QCoreApplication app(argc, argv);
+        env = std::make_unique<FileTestEnvironment>();
+        if (!env->isValid()) {
+            return 1;
+        }
+    }
+    env.reset();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsSet("TST_OUTLIVE_APPLICATION")) {
+        return destroyManagerAfterTheApplication(argc, argv);
+    }
+    QCoreApplication app(argc, argv);
+    tst_DownloadFileMgr test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_downloadfilemgr.moc"
