@@ -7,40 +7,19 @@
 #include "contenttype.h"
 #include "filereferencestorage.h"
 #include "keepmediasettingstorage.h"
+#include "mediactlrun.h"
 #include "userstorageprovider.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
 
-constexpr int kProcessTimeoutMs = 60000;
 constexpr qint64 FileSize = 1000;
-
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run runTool(const QStringList &arguments)
-{
-    QProcess tool;
-    tool.start(QStringLiteral(MEDIACTL_PATH), arguments);
-    Run run;
-    if (tool.waitForFinished(kProcessTimeoutMs)) {
-        run.exitCode = tool.exitCode();
-    }
-    run.out = QString::fromUtf8(tool.readAllStandardOutput());
-    run.err = QString::fromUtf8(tool.readAllStandardError());
-    return run;
-}
 
 } // namespace
 
@@ -119,7 +98,7 @@ void TestCleanCommand::buildAccount()
 // Private files older than a week and group files older than a month go, nothing younger.
 void TestCleanCommand::removesWhatKeepTimesLetGo()
 {
-    const Run run = runTool(
+    const MediactlRun run = runMediactl(
             {QStringLiteral("clean"), m_folder, QStringLiteral("--max-size"), QStringLiteral("0")});
     QCOMPARE(run.exitCode, 0);
     int removed = 0;
@@ -142,7 +121,7 @@ void TestCleanCommand::removesWhatKeepTimesLetGo()
     QCOMPARE(account.storage()->cacheFileStorage()->count(), 60 - removed);
 
     // A second pass finds nothing more.
-    const Run again = runTool(
+    const MediactlRun again = runMediactl(
             {QStringLiteral("clean"), m_folder, QStringLiteral("--max-size"), QStringLiteral("0")});
     QCOMPARE(again.exitCode, 0);
     QVERIFY2(again.out.contains(QStringLiteral("removed 0 files")), qPrintable(again.out));
@@ -155,8 +134,9 @@ void TestCleanCommand::sizeLimitFromTheCommandLine()
         account.accountSettingModel()->setPrivateKeepTime(-1);
         account.accountSettingModel()->setGroupKeepTime(-1);
     }
-    const Run run = runTool({QStringLiteral("clean"), m_folder, QStringLiteral("--max-size"),
-                             QString::number(10 * FileSize)});
+    const MediactlRun run =
+            runMediactl({QStringLiteral("clean"), m_folder, QStringLiteral("--max-size"),
+                         QString::number(10 * FileSize)});
     QCOMPARE(run.exitCode, 0);
     QVERIFY2(run.out.contains(QStringLiteral("removed 50 files")), qPrintable(run.out));
     for (int day = 0; day < 60; ++day) {
@@ -185,7 +165,7 @@ void TestCleanCommand::refusesBadInput()
     QFETCH(QString, message);
 
     arguments.replaceInStrings(QStringLiteral("ACCOUNT"), m_folder);
-    const Run run = runTool(arguments);
+    const MediactlRun run = runMediactl(arguments);
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.err.contains(message), qPrintable(run.err));
     for (int day = 0; day < 60; ++day) {

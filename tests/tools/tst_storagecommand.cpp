@@ -1,33 +1,9 @@
+#include "mediactlrun.h"
 #include "storagereport.h"
 
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
-
-namespace {
-constexpr int kProcessTimeoutMs = 60000;
-
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run mediactl(const QStringList &args)
-{
-    QProcess process;
-    process.start(QStringLiteral(MEDIACTL_PATH), args);
-    Run run;
-    if (process.waitForFinished(kProcessTimeoutMs)) {
-        run.exitCode = process.exitCode();
-    }
-    run.out = QString::fromUtf8(process.readAllStandardOutput());
-    run.err = QString::fromUtf8(process.readAllStandardError());
-    return run;
-}
-} // namespace
 
 // `mediactl storage`: the cache of an account by type and by chat, for people at a terminal.
 class TestStorageCommand : public QObject
@@ -65,8 +41,8 @@ void TestStorageCommand::reportsSampleAccount()
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
     const QString folder = dir.filePath(QStringLiteral("account"));
-    QCOMPARE(mediactl({"init", folder, "--media", "40"}).exitCode, 0);
-    const Run run = mediactl({"storage", folder});
+    QCOMPARE(runMediactl({"init", folder, "--media", "40"}).exitCode, 0);
+    const MediactlRun run = runMediactl({"storage", folder});
     QCOMPARE(run.exitCode, 0);
     QVERIFY2(run.out.contains(QLatin1String("by type:\n")), qPrintable(run.out));
     QVERIFY(run.out.contains(QLatin1String("by chat:\n")));
@@ -80,11 +56,11 @@ void TestStorageCommand::reportsSampleAccount()
 void TestStorageCommand::refusesMissingAccount()
 {
     QTemporaryDir dir;
-    const Run run = mediactl({"storage", dir.filePath(QStringLiteral("nobody"))});
+    const MediactlRun run = runMediactl({"storage", dir.filePath(QStringLiteral("nobody"))});
     QVERIFY(run.exitCode != 0);
     QVERIFY2(run.err.contains(QLatin1String("no account in")), qPrintable(run.err));
     QVERIFY(run.out.isEmpty());
-    QVERIFY(mediactl({"storage"}).exitCode != 0);
+    QVERIFY(runMediactl({"storage"}).exitCode != 0);
 }
 
 QTEST_GUILESS_MAIN(TestStorageCommand)

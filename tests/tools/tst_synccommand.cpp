@@ -4,12 +4,12 @@
 #include "filedata.h"
 #include "filemanager.h"
 #include "filereferencestorage.h"
+#include "mediactlrun.h"
 #include "resourcedata.h"
 #include "sampleaccount.h"
 #include "userstorageprovider.h"
 
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QUrl>
 #include <QtTest>
@@ -17,29 +17,6 @@
 namespace {
 
 constexpr int kProcessTimeoutMs = 120000;
-
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run runTool(const QStringList &args)
-{
-    QProcess tool;
-    tool.start(QStringLiteral(MEDIACTL_PATH), args);
-    Run run;
-    if (!tool.waitForFinished(kProcessTimeoutMs)) {
-        tool.kill();
-        tool.waitForFinished();
-        return run;
-    }
-    run.exitCode = tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
-    run.out = QString::fromUtf8(tool.readAllStandardOutput());
-    run.err = QString::fromUtf8(tool.readAllStandardError());
-    return run;
-}
 
 } // namespace
 
@@ -68,8 +45,9 @@ void TestSyncCommand::initTestCase()
 {
     QVERIFY(m_dir.isValid());
     m_folder = m_dir.filePath(QStringLiteral("account"));
-    const Run init = runTool(
-            {QStringLiteral("init"), m_folder, QStringLiteral("--media"), QStringLiteral("80")});
+    const MediactlRun init = runMediactl(
+            {QStringLiteral("init"), m_folder, QStringLiteral("--media"), QStringLiteral("80")},
+            kProcessTimeoutMs);
     QCOMPARE(init.exitCode, 0);
 }
 
@@ -120,10 +98,12 @@ void TestSyncCommand::refusesBadArguments_data()
 void TestSyncCommand::refusesBadArguments()
 {
     QFETCH(QStringList, options);
-    const Run run = runTool(QStringList {QStringLiteral("sync"), m_folder} + options);
+    const MediactlRun run = runMediactl(QStringList {QStringLiteral("sync"), m_folder} + options,
+                                        kProcessTimeoutMs);
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.err.startsWith(QStringLiteral("mediactl sync: ")), qPrintable(run.err));
-    const Run noAccount = runTool({QStringLiteral("sync"), m_dir.filePath(QStringLiteral("none"))});
+    const MediactlRun noAccount = runMediactl(
+            {QStringLiteral("sync"), m_dir.filePath(QStringLiteral("none"))}, kProcessTimeoutMs);
     QCOMPARE(noAccount.exitCode, 1);
 }
 
@@ -135,7 +115,9 @@ void TestSyncCommand::downloadsChosenKindThenTheRest()
     QVERIFY2(missingDocs > 0, "the sample has no file waiting");
     QVERIFY2(photosBefore.keys(false).size() > 0, "the sample has no photo waiting");
 
-    const Run docs = runTool({QStringLiteral("sync"), m_folder, QStringLiteral("--kinds"), "doc"});
+    const MediactlRun docs =
+            runMediactl({QStringLiteral("sync"), m_folder, QStringLiteral("--kinds"), "doc"},
+                        kProcessTimeoutMs);
     QCOMPARE(docs.exitCode, 0);
     QVERIFY2(docs.out.contains(QStringLiteral("synced %1 of %1 files").arg(missingDocs)),
              qPrintable(docs.out));
@@ -144,13 +126,13 @@ void TestSyncCommand::downloadsChosenKindThenTheRest()
     QCOMPARE(filesOfType({CONTENT_FILE}).keys(false), QList<QString>());
     QCOMPARE(filesOfType({CONTENT_PHOTO, CONTENT_VIDEO}), photosBefore);
 
-    const Run rest = runTool({QStringLiteral("sync"), m_folder});
+    const MediactlRun rest = runMediactl({QStringLiteral("sync"), m_folder}, kProcessTimeoutMs);
     QCOMPARE(rest.exitCode, 0);
     QCOMPARE(filesOfType({CONTENT_PHOTO, CONTENT_VIDEO, CONTENT_FILE, CONTENT_MUSIC, CONTENT_VOICE})
                      .keys(false),
              QList<QString>());
 
-    const Run nothing = runTool({QStringLiteral("sync"), m_folder});
+    const MediactlRun nothing = runMediactl({QStringLiteral("sync"), m_folder}, kProcessTimeoutMs);
     QCOMPARE(nothing.exitCode, 0);
     QVERIFY2(nothing.out.contains(QStringLiteral("synced 0 of 0 files")), qPrintable(nothing.out));
 }
@@ -160,8 +142,9 @@ void TestSyncCommand::missingSourceFailsTheRun()
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
     m_folder = dir.filePath(QStringLiteral("account"));
-    QCOMPARE(runTool({QStringLiteral("init"), m_folder, QStringLiteral("--media"),
-                      QStringLiteral("80")})
+    QCOMPARE(runMediactl({QStringLiteral("init"), m_folder, QStringLiteral("--media"),
+                          QStringLiteral("80")},
+                         kProcessTimeoutMs)
                      .exitCode,
              0);
     QString source;
@@ -169,8 +152,9 @@ void TestSyncCommand::missingSourceFailsTheRun()
     QVERIFY(!source.isEmpty());
     QVERIFY(QFile::remove(source));
 
-    const Run run = runTool(
-            {QStringLiteral("sync"), m_folder, QStringLiteral("--kinds"), QStringLiteral("media")});
+    const MediactlRun run = runMediactl(
+            {QStringLiteral("sync"), m_folder, QStringLiteral("--kinds"), QStringLiteral("media")},
+            kProcessTimeoutMs);
     QCOMPARE(run.exitCode, 1);
     // The files of the deleted source failed; every other missing photo and video arrived.
     const QHash<QString, bool> after = filesOfType({CONTENT_PHOTO, CONTENT_VIDEO});

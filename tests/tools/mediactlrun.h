@@ -1,0 +1,32 @@
+#pragma once
+
+// Runs the mediactl built with the suite (MEDIACTL_PATH) as a separate process, the way a person
+// at a terminal does.
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+struct MediactlRun
+{
+    int exitCode = -1; // -1 when the tool crashed or did not end in time
+    QString out;
+    QString err;
+};
+
+// A run that does not end within timeoutMs is killed.
+inline MediactlRun runMediactl(const QStringList &arguments, int timeoutMs = 60000)
+{
+    QProcess tool;
+    tool.start(QStringLiteral(MEDIACTL_PATH), arguments);
+    MediactlRun run;
+    if (!tool.waitForFinished(timeoutMs)) {
+        tool.kill();
+        tool.waitForFinished();
+        return run;
+    }
+    run.exitCode = tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
+    run.out = QString::fromUtf8(tool.readAllStandardOutput());
+    run.err = QString::fromUtf8(tool.readAllStandardError());
+    return run;
+}
