@@ -693,6 +693,7 @@ void MediaMgr::deleteMedias(const QList<storage::FileReferenceInfo> &rows)
 {
     QSet<QString> seen;
     QList<storage::FileReferenceInfo> candidates;
+    QList<ResourceData> contents;
     for (const storage::FileReferenceInfo &row : rows) {
         if (!isMedia(row.type) || seen.contains(row.fileId)) {
             continue;
@@ -702,17 +703,20 @@ void MediaMgr::deleteMedias(const QList<storage::FileReferenceInfo> &rows)
         data.deserialize(row.data);
         if (existsFileInLocal(data, row.type)) {
             candidates.append(row);
+            contents.append(std::move(data));
         }
     }
     for (qsizetype from = 0; from < candidates.size(); from += LOAD_COUNT) {
-        const QList<QString> deleted = deletableFileIds(candidates.mid(from, LOAD_COUNT));
+        const QList<QString> deleted =
+                deletableFileIds(candidates.mid(from, LOAD_COUNT), contents.mid(from, LOAD_COUNT));
         if (!deleted.isEmpty()) {
             m_account->storage()->cacheFileStorage()->removeWithFileIds(deleted);
         }
     }
 }
 
-QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo> &candidates)
+QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo> &candidates,
+                                          const QList<ResourceData> &contents)
 {
     QList<QString> fileIds;
     fileIds.reserve(candidates.size());
@@ -721,14 +725,12 @@ QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo
     }
     const QMap<QString, int> stillNamed = fileReferenceDb()->fileReferences(fileIds);
     QList<QString> deleted;
-    for (const storage::FileReferenceInfo &row : candidates) {
-        if (stillNamed.contains(row.fileId)) {
+    for (qsizetype i = 0; i < candidates.size(); ++i) {
+        if (stillNamed.contains(fileIds.at(i))) {
             continue;
         }
-        ResourceData data;
-        data.deserialize(row.data);
-        deleteFiles(row.type, data, false);
-        deleted.append(row.fileId);
+        deleteFiles(candidates.at(i).type, contents.at(i), false);
+        deleted.append(fileIds.at(i));
     }
     return deleted;
 }

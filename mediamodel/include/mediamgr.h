@@ -215,7 +215,10 @@ private:
     // that id too.
     void stopPlayback(const QString &dialogId, const std::function<void(const QString &)> &stop);
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
-    QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates);
+    // Deletes the files of the candidates that no row names any more and returns their ids.
+    // contents holds each candidate's restored ResourceData, in the same order.
+    QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates,
+                                    const QList<ResourceData> &contents);
     void clearTempMedia();
     // The focus-loss cleanup: the cached files that only dialogs kept until focus loss name.
     // False when stopped.

@@ -113,10 +113,29 @@ void DownloadFileMgr::shutDownQueue()
 void DownloadFileMgr::post(std::function<void(DownloadQueue *)> fn)
 {
     QMutexLocker locker(&m_queueMutex);
+    postLocked(std::move(fn));
+}
+
+void DownloadFileMgr::postLocked(std::function<void(DownloadQueue *)> fn)
+{
+    m_openStopBatch.reset();
     if (DownloadQueue *queue = m_queue) {
         QMetaObject::invokeMethod(
                 queue, [queue, fn = std::move(fn)] { fn(queue); }, Qt::QueuedConnection);
     }
+}
+
+bool DownloadFileMgr::joinOpenStopBatch(const QString &fileId, bool deleteTemp)
+{
+    if (!m_openStopBatch) {
+        return false;
+    }
+    QMutexLocker locker(&m_openStopBatch->mutex);
+    if (m_openStopBatch->closed) {
+        return false;
+    }
+    m_openStopBatch->stops.append({fileId, deleteTemp});
+    return true;
 }
 
 void DownloadFileMgr::download(QSharedPointer<FileData> file, bool bHighPriority, int downloadType)
@@ -134,7 +153,24 @@ void DownloadFileMgr::download(QSharedPointer<FileData> file, bool bHighPriority
 void DownloadFileMgr::stop(const QString &fileId, bool bDeleteTemp)
 {
     setDownloading(fileId, false);
-    post([fileId, bDeleteTemp](DownloadQueue *queue) { queue->stop(fileId, bDeleteTemp); });
+    QMutexLocker locker(&m_queueMutex);
+    if (joinOpenStopBatch(fileId, bDeleteTemp)) {
+        return;
+    }
+    auto batch = std::make_shared<StopBatch>();
+    batch->stops.append({fileId, bDeleteTemp});
+    postLocked([batch](DownloadQueue *queue) {
+        QList<QPair<QString, bool>> stops;
+        {
+            QMutexLocker batchLocker(&batch->mutex);
+            batch->closed = true;
+            stops.swap(batch->stops);
+        }
+        for (const auto &[stoppedId, deleteTemp] : std::as_const(stops)) {
+            queue->stop(stoppedId, deleteTemp);
+        }
+    });
+    m_openStopBatch = batch;
 }
 
 bool DownloadFileMgr::isDownloading(const QString &fileId) const

@@ -11,6 +11,7 @@
 #include <QThreadPool>
 #include <atomic>
 #include <functional>
+#include <memory>
 
 class DownloadQueue;
 class FileData;
@@ -92,9 +93,23 @@ private:
         bool retried = false; // a failed read waits for the bytes once more, then gives up
     };
 
+    // Stops asked for one after another, run by one event on the queue's thread. The event closes
+    // the batch when it starts; later stops open another.
+    struct StopBatch
+    {
+        QMutex mutex;                      // guards stops and closed
+        QList<QPair<QString, bool>> stops; // file id, delete the partial file
+        bool closed = false;
+    };
+
     // Runs fn on the queue's thread, after the calls posted before it; dropped once the destructor
     // has started.
     void post(std::function<void(DownloadQueue *)> fn);
+    // post() with m_queueMutex held.
+    void postLocked(std::function<void(DownloadQueue *)> fn);
+    // Adds a stop to the batch posted last, when nothing was posted after it and it has not
+    // started; false otherwise.
+    bool joinOpenStopBatch(const QString &fileId, bool deleteTemp);
     void shutDownQueue();
     // Pool thread: reads a request's bytes and answers it.
     // fetched: the bytes were fetched ahead of the download into the range file.
@@ -109,7 +124,11 @@ private:
     FileRegistry *const m_registry; // owned by the FileManager
     QMutex m_queueMutex;            // guards m_queue, which becomes null when the destructor starts
     DownloadQueue *m_queue = nullptr; // network thread, parentless; deleted there by shutDownQueue
-    QThreadPool m_readPool;           // reads stream buffers
+    // Guarded by m_queueMutex: the stop batch of the last posted event, null once anything else
+    // was posted after it. Removing a chat's media stops thousands of files; an event each would
+    // wake the network thread for each.
+    std::shared_ptr<StopBatch> m_openStopBatch;
+    QThreadPool m_readPool; // reads stream buffers
 
     std::atomic<qint64> m_lastRequestId {0};
     // Guards m_requests and is held while a callback runs, so that abortDownloader() waits for a

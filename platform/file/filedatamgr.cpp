@@ -50,7 +50,9 @@ void FileDataMgr::deleteCacheFile(const QString &directory, const QString &fileI
     // The partial file first: a download finishing in between renames it to path, deleted next.
     Util::deleteFile(path + QLatin1String(CACHE_SUFFIX));
     Util::deleteFile(path);
-    if (isItsCopy) {
+    // The record is written only when it changes: a chat's removal resets thousands of files,
+    // most of which were never downloaded.
+    if (isItsCopy && (file->fileState() != BaseFile::StateNone || file->downloadedBytes() != 0)) {
         file->setFileState(BaseFile::StateNone);
         file->setDownloadedBytes(0);
         m_registry->saveState(*file);

@@ -7,15 +7,15 @@ namespace storage {
 
 namespace {
 
-BufferFileInfo rowAt(const QSqlQuery &query)
+BufferFileInfo rowAt(const Sql::NativeRow &stored)
 {
     BufferFileInfo row;
-    row.fileId = query.value(0).toString();
-    row.category = query.value(1).toInt();
-    row.kind = query.value(2).toInt();
-    row.suffix = query.value(3).toString();
-    row.size = query.value(4).toLongLong();
-    row.dateTime = query.value(5).toLongLong();
+    row.fileId = stored.text(0);
+    row.category = int(stored.integer(1));
+    row.kind = int(stored.integer(2));
+    row.suffix = stored.text(3);
+    row.size = stored.integer(4);
+    row.dateTime = stored.integer(5);
     return row;
 }
 

@@ -16,14 +16,14 @@ const QString &selectColumns()
     return sql;
 }
 
-CacheFileInfo rowAt(const QSqlQuery &query)
+CacheFileInfo rowAt(const Sql::NativeRow &stored)
 {
     CacheFileInfo row;
-    row.fileId = query.value(0).toString();
-    row.type = query.value(1).toInt();
-    row.suffix = query.value(2).toString();
-    row.size = query.value(3).toLongLong();
-    row.dateTime = query.value(4).toLongLong();
+    row.fileId = stored.text(0);
+    row.type = int(stored.integer(1));
+    row.suffix = stored.text(2);
+    row.size = stored.integer(3);
+    row.dateTime = stored.integer(4);
     return row;
 }
 

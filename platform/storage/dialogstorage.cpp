@@ -15,17 +15,17 @@ const QString &selectColumns()
     return sql;
 }
 
-DialogRecord recordAt(const QSqlQuery &query)
+DialogRecord recordAt(const Sql::NativeRow &stored)
 {
     DialogRecord record;
-    record.dialogId = query.value(0).toString();
-    record.name = query.value(1).toString();
-    record.type = query.value(2).toInt();
-    record.isGroup = query.value(3).toBool();
-    record.firstVisibleMsgId = query.value(4).toLongLong();
-    record.lastActiveTime = query.value(5).toLongLong();
-    record.canSearchRemote = query.value(6).toBool();
-    record.hasRemoteHistory = query.value(7).toBool();
+    record.dialogId = stored.text(0);
+    record.name = stored.text(1);
+    record.type = int(stored.integer(2));
+    record.isGroup = stored.boolean(3);
+    record.firstVisibleMsgId = stored.integer(4);
+    record.lastActiveTime = stored.integer(5);
+    record.canSearchRemote = stored.boolean(6);
+    record.hasRemoteHistory = stored.boolean(7);
     return record;
 }
 

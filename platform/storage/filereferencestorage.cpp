@@ -11,17 +11,17 @@ namespace storage {
 
 namespace {
 
-FileReferenceInfo rowAt(const QSqlQuery &query)
+FileReferenceInfo rowAt(const Sql::NativeRow &stored)
 {
     FileReferenceInfo row;
-    row.dialogId = query.value(0).toString();
-    row.messageId = query.value(1).toLongLong();
-    row.subMsgId = query.value(2).toInt();
-    row.type = query.value(3).toInt();
-    row.dateTime = query.value(4).toLongLong();
-    row.thumbId = query.value(5).toString();
-    row.fileId = query.value(6).toString();
-    row.data = query.value(7).toByteArray();
+    row.dialogId = stored.text(0);
+    row.messageId = stored.integer(1);
+    row.subMsgId = int(stored.integer(2));
+    row.type = int(stored.integer(3));
+    row.dateTime = stored.integer(4);
+    row.thumbId = stored.text(5);
+    row.fileId = stored.text(6);
+    row.data = stored.blob(7);
     return row;
 }
 
@@ -139,8 +139,8 @@ QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fi
             QStringLiteral("SELECT file_id, COUNT(*) FROM file_reference WHERE file_id IN (%1) "
                            "GROUP BY file_id"),
             {}, fileIds,
-            [](const QSqlQuery &query) {
-                return std::make_pair(query.value(0).toString(), query.value(1).toInt());
+            [](const Sql::NativeRow &stored) {
+                return std::make_pair(stored.text(0), int(stored.integer(1)));
             },
             counts);
     QMap<QString, int> references;

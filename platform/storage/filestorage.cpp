@@ -7,17 +7,17 @@ namespace storage {
 
 namespace {
 
-FileRecord recordAt(const QSqlQuery &query)
+FileRecord recordAt(const Sql::NativeRow &stored)
 {
     FileRecord record;
-    record.fileId = query.value(0).toString();
-    record.type = query.value(1).toInt();
-    record.suffix = query.value(2).toString();
-    record.size = query.value(3).toLongLong();
-    record.name = query.value(4).toString();
-    record.url = query.value(5).toString();
-    record.state = query.value(6).toInt();
-    record.downloaded = query.value(7).toLongLong();
+    record.fileId = stored.text(0);
+    record.type = int(stored.integer(1));
+    record.suffix = stored.text(2);
+    record.size = stored.integer(3);
+    record.name = stored.text(4);
+    record.url = stored.text(5);
+    record.state = int(stored.integer(6));
+    record.downloaded = stored.integer(7);
     return record;
 }
 
@@ -102,12 +102,12 @@ FileStorage::Totals FileStorage::totals()
                            "TOTAL(CASE WHEN state NOT IN (4, 9) THEN size END) "
                            "FROM file_record"),
             {},
-            [](const QSqlQuery &query) {
+            [](const Sql::NativeRow &stored) {
                 Totals totals;
-                totals.completeCount = query.value(0).toInt();
-                totals.completeBytes = query.value(1).toLongLong();
-                totals.missingCount = query.value(2).toInt();
-                totals.missingBytes = query.value(3).toLongLong();
+                totals.completeCount = int(stored.integer(0));
+                totals.completeBytes = stored.integer(1);
+                totals.missingCount = int(stored.integer(2));
+                totals.missingBytes = stored.integer(3);
                 return totals;
             },
             rows);

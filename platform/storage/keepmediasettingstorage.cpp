@@ -31,8 +31,8 @@ QList<KeepMediaSettingInfo> KeepMediaSettingStorage::infos()
             QStringLiteral(
                     "SELECT dialog_id, keep_time FROM keep_media_setting ORDER BY dialog_id"),
             {},
-            [](const QSqlQuery &query) {
-                return KeepMediaSettingInfo {query.value(0).toString(), query.value(1).toInt()};
+            [](const Sql::NativeRow &stored) {
+                return KeepMediaSettingInfo {stored.text(0), int(stored.integer(1))};
             },
             rows);
     return ok ? rows : QList<KeepMediaSettingInfo>();

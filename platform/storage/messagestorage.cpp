@@ -54,18 +54,18 @@ QString keyList(const QList<MessageKey> &keys)
     return json;
 }
 
-MessageRecord recordAt(const QSqlQuery &query)
+MessageRecord recordAt(const Sql::NativeRow &stored)
 {
     MessageRecord record;
-    record.dialogId = query.value(0).toString();
-    record.messageId = query.value(1).toLongLong();
-    record.subMsgId = query.value(2).toLongLong();
-    record.dateTime = query.value(3).toLongLong();
-    record.type = query.value(4).toInt();
-    record.senderId = query.value(5).toLongLong();
-    record.text = query.value(6).toString();
-    record.removed = query.value(7).toBool();
-    record.data = query.value(8).toByteArray();
+    record.dialogId = stored.text(0);
+    record.messageId = stored.integer(1);
+    record.subMsgId = stored.integer(2);
+    record.dateTime = stored.integer(3);
+    record.type = int(stored.integer(4));
+    record.senderId = stored.integer(5);
+    record.text = stored.text(6);
+    record.removed = stored.boolean(7);
+    record.data = stored.blob(8);
     return record;
 }
 
@@ -217,7 +217,7 @@ qint64 MessageStorage::messageIdAtTime(const QString &dialogId, qint64 time)
             QStringLiteral("SELECT MIN(message_id) FROM message WHERE dialog_id = ? AND "
                            "sub_msg_id = 0 AND date_time >= ?"),
             {Sql::text(dialogId), time},
-            [](const QSqlQuery &query) { return query.value(0).toLongLong(); }, ids);
+            [](const Sql::NativeRow &stored) { return stored.integer(0); }, ids);
     return ids.isEmpty() ? 0 : ids.constFirst();
 }
 
@@ -236,7 +236,8 @@ int MessageStorage::count(const QString &dialogId)
     QList<int> counts;
     Sql::select(
             m_db->connection(), QStringLiteral("SELECT COUNT(*) FROM message") + where.sql(),
-            where.values(), [](const QSqlQuery &query) { return query.value(0).toInt(); }, counts);
+            where.values(), [](const Sql::NativeRow &stored) { return int(stored.integer(0)); },
+            counts);
     return counts.isEmpty() ? 0 : counts.constFirst();
 }
 

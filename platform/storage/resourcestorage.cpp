@@ -41,16 +41,16 @@ const QString &selectColumns()
     return columns;
 }
 
-ResourceInfo rowAt(const QSqlQuery &query)
+ResourceInfo rowAt(const Sql::NativeRow &stored)
 {
     ResourceInfo row;
-    row.dialogId = query.value(0).toString();
-    row.messageId = query.value(1).toLongLong();
-    row.subMsgId = query.value(2).toLongLong();
-    row.type = query.value(3).toInt();
-    row.dateTime = query.value(4).toLongLong();
-    row.senderId = query.value(5).toLongLong();
-    row.text = query.value(6).toString();
+    row.dialogId = stored.text(0);
+    row.messageId = stored.integer(1);
+    row.subMsgId = stored.integer(2);
+    row.type = int(stored.integer(3));
+    row.dateTime = stored.integer(4);
+    row.senderId = stored.integer(5);
+    row.text = stored.text(6);
     return row;
 }
 
@@ -285,17 +285,18 @@ private:
             sql += QStringLiteral(" LIMIT ?");
             values.append(*limit);
         }
-        QSqlQuery query(m_db->connection());
-        if (!Sql::prepare(query, sql)) {
+        QSqlDatabase connection = m_db->connection();
+        Sql::NativeStatement statement(connection, sql);
+        if (!statement.isValid()) {
             return false;
         }
         if (!m_dialogIds) {
-            return readAll(query, values, rows);
+            return readAll(statement, values, rows);
         }
         QList<ResourceInfo> merged;
         for (const QString &dialogId : *m_dialogIds) {
             values[0] = Sql::text(dialogId);
-            if (!readAll(query, values, merged)) {
+            if (!readAll(statement, values, merged)) {
                 return false;
             }
         }
@@ -306,15 +307,11 @@ private:
         return true;
     }
 
-    static bool readAll(QSqlQuery &query, const QVariantList &values, QList<ResourceInfo> &rows)
+    static bool readAll(Sql::NativeStatement &statement, const QVariantList &values,
+                        QList<ResourceInfo> &rows)
     {
-        if (!Sql::exec(query, values)) {
-            return false;
-        }
-        while (query.next()) {
-            rows.append(rowAt(query));
-        }
-        return true;
+        return statement.forEachRow(
+                values, [&](const Sql::NativeRow &stored) { rows.append(rowAt(stored)); });
     }
 
     Database *const m_db;
@@ -408,8 +405,8 @@ int ResourceStorage::count(const QString &dialogId)
     QList<int> counts;
     Sql::select(
             m_db->connection(), QStringLiteral("SELECT COUNT(*) FROM resource WHERE dialog_id = ?"),
-            {Sql::text(dialogId)}, [](const QSqlQuery &query) { return query.value(0).toInt(); },
-            counts);
+            {Sql::text(dialogId)},
+            [](const Sql::NativeRow &stored) { return int(stored.integer(0)); }, counts);
     return counts.isEmpty() ? 0 : counts.constFirst();
 }
 
@@ -421,8 +418,8 @@ QMap<int, int> ResourceStorage::countByType(const QString &dialogId)
             QStringLiteral("SELECT type, COUNT(*) FROM resource WHERE dialog_id = ? "
                            "GROUP BY type"),
             {Sql::text(dialogId)},
-            [](const QSqlQuery &query) {
-                return qMakePair(query.value(0).toInt(), query.value(1).toInt());
+            [](const Sql::NativeRow &stored) {
+                return qMakePair(int(stored.integer(0)), int(stored.integer(1)));
             },
             rows);
     QMap<int, int> counts;

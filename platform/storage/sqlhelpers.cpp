@@ -119,10 +119,33 @@ QList<QString> uniqueIds(const QList<QString> &ids)
     return unique;
 }
 
+QString NativeRow::text(int column) const
+{
+    const void *data = sqlite3_column_text16(m_statement, column);
+    const int bytes = sqlite3_column_bytes16(m_statement, column);
+    return data ? QString(static_cast<const QChar *>(data), bytes / int(sizeof(QChar))) : QString();
+}
+
+qint64 NativeRow::integer(int column) const
+{
+    return sqlite3_column_int64(m_statement, column);
+}
+
+QByteArray NativeRow::blob(int column) const
+{
+    const void *data = sqlite3_column_blob(m_statement, column);
+    const int bytes = sqlite3_column_bytes(m_statement, column);
+    return data ? QByteArray(static_cast<const char *>(data), bytes) : QByteArray();
+}
+
 NativeStatement::NativeStatement(QSqlDatabase &connection, const QString &sql)
     : m_sql(sql)
 {
-    const QVariant handle = connection.driver() ? connection.driver()->handle() : QVariant();
+    // Database logged why the connection could not open; one line per failure is enough.
+    if (!connection.driver() || !connection.driver()->isOpen()) {
+        return;
+    }
+    const QVariant handle = connection.driver()->handle();
     if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0) {
         qCWarning(lcPlatform).noquote() << "storage: not an SQLite connection for" << sql;
         return;
@@ -143,20 +166,42 @@ NativeStatement::~NativeStatement()
 
 bool NativeStatement::run(const QVariantList &values)
 {
+    if (!start(values)) {
+        return false;
+    }
+    while (nextRow()) {
+    }
+    return !m_failed;
+}
+
+bool NativeStatement::start(const QVariantList &values)
+{
+    m_failed = false;
+    if (!m_statement) {
+        return false;
+    }
+    sqlite3_clear_bindings(m_statement);
     for (qsizetype i = 0; i < values.size(); ++i) {
         if (!bind(int(i) + 1, values.at(i))) {
             logFailure("cannot bind a value");
-            sqlite3_reset(m_statement);
             return false;
         }
     }
+    return true;
+}
+
+bool NativeStatement::nextRow()
+{
     const int result = sqlite3_step(m_statement);
-    sqlite3_reset(m_statement);
+    if (result == SQLITE_ROW) {
+        return true;
+    }
     if (result != SQLITE_DONE) {
         logFailure("failed");
-        return false;
+        m_failed = true;
     }
-    return true;
+    sqlite3_reset(m_statement);
+    return false;
 }
 
 // The variant outlives the step, so text and bytes are bound without a copy.

@@ -33,21 +33,6 @@ bool exec(QSqlQuery &query, const QString &sql, const QVariantList &values);
 // One statement on this thread's connection of db.
 bool exec(Database *db, const QString &sql, const QVariantList &values = {});
 
-// Runs a SELECT and appends rowAt(query) for every row to rows.
-template<typename Row, typename RowAt>
-bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, RowAt rowAt,
-            QList<Row> &rows)
-{
-    QSqlQuery query(db);
-    if (!exec(query, sql, values)) {
-        return false;
-    }
-    while (query.next()) {
-        rows.append(rowAt(query));
-    }
-    return true;
-}
-
 // The ids in their first order without duplicates and, for strings, without empty ids: an empty
 // id names nothing, and matching it would return every row that lacks that id.
 QList<QString> uniqueIds(const QList<QString> &ids);
@@ -84,9 +69,28 @@ QString idSet();
 QVariant idArray(const QList<QString> &ids);
 QVariant idArray(const QList<qint64> &ids);
 
-// A statement prepared on the connection's own SQLite handle. Binding through QSqlQuery costs
-// more than SQLite's own work on a row, which tells where rows come by the hundred thousand
-// (ingest, imports); values bind as Qt's SQLite driver binds them.
+// The current row of a NativeStatement's query, read by column. Valid only inside the callback
+// that receives it: the values are read from SQLite's own buffers.
+class NativeRow
+{
+public:
+    explicit NativeRow(sqlite3_stmt *statement)
+        : m_statement(statement)
+    { }
+
+    QString text(int column) const;
+    qint64 integer(int column) const;
+    bool boolean(int column) const { return integer(column) != 0; }
+    QByteArray blob(int column) const;
+
+private:
+    sqlite3_stmt *m_statement;
+};
+
+// A statement prepared on the connection's own SQLite handle. Going through QSqlQuery costs more
+// than SQLite's own work on a row: every value becomes a QVariant in a cached row, which tells
+// where rows come by the hundred thousand (ingest, imports, paging a gallery). Values bind as
+// Qt's SQLite driver binds them.
 class NativeStatement
 {
 public:
@@ -94,19 +98,47 @@ public:
     ~NativeStatement();
     Q_DISABLE_COPY_MOVE(NativeStatement)
 
-    // False, logged, when the connection is not SQLite's or the statement does not compile.
+    // False when the statement does not compile (logged) or the connection is not open (logged
+    // by Database already).
     bool isValid() const { return m_statement != nullptr; }
     // Binds values to the placeholders in order, runs the statement once and resets it.
     bool run(const QVariantList &values);
+    // Binds values, calls onRow(const NativeRow &) for every row and resets the statement, so
+    // that it can run again with other values.
+    template<typename OnRow> bool forEachRow(const QVariantList &values, OnRow onRow)
+    {
+        if (!start(values)) {
+            return false;
+        }
+        const NativeRow row(m_statement);
+        while (nextRow()) {
+            onRow(row);
+        }
+        return !m_failed;
+    }
 
 private:
+    bool start(const QVariantList &values);
+    // True on a row; false at the end or on a failure (logged, m_failed set), the statement reset.
+    bool nextRow();
     bool bind(int index, const QVariant &value);
     void logFailure(const char *what) const;
 
     sqlite3 *m_handle = nullptr;
     sqlite3_stmt *m_statement = nullptr;
     QString m_sql;
+    bool m_failed = false;
 };
+
+// Runs a SELECT and appends rowAt(const NativeRow &) for every row to rows.
+template<typename Row, typename RowAt>
+bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, RowAt rowAt,
+            QList<Row> &rows)
+{
+    NativeStatement statement(db, sql);
+    return statement.isValid()
+            && statement.forEachRow(values, [&](const NativeRow &row) { rows.append(rowAt(row)); });
+}
 
 // Executes sql once per row with valuesOf(row), all rows in one transaction.
 template<typename Row, typename ValuesOf>

@@ -48,6 +48,7 @@ private Q_SLOTS:
     void downloadSpeedIsReportedWhileBytesArrive();
     void stopStopsTheTransfer();
     void stopCanDeleteThePartialFile();
+    void stopsInABurstKeepTheirPlaceAmongDownloads();
     void atMostThreeRunAtOnce();
     void highPriorityGoesFirst();
     void isDownloadingUntilFinished();
@@ -358,6 +359,29 @@ void tst_DownloadFileMgr::stopCanDeleteThePartialFile()
     QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(file->partialPath()), kDownloadTimeoutMs);
     QCOMPARE(file->fileState(), int(BaseFile::StateNone));
     QCOMPARE(file->downloadedBytes(), qint64(0));
+}
+
+// Stops asked for in a row travel together; a download asked for between two of them must still
+// come after the first and before the second.
+void tst_DownloadFileMgr::stopsInABurstKeepTheirPlaceAmongDownloads()
+{
+    SKIP_WITHOUT_SERVER(HttpSource);
+    const QList<QSharedPointer<FileData>> files = slowFiles(3);
+    DownloadRecorder recorder(m_env->files());
+    DownloadFileMgr *downloads = m_env->files()->downloadFileMgr();
+
+    downloads->stop(files.at(0)->fileId(), true);
+    downloads->download(files.at(1), false, DOWNLOAD_SYNC);
+    downloads->stop(files.at(1)->fileId(), true);
+    downloads->stop(files.at(2)->fileId(), true);
+    downloads->download(files.at(2), false, DOWNLOAD_SYNC);
+
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.finished(files.at(2)->fileId()), QList<bool>({true}),
+                              kDownloadTimeoutMs);
+    QVERIFY(recorder.finished(files.at(1)->fileId()).isEmpty());
+    QVERIFY(!downloads->isDownloading(files.at(1)->fileId()));
+    QVERIFY(!QFileInfo::exists(files.at(1)->localPath()));
+    QVERIFY(!QFileInfo::exists(files.at(1)->partialPath()));
 }
 
 QList<QSharedPointer<FileData>> tst_DownloadFileMgr::slowFiles(int count)
