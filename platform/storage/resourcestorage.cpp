@@ -291,12 +291,12 @@ private:
             return false;
         }
         if (!m_dialogIds) {
-            return readAll(statement, values, rows);
+            return statement.appendRows(values, rowAt, rows);
         }
         QList<ResourceInfo> merged;
         for (const QString &dialogId : *m_dialogIds) {
             values[0] = Sql::text(dialogId);
-            if (!readAll(statement, values, merged)) {
+            if (!statement.appendRows(values, rowAt, merged)) {
                 return false;
             }
         }
@@ -305,13 +305,6 @@ private:
         }
         rows.append(merged);
         return true;
-    }
-
-    static bool readAll(Sql::NativeStatement &statement, const QVariantList &values,
-                        QList<ResourceInfo> &rows)
-    {
-        return statement.forEachRow(
-                values, [&](const Sql::NativeRow &stored) { rows.append(rowAt(stored)); });
     }
 
     Database *const m_db;

@@ -16,6 +16,20 @@ void logFailure(const QSqlQuery &query, const QString &sql)
     qCWarning(lcPlatform).noquote() << "storage:" << query.lastError().text() << "in" << sql;
 }
 
+bool prepare(QSqlQuery &query, const QString &sql)
+{
+    // Database logged why the connection could not open; one line per failure is enough.
+    if (!query.driver() || !query.driver()->isOpen()) {
+        return false;
+    }
+    query.setForwardOnly(true);
+    if (!query.prepare(sql)) {
+        logFailure(query, sql);
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 QString placeholders(qsizetype count)
@@ -67,20 +81,6 @@ QVariant idArray(const QList<qint64> &ids)
     }
     json += ']';
     return QString::fromLatin1(json);
-}
-
-bool prepare(QSqlQuery &query, const QString &sql)
-{
-    // Database logged why the connection could not open; one line per failure is enough.
-    if (!query.driver() || !query.driver()->isOpen()) {
-        return false;
-    }
-    query.setForwardOnly(true);
-    if (!query.prepare(sql)) {
-        logFailure(query, sql);
-        return false;
-    }
-    return true;
 }
 
 bool exec(QSqlQuery &query, const QVariantList &values)

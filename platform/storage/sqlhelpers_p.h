@@ -22,12 +22,10 @@ QString placeholders(qsizetype count);
 // NULL and key columns must compare equal.
 QVariant text(const QString &value);
 
-// Prepares sql on query (forward only) and logs the SQL error when it fails. Fails silently on a
-// connection that is not open: Database has logged that already.
-bool prepare(QSqlQuery &query, const QString &sql);
 // Binds values by position, replacing earlier bindings, executes and logs the SQL error on failure.
 bool exec(QSqlQuery &query, const QVariantList &values = {});
-// prepare() then exec().
+// Prepares sql on query (forward only), then exec(). Fails silently on a connection that is not
+// open: Database has logged that already.
 bool exec(QSqlQuery &query, const QString &sql, const QVariantList &values);
 
 // One statement on this thread's connection of db.
@@ -103,16 +101,17 @@ public:
     bool isValid() const { return m_statement != nullptr; }
     // Binds values to the placeholders in order, runs the statement once and resets it.
     bool run(const QVariantList &values);
-    // Binds values, calls onRow(const NativeRow &) for every row and resets the statement, so
-    // that it can run again with other values.
-    template<typename OnRow> bool forEachRow(const QVariantList &values, OnRow onRow)
+    // Binds values, appends rowAt(const NativeRow &) for every row to rows and resets the
+    // statement, so that it can run again with other values.
+    template<typename Row, typename RowAt>
+    bool appendRows(const QVariantList &values, RowAt rowAt, QList<Row> &rows)
     {
         if (!start(values)) {
             return false;
         }
         const NativeRow row(m_statement);
         while (nextRow()) {
-            onRow(row);
+            rows.append(rowAt(row));
         }
         return !m_failed;
     }
@@ -136,8 +135,7 @@ bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, Row
             QList<Row> &rows)
 {
     NativeStatement statement(db, sql);
-    return statement.isValid()
-            && statement.forEachRow(values, [&](const NativeRow &row) { rows.append(rowAt(row)); });
+    return statement.isValid() && statement.appendRows(values, rowAt, rows);
 }
 
 // Executes sql once per row with valuesOf(row), all rows in one transaction.
