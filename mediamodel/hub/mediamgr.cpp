@@ -291,8 +291,6 @@ void MediaMgr::releaseResourceMgr(ResourceMgrHash &registry, const QString &dial
 
 // The manager's loads may still run on their workers: they are waited for on the pool, and the
 // manager is deleted on the main thread afterwards, never inside the caller's release.
-// Loads still running are waited for on the pool; the manager is deleted on the main thread
-// afterwards, never inside the caller's release.
 void MediaMgr::releaseResource(MediaResourceMgr *mgr)
 {
     mgr->quitView();
@@ -442,6 +440,7 @@ void MediaMgr::saveResources(const QString &dialogId, const QList<MediaInfo> &in
         return;
     }
     QList<storage::FileReferenceInfo> rows;
+    rows.reserve(infos.size());
     for (const MediaInfo &info : infos) {
         if (!info.msg) {
             continue;
@@ -479,12 +478,12 @@ void MediaMgr::updateMedia(QList<storage::FileReferenceInfo> &rows, const MediaI
     if (!makeMediaInfo(row, data, content)) {
         return;
     }
-    rows.append(row);
+    rows.append(std::move(row));
     if (isClearing()) {
         return;
     }
     if (replaced) {
-        MediaPlayer::instance()->stop(row.dialogId, MessageKey(info.messageId, 0));
+        MediaPlayer::instance()->stop(rows.constLast().dialogId, MessageKey(info.messageId, 0));
     }
     if (shown) {
         updateMediaModel(info, replaced ? DO_UPDATE : DO_ADD, hasUrl);
@@ -561,7 +560,7 @@ void MediaMgr::parseQuoteMsg(QList<storage::FileReferenceInfo> &rows, const Medi
         return;
     }
     row.type |= QUOTED_TYPE_FLAG;
-    rows.append(row);
+    rows.append(std::move(row));
 }
 
 void MediaMgr::updateMediaModel(const MediaInfo &info, DoOperator op, bool bHasUrl)
@@ -580,19 +579,37 @@ void MediaMgr::updateLinkModel(const MediaInfo &info, DoOperator op)
 
 void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, const QList<int> &listTypes)
 {
-    QMetaObject::invokeMethod(
-            this,
-            [this, info, op, listTypes] {
-                for (MediaResourceMgr *mgr : resourceMgrsOf(info.msg->dialogId())) {
-                    for (int type : listTypes) {
-                        updateResourceModel(mgr, info, type, op, type == CONTENT_TEXT);
-                    }
-                }
-                for (MediaPreview *preview : {m_preview, m_externalPreview}) {
-                    updatePreviewModel(preview, info, op, listTypes);
-                }
-            },
-            Qt::QueuedConnection);
+    postModelChange([this, info, op, listTypes] {
+        for (MediaResourceMgr *mgr : resourceMgrsOf(info.msg->dialogId())) {
+            for (int type : listTypes) {
+                updateResourceModel(mgr, info, type, op, type == CONTENT_TEXT);
+            }
+        }
+        for (MediaPreview *preview : {m_preview, m_externalPreview}) {
+            updatePreviewModel(preview, info, op, listTypes);
+        }
+    });
+}
+
+void MediaMgr::postModelChange(std::function<void()> change)
+{
+    QMutexLocker locker(&m_modelChangeMutex);
+    m_modelChanges.append(std::move(change));
+    if (m_modelChanges.size() == 1) {
+        QMetaObject::invokeMethod(this, &MediaMgr::applyModelChanges, Qt::QueuedConnection);
+    }
+}
+
+void MediaMgr::applyModelChanges()
+{
+    QList<std::function<void()>> changes;
+    {
+        QMutexLocker locker(&m_modelChangeMutex);
+        changes.swap(m_modelChanges);
+    }
+    for (const std::function<void()> &change : std::as_const(changes)) {
+        change();
+    }
 }
 
 // A gallery borrowed from another dialog (a source dialog id is set) shows only what it loaded
@@ -803,17 +820,14 @@ void MediaMgr::removeFromModels(const QString &dialogId,
                                 std::function<void(MediaResourceMgr *)> fromGallery,
                                 std::function<void(MediaPreview *)> fromPreview)
 {
-    QMetaObject::invokeMethod(
-            this,
-            [this, dialogId, fromGallery, fromPreview] {
-                for (MediaResourceMgr *mgr : resourceMgrsOf(dialogId)) {
-                    fromGallery(mgr);
-                }
-                for (MediaPreview *preview : {m_preview, m_externalPreview}) {
-                    fromPreview(preview);
-                }
-            },
-            Qt::QueuedConnection);
+    postModelChange([this, dialogId, fromGallery, fromPreview] {
+        for (MediaResourceMgr *mgr : resourceMgrsOf(dialogId)) {
+            fromGallery(mgr);
+        }
+        for (MediaPreview *preview : {m_preview, m_externalPreview}) {
+            fromPreview(preview);
+        }
+    });
 }
 
 void MediaMgr::stopPlayback(const QString &dialogId,
@@ -1053,19 +1067,16 @@ void MediaMgr::releaseSelector(QHash<QString, MediaSelector *> &registry, const 
 // call back into the hub.
 void MediaMgr::pruneSelectors(std::function<void(MediaSelector *)> prune)
 {
-    QMetaObject::invokeMethod(
-            this,
-            [this, prune] {
-                QList<MediaSelector *> selectors;
-                {
-                    QMutexLocker locker(&m_mutex);
-                    selectors = m_selectors.values() + m_externSelectors.values();
-                }
-                for (MediaSelector *selector : std::as_const(selectors)) {
-                    prune(selector);
-                }
-            },
-            Qt::QueuedConnection);
+    postModelChange([this, prune] {
+        QList<MediaSelector *> selectors;
+        {
+            QMutexLocker locker(&m_mutex);
+            selectors = m_selectors.values() + m_externSelectors.values();
+        }
+        for (MediaSelector *selector : std::as_const(selectors)) {
+            prune(selector);
+        }
+    });
 }
 
 void MediaMgr::clearSelectors()

@@ -208,6 +208,9 @@ private:
     void updatePreviewModel(MediaPreview *preview, const MediaInfo &info, DoOperator op,
                             const QList<int> &listTypes);
 
+    // Runs change on the main thread after every change asked for before it.
+    void postModelChange(std::function<void()> change);
+    void applyModelChanges();
     void removeFromModels(const QString &dialogId,
                           std::function<void(MediaResourceMgr *)> fromGallery,
                           std::function<void(MediaPreview *)> fromPreview);
@@ -248,4 +251,9 @@ private:
     QRecursiveMutex m_mutex;
     QThreadPool *m_threadPool = nullptr; // child
     qint64 m_lastLocalClearTime = 0;
+    // Changes of the lists, previews and selections waiting for the main thread. One queued call
+    // runs all that gathered meanwhile: ingest asks for a change per message, and a batch of a
+    // hundred thousand messages then costs one event rather than one each.
+    QMutex m_modelChangeMutex;
+    QList<std::function<void()>> m_modelChanges; // guarded by m_modelChangeMutex
 };

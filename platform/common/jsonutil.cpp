@@ -5,6 +5,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+
 QByteArray mapToJson(const QVariantMap &map)
 {
     return QJsonDocument(QJsonObject::fromVariantMap(map)).toJson(QJsonDocument::Compact);
@@ -31,105 +35,103 @@ QVariantMap jsonToMap(const QString &json)
 
 namespace {
 
+// The escaping below writes into a QByteArray or into the writer's stack buffer alike.
+template<typename Out> void appendBytes(Out &out, const char *bytes, qsizetype count)
+{
+    out.append(bytes, count);
+}
+
+template<typename Out> void appendByte(Out &out, char byte)
+{
+    out.append(byte);
+}
+
 char hexDigit(uint value)
 {
     return char(value < 10 ? '0' + value : 'a' + value - 10);
 }
 
-void appendEscapedUnit(QByteArray &out, char16_t unit)
+template<typename Out> void appendEscapedUnit(Out &out, char16_t unit)
 {
-    out += "\\u";
-    for (int shift = 12; shift >= 0; shift -= 4) {
-        out += hexDigit((unit >> shift) & 0xf);
-    }
+    const char escaped[] = {'\\',
+                            'u',
+                            hexDigit((unit >> 12) & 0xf),
+                            hexDigit((unit >> 8) & 0xf),
+                            hexDigit((unit >> 4) & 0xf),
+                            hexDigit(unit & 0xf)};
+    appendBytes(out, escaped, sizeof escaped);
 }
 
-void appendAscii(QByteArray &out, char16_t unit)
+// Copied as it is: neither a JSON special nor a control character.
+bool isPlainAscii(char16_t unit)
 {
+    return unit >= 0x20 && unit < 0x80 && unit != '"' && unit != '\\';
+}
+
+// Ids, suffixes and most names are plain ASCII from end to end: they go in one copy rather than
+// one append per character.
+template<typename Out>
+const char16_t *appendPlainAscii(Out &out, const char16_t *unit, const char16_t *end)
+{
+    const char16_t *const plainEnd = std::find_if_not(unit, end, isPlainAscii);
+    const qsizetype at = out.size();
+    out.resize(at + (plainEnd - unit));
+    std::transform(unit, plainEnd, out.data() + at, [](char16_t plain) { return char(plain); });
+    return plainEnd;
+}
+
+template<typename Out> void appendAscii(Out &out, char16_t unit)
+{
+    const auto shortEscape = [&out](char letter) {
+        const char escaped[] = {'\\', letter};
+        appendBytes(out, escaped, sizeof escaped);
+    };
     switch (unit) {
     case '"':
-        out += "\\\"";
-        return;
     case '\\':
-        out += "\\\\";
-        return;
+        return shortEscape(char(unit));
     case '\b':
-        out += "\\b";
-        return;
+        return shortEscape('b');
     case '\f':
-        out += "\\f";
-        return;
+        return shortEscape('f');
     case '\n':
-        out += "\\n";
-        return;
+        return shortEscape('n');
     case '\r':
-        out += "\\r";
-        return;
+        return shortEscape('r');
     case '\t':
-        out += "\\t";
-        return;
+        return shortEscape('t');
     default:
         if (unit < 0x20) {
-            out += "\\u00";
-            out += hexDigit(unit >> 4);
-            out += hexDigit(unit & 0xf);
+            appendEscapedUnit(out, unit);
         } else {
-            out += char(unit);
+            appendByte(out, char(unit));
         }
     }
 }
 
-void appendUtf8(QByteArray &out, char32_t code)
+template<typename Out> void appendUtf8(Out &out, char32_t code)
 {
     if (code < 0x800) {
-        out += char(0xc0 | (code >> 6));
+        appendByte(out, char(0xc0 | (code >> 6)));
     } else if (code < 0x10000) {
-        out += char(0xe0 | (code >> 12));
-        out += char(0x80 | ((code >> 6) & 0x3f));
+        appendByte(out, char(0xe0 | (code >> 12)));
+        appendByte(out, char(0x80 | ((code >> 6) & 0x3f)));
     } else {
-        out += char(0xf0 | (code >> 18));
-        out += char(0x80 | ((code >> 12) & 0x3f));
-        out += char(0x80 | ((code >> 6) & 0x3f));
+        appendByte(out, char(0xf0 | (code >> 18)));
+        appendByte(out, char(0x80 | ((code >> 12) & 0x3f)));
+        appendByte(out, char(0x80 | ((code >> 6) & 0x3f)));
     }
-    out += char(0x80 | (code & 0x3f));
-}
-
-} // namespace
-
-void CompactJsonWriter::add(QLatin1String key, const QString &value)
-{
-    addKey(key);
-    appendJsonString(m_out, value);
-}
-
-void CompactJsonWriter::add(QLatin1String key, qint64 value)
-{
-    addKey(key);
-    m_out += QByteArray::number(value);
-}
-
-QByteArray CompactJsonWriter::take()
-{
-    QByteArray out = m_out.isEmpty() ? QByteArrayLiteral("{") : std::exchange(m_out, {});
-    out += '}';
-    return out;
-}
-
-void CompactJsonWriter::addKey(QLatin1String key)
-{
-    m_out += m_out.isEmpty() ? '{' : ',';
-    appendJsonString(m_out, key);
-    m_out += ':';
+    appendByte(out, char(0x80 | (code & 0x3f)));
 }
 
 // Escapes as QJsonDocument does: the two JSON specials and control characters escaped, other
 // text as UTF-8, and a surrogate without its partner as a \u escape of itself.
-void appendJsonString(QByteArray &out, const QString &text)
+template<typename Out> void appendJsonStringTo(Out &out, const QString &text)
 {
-    out += '"';
+    appendByte(out, '"');
     const char16_t *unit = reinterpret_cast<const char16_t *>(text.constData());
     const char16_t *const end = unit + text.size();
-    for (; unit != end; ++unit) {
+    for (; (unit = appendPlainAscii(out, unit, end)) != end; ++unit) {
         const char16_t current = *unit;
         if (current < 0x80) {
             appendAscii(out, current);
@@ -143,5 +145,45 @@ void appendJsonString(QByteArray &out, const QString &text)
             appendUtf8(out, current);
         }
     }
-    out += '"';
+    appendByte(out, '"');
+}
+
+} // namespace
+
+void appendJsonString(QByteArray &out, const QString &text)
+{
+    appendJsonStringTo(out, text);
+}
+
+void CompactJsonWriter::add(QLatin1String key, const QString &value)
+{
+    addKey(key);
+    appendJsonStringTo(m_out, value);
+}
+
+void CompactJsonWriter::add(QLatin1String key, qint64 value)
+{
+    addKey(key);
+    char digits[24];
+    const std::to_chars_result written = std::to_chars(std::begin(digits), std::end(digits), value);
+    appendBytes(m_out, digits, written.ptr - digits);
+}
+
+QByteArray CompactJsonWriter::take()
+{
+    if (m_out.isEmpty()) {
+        appendByte(m_out, '{');
+    }
+    appendByte(m_out, '}');
+    QByteArray out(m_out.constData(), m_out.size());
+    m_out.clear();
+    return out;
+}
+
+void CompactJsonWriter::addKey(QLatin1String key)
+{
+    appendByte(m_out, m_out.isEmpty() ? '{' : ',');
+    appendByte(m_out, '"');
+    appendBytes(m_out, key.data(), key.size());
+    appendBytes(m_out, "\":", 2);
 }

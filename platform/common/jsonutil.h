@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QLatin1String>
 #include <QString>
+#include <QVarLengthArray>
 #include <QVariantMap>
 
 // JSON object text of a map, compact. 64-bit integers survive the round trip.
@@ -17,7 +18,7 @@ void appendJsonString(QByteArray &out, const QString &text);
 // One flat JSON object of strings and integers, written compact and byte for byte as
 // QJsonDocument writes it, without building a QVariantMap and a QJsonObject first: for records
 // written by the hundred thousand. Keys must be added in the order QJsonObject keeps them
-// (sorted), and each once.
+// (sorted), and each once; keys are plain ASCII names, written without escaping.
 class CompactJsonWriter
 {
 public:
@@ -29,5 +30,6 @@ public:
 private:
     void addKey(QLatin1String key);
 
-    QByteArray m_out;
+    // Room for a whole record, so that a record costs one allocation: the text returned.
+    QVarLengthArray<char, 256> m_out;
 };

@@ -27,15 +27,14 @@ BufferFileStorage::BufferFileStorage(Database *db)
 
 bool BufferFileStorage::save(const QList<BufferFileInfo> &rows)
 {
-    return Sql::execForRows(m_db,
-                            QStringLiteral("INSERT OR REPLACE INTO buffer_file (file_id, category, "
-                                           "kind, suffix, size, date_time) "
-                                           "VALUES (?, ?, ?, ?, ?, ?)"),
-                            rows, [](const BufferFileInfo &row) {
-                                return QVariantList {
-                                        Sql::text(row.fileId), row.category, row.kind,
-                                        Sql::text(row.suffix), row.size,     row.dateTime};
-                            });
+    return Sql::insertRows(m_db,
+                           QStringLiteral("INSERT OR REPLACE INTO buffer_file (file_id, category, "
+                                          "kind, suffix, size, date_time)"),
+                           rows, [](const BufferFileInfo &row) {
+                               return QVariantList {
+                                       Sql::text(row.fileId), row.category, row.kind,
+                                       Sql::text(row.suffix), row.size,     row.dateTime};
+                           });
 }
 
 QList<BufferFileInfo> BufferFileStorage::infos(int count)

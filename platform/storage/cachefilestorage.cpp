@@ -35,13 +35,13 @@ CacheFileStorage::CacheFileStorage(Database *db)
 
 bool CacheFileStorage::save(const QList<CacheFileInfo> &rows)
 {
-    return Sql::execForRows(m_db,
-                            QStringLiteral("INSERT OR REPLACE INTO cache_file (file_id, type, "
-                                           "suffix, size, date_time) VALUES (?, ?, ?, ?, ?)"),
-                            rows, [](const CacheFileInfo &row) {
-                                return QVariantList {Sql::text(row.fileId), row.type,
-                                                     Sql::text(row.suffix), row.size, row.dateTime};
-                            });
+    return Sql::insertRows(m_db,
+                           QStringLiteral("INSERT OR REPLACE INTO cache_file (file_id, type, "
+                                          "suffix, size, date_time)"),
+                           rows, [](const CacheFileInfo &row) {
+                               return QVariantList {Sql::text(row.fileId), row.type,
+                                                    Sql::text(row.suffix), row.size, row.dateTime};
+                           });
 }
 
 QList<CacheFileInfo> CacheFileStorage::infosAfter(qint64 dateTime, const QString &fileId, int count)

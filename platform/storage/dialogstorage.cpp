@@ -37,11 +37,11 @@ DialogStorage::DialogStorage(Database *db)
 
 bool DialogStorage::save(const QList<DialogRecord> &records)
 {
-    return Sql::execForRows(
+    return Sql::insertRows(
             m_db,
             QStringLiteral("INSERT OR REPLACE INTO dialog (dialog_id, name, type, is_group, "
                            "first_visible_msg_id, last_active_time, can_search_remote, "
-                           "has_remote_history) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
+                           "has_remote_history)"),
             records, [](const DialogRecord &record) {
                 return QVariantList {Sql::text(record.dialogId),
                                      Sql::text(record.name),

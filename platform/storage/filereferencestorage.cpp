@@ -56,13 +56,19 @@ QList<FileReferenceInfo> takeRows(Database *db, const WhereClause &where)
     return ok ? removed : QList<FileReferenceInfo>();
 }
 
+// The file and thumbnail indexes leave out empty ids, most thumbnails being absent; SQLite uses
+// such an index only when the query itself rules the empty id out.
+QString nonEmptyIdIn(const QString &column)
+{
+    return column + QStringLiteral(" != '' AND ") + column + QStringLiteral(" IN (%1)");
+}
+
 QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column, const QList<QString> &ids)
 {
     QList<FileReferenceInfo> rows;
-    const bool ok = Sql::selectWithIds(db->connection(),
-                                       selectColumns() + QStringLiteral(" WHERE ") + column
-                                               + QStringLiteral(" IN (%1)"),
-                                       {}, ids, rowAt, rows);
+    const bool ok = Sql::selectWithIds(
+            db->connection(), selectColumns() + QStringLiteral(" WHERE ") + nonEmptyIdIn(column),
+            {}, ids, rowAt, rows);
     return ok ? rows : QList<FileReferenceInfo>();
 }
 
@@ -74,20 +80,20 @@ FileReferenceStorage::FileReferenceStorage(Database *db)
 
 bool FileReferenceStorage::save(const QList<FileReferenceInfo> &rows)
 {
-    return Sql::execForRows(m_db,
-                            QStringLiteral("INSERT OR REPLACE INTO file_reference (dialog_id, "
-                                           "message_id, sub_msg_id, type, date_time, thumb_id, "
-                                           "file_id, data) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-                            rows, [](const FileReferenceInfo &row) {
-                                return QVariantList {Sql::text(row.dialogId),
-                                                     row.messageId,
-                                                     row.subMsgId,
-                                                     row.type,
-                                                     row.dateTime,
-                                                     Sql::text(row.thumbId),
-                                                     Sql::text(row.fileId),
-                                                     row.data};
-                            });
+    return Sql::insertRows(m_db,
+                           QStringLiteral("INSERT OR REPLACE INTO file_reference (dialog_id, "
+                                          "message_id, sub_msg_id, type, date_time, thumb_id, "
+                                          "file_id, data)"),
+                           rows, [](const FileReferenceInfo &row) {
+                               return QVariantList {Sql::text(row.dialogId),
+                                                    row.messageId,
+                                                    row.subMsgId,
+                                                    row.type,
+                                                    row.dateTime,
+                                                    Sql::text(row.thumbId),
+                                                    Sql::text(row.fileId),
+                                                    row.data};
+                           });
 }
 
 bool FileReferenceStorage::remove(const QString &dialogId, qint64 messageId)
@@ -136,8 +142,8 @@ QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fi
     QList<std::pair<QString, int>> counts;
     const bool ok = Sql::selectWithIds(
             m_db->connection(),
-            QStringLiteral("SELECT file_id, COUNT(*) FROM file_reference WHERE file_id IN (%1) "
-                           "GROUP BY file_id"),
+            QStringLiteral("SELECT file_id, COUNT(*) FROM file_reference WHERE ")
+                    + nonEmptyIdIn(QStringLiteral("file_id")) + QStringLiteral(" GROUP BY file_id"),
             {}, fileIds,
             [](const Sql::NativeRow &stored) {
                 return std::make_pair(stored.text(0), int(stored.integer(1)));

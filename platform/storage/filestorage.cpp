@@ -29,20 +29,19 @@ FileStorage::FileStorage(Database *db)
 
 bool FileStorage::save(const QList<FileRecord> &records)
 {
-    return Sql::execForRows(m_db,
-                            QStringLiteral("INSERT OR REPLACE INTO file_record (file_id, type, "
-                                           "suffix, size, name, url, state, downloaded) "
-                                           "VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-                            records, [](const FileRecord &record) {
-                                return QVariantList {Sql::text(record.fileId),
-                                                     record.type,
-                                                     Sql::text(record.suffix),
-                                                     record.size,
-                                                     Sql::text(record.name),
-                                                     Sql::text(record.url),
-                                                     record.state,
-                                                     record.downloaded};
-                            });
+    return Sql::insertRows(m_db,
+                           QStringLiteral("INSERT OR REPLACE INTO file_record (file_id, type, "
+                                          "suffix, size, name, url, state, downloaded)"),
+                           records, [](const FileRecord &record) {
+                               return QVariantList {Sql::text(record.fileId),
+                                                    record.type,
+                                                    Sql::text(record.suffix),
+                                                    record.size,
+                                                    Sql::text(record.name),
+                                                    Sql::text(record.url),
+                                                    record.state,
+                                                    record.downloaded};
+                           });
 }
 
 FileRecord FileStorage::info(const QString &fileId)

@@ -120,11 +120,11 @@ MessageStorage::MessageStorage(Database *db)
 
 bool MessageStorage::save(const QList<MessageRecord> &records)
 {
-    return Sql::execForRows(
+    return Sql::insertRows(
             m_db,
             QStringLiteral("INSERT OR REPLACE INTO message (dialog_id, message_id, sub_msg_id, "
                            "date_time, type, sender_id, text, folded_text, has_url, removed, "
-                           "data) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                           "data)"),
             records, [](const MessageRecord &record) {
                 return QVariantList {Sql::text(record.dialogId),
                                      record.messageId,

@@ -362,11 +362,10 @@ QList<ResourceInfo> ResourceStorage::infosAfter(const ResourceSearchInfo &info)
 
 bool ResourceStorage::save(const QList<ResourceInfo> &rows)
 {
-    return Sql::execForRows(
+    return Sql::insertRows(
             m_db,
             QStringLiteral("INSERT OR REPLACE INTO resource (dialog_id, message_id, sub_msg_id, "
-                           "type, kind, date_time, sender_id, text, folded_text) "
-                           "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                           "type, kind, date_time, sender_id, text, folded_text)"),
             rows, [](const ResourceInfo &row) {
                 return QVariantList {Sql::text(row.dialogId),
                                      row.messageId,

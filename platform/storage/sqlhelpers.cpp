@@ -30,7 +30,71 @@ bool prepare(QSqlQuery &query, const QString &sql)
     return true;
 }
 
+// Compiled statements by connection name and text, each lent to one NativeStatement at a time.
+// Shared between threads only because a Database closes the connections of other threads when
+// it is destroyed; each connection's statements are used on its own thread.
+class KeptStatements
+{
+public:
+    sqlite3_stmt *take(const QString &connectionName, const QString &sql)
+    {
+        QMutexLocker locker(&m_mutex);
+        const auto connection = m_statements.find(connectionName);
+        if (connection == m_statements.end()) {
+            return nullptr;
+        }
+        const auto kept = connection->find(sql);
+        if (kept == connection->end()) {
+            return nullptr;
+        }
+        sqlite3_stmt *statement = kept.value();
+        connection->erase(kept);
+        return statement;
+    }
+
+    // Keeps the statement, or finalizes it when the connection has one of that text already or
+    // keeps as many as it may: the texts of a connection are few, but an id list bound value by
+    // value makes one text per length.
+    void keep(const QString &connectionName, const QString &sql, sqlite3_stmt *statement)
+    {
+        sqlite3_clear_bindings(statement);
+        QMutexLocker locker(&m_mutex);
+        QHash<QString, sqlite3_stmt *> &kept = m_statements[connectionName];
+        if (kept.size() >= MaxPerConnection || kept.contains(sql)) {
+            locker.unlock();
+            sqlite3_finalize(statement);
+            return;
+        }
+        kept.insert(sql, statement);
+    }
+
+    void finalizeAll(const QString &connectionName)
+    {
+        QMutexLocker locker(&m_mutex);
+        const QHash<QString, sqlite3_stmt *> statements = m_statements.take(connectionName);
+        locker.unlock();
+        for (sqlite3_stmt *statement : statements) {
+            sqlite3_finalize(statement);
+        }
+    }
+
+private:
+    static constexpr qsizetype MaxPerConnection = 64;
+
+    QMutex m_mutex;
+    QHash<QString, QHash<QString, sqlite3_stmt *>> m_statements; // guarded by m_mutex
+};
+
+Q_GLOBAL_STATIC(KeptStatements, s_keptStatements)
+
 } // namespace
+
+void finalizeKeptStatements(const QString &connectionName)
+{
+    if (!s_keptStatements.isDestroyed()) {
+        s_keptStatements->finalizeAll(connectionName);
+    }
+}
 
 QString placeholders(qsizetype count)
 {
@@ -40,6 +104,20 @@ QString placeholders(qsizetype count)
         list += i == 0 ? QStringLiteral("?") : QStringLiteral(", ?");
     }
     return list;
+}
+
+QString valueRows(qsizetype columnCount, qsizetype rowCount)
+{
+    const QString row = QLatin1Char('(') + placeholders(columnCount) + QLatin1Char(')');
+    QString rows;
+    rows.reserve(rowCount * (row.size() + 2));
+    for (qsizetype i = 0; i < rowCount; ++i) {
+        if (i > 0) {
+            rows += QStringLiteral(", ");
+        }
+        rows += row;
+    }
+    return rows;
 }
 
 QVariant text(const QString &value)
@@ -139,7 +217,8 @@ QByteArray NativeRow::blob(int column) const
 }
 
 NativeStatement::NativeStatement(QSqlDatabase &connection, const QString &sql)
-    : m_sql(sql)
+    : m_connectionName(connection.connectionName())
+    , m_sql(sql)
 {
     // Database logged why the connection could not open; one line per failure is enough.
     if (!connection.driver() || !connection.driver()->isOpen()) {
@@ -151,9 +230,13 @@ NativeStatement::NativeStatement(QSqlDatabase &connection, const QString &sql)
         return;
     }
     m_handle = *static_cast<sqlite3 *const *>(handle.constData());
-    if (sqlite3_prepare16_v2(m_handle, sql.utf16(), int(sql.size() * sizeof(char16_t)),
-                             &m_statement, nullptr)
-        != SQLITE_OK) {
+    if (!s_keptStatements.isDestroyed()) {
+        m_statement = s_keptStatements->take(m_connectionName, sql);
+    }
+    if (!m_statement
+        && sqlite3_prepare16_v2(m_handle, sql.utf16(), int(sql.size() * sizeof(char16_t)),
+                                &m_statement, nullptr)
+                != SQLITE_OK) {
         logFailure("cannot prepare");
         m_statement = nullptr;
     }
@@ -161,7 +244,15 @@ NativeStatement::NativeStatement(QSqlDatabase &connection, const QString &sql)
 
 NativeStatement::~NativeStatement()
 {
-    sqlite3_finalize(m_statement);
+    if (!m_statement) {
+        return;
+    }
+    sqlite3_reset(m_statement);
+    if (s_keptStatements.isDestroyed()) {
+        sqlite3_finalize(m_statement);
+    } else {
+        s_keptStatements->keep(m_connectionName, m_sql, m_statement);
+    }
 }
 
 bool NativeStatement::run(const QVariantList &values)

@@ -85,10 +85,16 @@ private:
     sqlite3_stmt *m_statement;
 };
 
+// Finalizes the statements kept for the named connection; called before the connection closes,
+// as SQLite keeps a connection with live statements open.
+void finalizeKeptStatements(const QString &connectionName);
+
 // A statement prepared on the connection's own SQLite handle. Going through QSqlQuery costs more
 // than SQLite's own work on a row: every value becomes a QVariant in a cached row, which tells
 // where rows come by the hundred thousand (ingest, imports, paging a gallery). Values bind as
-// Qt's SQLite driver binds them.
+// Qt's SQLite driver binds them. The compiled statement is kept for the connection when this
+// object ends and lent to the next statement of the same text: a gallery page runs the same few
+// statements page after page, and compiling them cost as much as a page's row lookups.
 class NativeStatement
 {
 public:
@@ -125,6 +131,7 @@ private:
 
     sqlite3 *m_handle = nullptr;
     sqlite3_stmt *m_statement = nullptr;
+    QString m_connectionName;
     QString m_sql;
     bool m_failed = false;
 };
@@ -138,24 +145,43 @@ bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, Row
     return statement.isValid() && statement.appendRows(values, rowAt, rows);
 }
 
-// Executes sql once per row with valuesOf(row), all rows in one transaction.
+// "(?, ?), (?, ?)" for rowCount rows of columnCount values.
+QString valueRows(qsizetype columnCount, qsizetype rowCount);
+
+// Rows an insert statement writes at once: running a statement costs SQLite about as much as
+// writing the row into its table and indexes.
+constexpr qsizetype RowsPerInsert = 64;
+
+// Inserts every row, valuesOf(row) giving its values, with insertInto ("INSERT OR REPLACE INTO
+// t (a, b)") in one transaction, RowsPerInsert rows per statement while that many are left.
 template<typename Row, typename ValuesOf>
-bool execForRows(Database *db, const QString &sql, const QList<Row> &rows, ValuesOf valuesOf)
+bool insertRows(Database *db, const QString &insertInto, const QList<Row> &rows, ValuesOf valuesOf)
 {
     if (rows.isEmpty()) {
         return true;
     }
+    const qsizetype columnCount = valuesOf(rows.constFirst()).size();
     return db->transaction([&](QSqlDatabase &connection) {
-        NativeStatement statement(connection, sql);
-        if (!statement.isValid()) {
-            return false;
-        }
-        for (const Row &row : rows) {
-            if (!statement.run(valuesOf(row))) {
-                return false;
+        qsizetype next = 0;
+        const auto insertWhileLeft = [&](qsizetype rowsPerStatement) {
+            NativeStatement statement(connection,
+                                      insertInto + QStringLiteral(" VALUES ")
+                                              + valueRows(columnCount, rowsPerStatement));
+            QVariantList values;
+            for (; statement.isValid() && rows.size() - next >= rowsPerStatement;
+                 next += rowsPerStatement) {
+                values.clear();
+                for (qsizetype k = next; k < next + rowsPerStatement; ++k) {
+                    values += valuesOf(rows.at(k));
+                }
+                if (!statement.run(values)) {
+                    return false;
+                }
             }
-        }
-        return true;
+            return statement.isValid();
+        };
+        return (rows.size() < RowsPerInsert || insertWhileLeft(RowsPerInsert))
+                && (next == rows.size() || insertWhileLeft(1));
     });
 }
 

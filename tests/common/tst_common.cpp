@@ -224,6 +224,8 @@ void TestCommon::compactJsonWriterWritesWhatQtWrites_data()
             << QStringLiteral("R\u00e9sum\u00e9 \u6587\u4ef6.pdf") << qint64(4294967296);
     QTest::newRow("emoji: a surrogate pair")
             << QStringLiteral("\U0001F600 party.mp4") << std::numeric_limits<qint64>::max();
+    QTest::newRow("longer than the writer's own buffer")
+            << QStringLiteral("n\u00e4me ").repeated(100) + QStringLiteral("\\") << qint64(7);
     QTest::newRow("lone surrogates") << QString(QChar(0xd800)) + QStringLiteral("x") + QChar(0xdc00)
                                      << std::numeric_limits<qint64>::min();
 }

@@ -1,6 +1,7 @@
 #include "cachefilestorage.h"
 #include "database.h"
 #include "filereferencestorage.h"
+#include "filestorage.h"
 #include "messagestorage.h"
 #include "resourcestorage.h"
 #include "userstorageprovider.h"
@@ -44,6 +45,20 @@ QByteArray fileHash(const QString &path)
         return QByteArray();
     }
     return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+}
+
+// The file descriptors of this process open on the database file or its journals.
+int openHandlesOf(const QString &path)
+{
+    const QFileInfo file(path);
+    const QString canonical = file.dir().canonicalPath() + QLatin1Char('/') + file.fileName();
+    int handles = 0;
+    const QDir descriptors(QStringLiteral("/proc/self/fd"));
+    for (const QFileInfo &descriptor :
+         descriptors.entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)) {
+        handles += descriptor.symLinkTarget().startsWith(canonical) ? 1 : 0;
+    }
+    return handles;
 }
 
 storage::CacheFileInfo cacheFile(const QString &fileId, qint64 size = 10)
@@ -98,6 +113,7 @@ private Q_SLOTS:
     void connectionPerThread();
     void connectionClosesWithItsThread();
     void destructionClosesConnectionsOfLiveThreads();
+    void keptStatementsLetConnectionsClose();
     void concurrentUse();
 
 private:
@@ -300,6 +316,31 @@ void tst_Database::destructionClosesConnectionsOfLiveThreads()
     QVERIFY(storageConnections().isEmpty());
     thread.quit();
     QVERIFY(thread.wait());
+}
+
+// Statements stay compiled for their connection between calls; SQLite would refuse to close a
+// connection that still has them, and its file would stay open for the life of the process.
+void tst_Database::keptStatementsLetConnectionsClose()
+{
+    const QString path = m_dir->filePath("account.db");
+    auto db = std::make_unique<Database>(path);
+    storage::FileStorage files(db.get());
+    const auto useStatements = [&files] {
+        return files.save({{QStringLiteral("f1"), 2, "jpg", 1, "a", QString(), 0, 0}})
+                && files.infos({QStringLiteral("f1")}).size() == 1
+                && files.infos({QStringLiteral("f1")}).size() == 1;
+    };
+    bool used = false;
+    std::unique_ptr<QThread> thread(QThread::create([&] { used = useStatements(); }));
+    thread->start();
+    QVERIFY(thread->wait());
+    QVERIFY(used);
+    QCOMPARE(openHandlesOf(path), 0);
+
+    QVERIFY(useStatements());
+    QVERIFY(openHandlesOf(path) > 0);
+    db.reset();
+    QCOMPARE(openHandlesOf(path), 0);
 }
 
 // Writers and readers on several threads at once: every call succeeds, nothing is lost.

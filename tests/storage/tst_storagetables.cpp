@@ -93,6 +93,8 @@ private Q_SLOTS:
     void fileRegistry();
     void idLists_data();
     void idLists();
+    void savesEveryRowOfABatch_data();
+    void savesEveryRowOfABatch();
     void messageLookup();
     void messageSearch_data();
     void messageSearch();
@@ -307,6 +309,46 @@ void tst_StorageTables::idLists()
     QVERIFY(files.remove(asked));
     for (const QString &fileId : stored) {
         QCOMPARE(files.info(fileId).fileId.isEmpty(), fileId.isEmpty() || found.contains(fileId));
+    }
+}
+
+void tst_StorageTables::savesEveryRowOfABatch_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("repeatedFrom");
+    // Rows go into the table many at a time: around the size of a statement's share, and with
+    // a row repeated later in the batch, within its share or in another, where the later wins.
+    for (int count : {1, 63, 64, 65, 129}) {
+        QTest::addRow("%d rows", count) << count << -1;
+    }
+    QTest::newRow("repeat in the same statement") << 64 << 10;
+    QTest::newRow("repeat in the next statement") << 100 << 10;
+    QTest::newRow("repeat among the rows left over") << 130 << 129;
+}
+
+void tst_StorageTables::savesEveryRowOfABatch()
+{
+    QFETCH(int, count);
+    QFETCH(int, repeatedFrom);
+    FileStorage files(m_db.get());
+    QList<FileRecord> records;
+    QList<QString> ids;
+    for (int i = 0; i < count; ++i) {
+        ids.append(QStringLiteral("f%1").arg(i));
+        records.append({ids.last(), 2, "jpg", i, ids.last(), QString(), 0, 0});
+    }
+    if (repeatedFrom >= 0) {
+        records.append({ids.at(repeatedFrom), 5, "mp4", 999, "again", QString(), 0, 0});
+    }
+    QVERIFY(files.save(records));
+
+    const QList<FileRecord> stored = files.infos(ids);
+    QCOMPARE(stored.size(), count);
+    QCOMPARE(files.infosAfter(QString(), 1000).size(), count);
+    for (const FileRecord &record : stored) {
+        const int index = ids.indexOf(record.fileId);
+        QCOMPARE(record.size, index == repeatedFrom ? 999 : index);
+        QCOMPARE(record.suffix, index == repeatedFrom ? QString("mp4") : QString("jpg"));
     }
 }
 
