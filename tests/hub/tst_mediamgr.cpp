@@ -108,6 +108,7 @@ private Q_SLOTS:
     void ingestRows();
     void newMediaReachesOpenListOfItsDialogOnly();
     void silentIngestTouchesNoModel();
+    void listChangesKeepTheirOrder();
     void editedMediaReplacesRowsAndItem();
     void isMedia_data();
     void isMedia();
@@ -407,6 +408,33 @@ void TestMediaMgr::silentIngestTouchesNoModel()
     QCoreApplication::sendPostedEvents();
     QCOMPARE(rowCount(list), 0);
     QCOMPARE(rowsOf("a").size(), 1);
+}
+
+// Arrivals and removals reach the lists in the order they happened, however many wait for the
+// main thread at once.
+void TestMediaMgr::listChangesKeepTheirOrder()
+{
+    const auto document = [](qint64 id) {
+        im::Message message = messageProto("a", id, CONTENT_FILE);
+        setFile(message.mutable_file(), QStringLiteral("doc%1").arg(id), "pdf");
+        return message;
+    };
+    ResourceModel *list = openGallery("a")->mediaResource(CONTENT_FILE)->resourceModel();
+    QAbstractItemModelTester tester(list);
+    receive("a", {document(1), document(2)});
+    m_hub->removeMedia("a", {2});
+    receive("a", {document(3)});
+    m_hub->removeMedia("a", {1, 4});
+    receive("a", {document(4)});
+    QCOMPARE(rowCount(list), 0);
+
+    QCoreApplication::sendPostedEvents();
+    QList<qint64> shown;
+    for (int row = 0; row < rowCount(list); ++row) {
+        shown.append(list->getResourceItem(row)->msgDataPtr()->msgId());
+    }
+    std::sort(shown.begin(), shown.end());
+    QCOMPARE(shown, QList<qint64>({3, 4}));
 }
 
 void TestMediaMgr::editedMediaReplacesRowsAndItem()
