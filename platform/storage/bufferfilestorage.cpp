@@ -31,9 +31,10 @@ bool BufferFileStorage::save(const QList<BufferFileInfo> &rows)
                            QStringLiteral("INSERT OR REPLACE INTO buffer_file (file_id, category, "
                                           "kind, suffix, size, date_time)"),
                            rows, [](const BufferFileInfo &row) {
-                               return QVariantList {
-                                       Sql::text(row.fileId), row.category, row.kind,
-                                       Sql::text(row.suffix), row.size,     row.dateTime};
+                               return Sql::Values {
+                                       row.fileId, row.category, row.kind,
+                                       row.suffix, row.size,     row.dateTime,
+                               };
                            });
 }
 

@@ -39,8 +39,9 @@ bool CacheFileStorage::save(const QList<CacheFileInfo> &rows)
                            QStringLiteral("INSERT OR REPLACE INTO cache_file (file_id, type, "
                                           "suffix, size, date_time)"),
                            rows, [](const CacheFileInfo &row) {
-                               return QVariantList {Sql::text(row.fileId), row.type,
-                                                    Sql::text(row.suffix), row.size, row.dateTime};
+                               return Sql::Values {
+                                       row.fileId, row.type, row.suffix, row.size, row.dateTime,
+                               };
                            });
 }
 

@@ -43,14 +43,16 @@ bool DialogStorage::save(const QList<DialogRecord> &records)
                            "first_visible_msg_id, last_active_time, can_search_remote, "
                            "has_remote_history)"),
             records, [](const DialogRecord &record) {
-                return QVariantList {Sql::text(record.dialogId),
-                                     Sql::text(record.name),
-                                     record.type,
-                                     record.isGroup,
-                                     record.firstVisibleMsgId,
-                                     record.lastActiveTime,
-                                     record.canSearchRemote,
-                                     record.hasRemoteHistory};
+                return Sql::Values {
+                        record.dialogId,
+                        record.name,
+                        record.type,
+                        record.isGroup,
+                        record.firstVisibleMsgId,
+                        record.lastActiveTime,
+                        record.canSearchRemote,
+                        record.hasRemoteHistory,
+                };
             });
 }
 

@@ -85,14 +85,10 @@ bool FileReferenceStorage::save(const QList<FileReferenceInfo> &rows)
                                           "message_id, sub_msg_id, type, date_time, thumb_id, "
                                           "file_id, data)"),
                            rows, [](const FileReferenceInfo &row) {
-                               return QVariantList {Sql::text(row.dialogId),
-                                                    row.messageId,
-                                                    row.subMsgId,
-                                                    row.type,
-                                                    row.dateTime,
-                                                    Sql::text(row.thumbId),
-                                                    Sql::text(row.fileId),
-                                                    row.data};
+                               return Sql::Values {
+                                       row.dialogId, row.messageId, row.subMsgId, row.type,
+                                       row.dateTime, row.thumbId,   row.fileId,   row.data,
+                               };
                            });
 }
 

@@ -33,14 +33,10 @@ bool FileStorage::save(const QList<FileRecord> &records)
                            QStringLiteral("INSERT OR REPLACE INTO file_record (file_id, type, "
                                           "suffix, size, name, url, state, downloaded)"),
                            records, [](const FileRecord &record) {
-                               return QVariantList {Sql::text(record.fileId),
-                                                    record.type,
-                                                    Sql::text(record.suffix),
-                                                    record.size,
-                                                    Sql::text(record.name),
-                                                    Sql::text(record.url),
-                                                    record.state,
-                                                    record.downloaded};
+                               return Sql::Values {
+                                       record.fileId, record.type, record.suffix, record.size,
+                                       record.name,   record.url,  record.state,  record.downloaded,
+                               };
                            });
 }
 

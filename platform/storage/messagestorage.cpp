@@ -126,17 +126,14 @@ bool MessageStorage::save(const QList<MessageRecord> &records)
                            "date_time, type, sender_id, text, folded_text, has_url, removed, "
                            "data)"),
             records, [](const MessageRecord &record) {
-                return QVariantList {Sql::text(record.dialogId),
-                                     record.messageId,
-                                     record.subMsgId,
-                                     record.dateTime,
-                                     record.type,
-                                     record.senderId,
-                                     Sql::text(record.text),
-                                     Sql::text(record.text.toCaseFolded()),
-                                     hasUrl(record.text),
-                                     record.removed,
-                                     record.data};
+                return Sql::Values {
+                        record.dialogId,     record.messageId,
+                        record.subMsgId,     record.dateTime,
+                        record.type,         record.senderId,
+                        record.text,         record.text.toCaseFolded(),
+                        hasUrl(record.text), record.removed,
+                        record.data,
+                };
             });
 }
 

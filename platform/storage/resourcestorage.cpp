@@ -367,15 +367,17 @@ bool ResourceStorage::save(const QList<ResourceInfo> &rows)
             QStringLiteral("INSERT OR REPLACE INTO resource (dialog_id, message_id, sub_msg_id, "
                            "type, kind, date_time, sender_id, text, folded_text)"),
             rows, [](const ResourceInfo &row) {
-                return QVariantList {Sql::text(row.dialogId),
-                                     row.messageId,
-                                     row.subMsgId,
-                                     row.type,
-                                     kindOfType(row.type),
-                                     row.dateTime,
-                                     row.senderId,
-                                     Sql::text(row.text),
-                                     Sql::text(row.text.toCaseFolded())};
+                return Sql::Values {
+                        row.dialogId,
+                        row.messageId,
+                        row.subMsgId,
+                        row.type,
+                        kindOfType(row.type),
+                        row.dateTime,
+                        row.senderId,
+                        row.text,
+                        row.text.toCaseFolded(),
+                };
             });
 }
 

@@ -197,6 +197,27 @@ QList<QString> uniqueIds(const QList<QString> &ids)
     return unique;
 }
 
+// The value outlives the step, so text and bytes are bound without a copy.
+int Value::bindTo(sqlite3_stmt *statement, int index) const
+{
+    switch (m_kind) {
+    case Kind::Text:
+        return sqlite3_bind_text16(
+                statement, index,
+                m_text.isNull() ? u"" : reinterpret_cast<const char16_t *>(m_text.utf16()),
+                int(m_text.size() * sizeof(char16_t)), SQLITE_STATIC);
+    case Kind::Bytes:
+        return m_bytes.isNull() ? sqlite3_bind_null(statement, index)
+                                : sqlite3_bind_blob(statement, index, m_bytes.constData(),
+                                                    int(m_bytes.size()), SQLITE_STATIC);
+    case Kind::Integer:
+        return sqlite3_bind_int64(statement, index, m_integer);
+    case Kind::Null:
+        break;
+    }
+    return sqlite3_bind_null(statement, index);
+}
+
 QString NativeRow::text(int column) const
 {
     const void *data = sqlite3_column_text16(m_statement, column);
@@ -257,7 +278,27 @@ NativeStatement::~NativeStatement()
 
 bool NativeStatement::run(const QVariantList &values)
 {
-    if (!start(values)) {
+    return start(values) && runBound();
+}
+
+bool NativeStatement::bind(int firstIndex, const Values &values)
+{
+    if (!m_statement) {
+        return false;
+    }
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        if (values.at(i).bindTo(m_statement, firstIndex + int(i)) != SQLITE_OK) {
+            logFailure("cannot bind a value");
+            return false;
+        }
+    }
+    return true;
+}
+
+bool NativeStatement::runBound()
+{
+    m_failed = false;
+    if (!m_statement) {
         return false;
     }
     while (nextRow()) {

@@ -8,6 +8,7 @@
 #include <QSet>
 #include <QSqlQuery>
 #include <QString>
+#include <QVarLengthArray>
 #include <QVariant>
 #include <utility>
 
@@ -67,6 +68,41 @@ QString idSet();
 QVariant idArray(const QList<QString> &ids);
 QVariant idArray(const QList<qint64> &ids);
 
+// A value of a row to insert, bound without a QVariant around it. Text binds '' for a null
+// string, as text columns are NOT NULL; bytes bind NULL when null. Strings and bytes are held
+// shared, so a temporary may be bound.
+class Value
+{
+public:
+    Value() = default; // NULL
+    Value(qint64 integer)
+        : m_kind(Kind::Integer)
+        , m_integer(integer)
+    { }
+    Value(const QString &text)
+        : m_kind(Kind::Text)
+        , m_text(text)
+    { }
+    Value(const QByteArray &bytes)
+        : m_kind(Kind::Bytes)
+        , m_bytes(bytes)
+    { }
+
+    // SQLite's result code.
+    int bindTo(sqlite3_stmt *statement, int index) const;
+
+private:
+    enum class Kind { Null, Integer, Text, Bytes };
+
+    Kind m_kind = Kind::Null;
+    qint64 m_integer = 0;
+    QString m_text;
+    QByteArray m_bytes;
+};
+
+// The values of one row, in column order.
+using Values = QVarLengthArray<Value, 12>;
+
 // The current row of a NativeStatement's query, read by column. Valid only inside the callback
 // that receives it: the values are read from SQLite's own buffers.
 class NativeRow
@@ -107,6 +143,10 @@ public:
     bool isValid() const { return m_statement != nullptr; }
     // Binds values to the placeholders in order, runs the statement once and resets it.
     bool run(const QVariantList &values);
+    // Binds values to the placeholders from firstIndex (counted from 1) on, replacing what was
+    // bound there; runBound() then runs the statement once and resets it.
+    bool bind(int firstIndex, const Values &values);
+    bool runBound();
     // Binds values, appends rowAt(const NativeRow &) for every row to rows and resets the
     // statement, so that it can run again with other values.
     template<typename Row, typename RowAt>
@@ -167,14 +207,14 @@ bool insertRows(Database *db, const QString &insertInto, const QList<Row> &rows,
             NativeStatement statement(connection,
                                       insertInto + QStringLiteral(" VALUES ")
                                               + valueRows(columnCount, rowsPerStatement));
-            QVariantList values;
             for (; statement.isValid() && rows.size() - next >= rowsPerStatement;
                  next += rowsPerStatement) {
-                values.clear();
-                for (qsizetype k = next; k < next + rowsPerStatement; ++k) {
-                    values += valuesOf(rows.at(k));
+                for (qsizetype k = 0; k < rowsPerStatement; ++k) {
+                    if (!statement.bind(int(k * columnCount) + 1, valuesOf(rows.at(next + k)))) {
+                        return false;
+                    }
                 }
-                if (!statement.run(values)) {
+                if (!statement.runBound()) {
                     return false;
                 }
             }
