@@ -91,47 +91,50 @@ void MessageBase::applyProto(im::Message &&proto, const ResolvedFiles &resolved)
 
 QString MessageBase::dialogId() const
 {
-    return QString::fromStdString(snapshot()->proto.dialog_id());
+    return read([](const Snapshot &current) {
+        return QString::fromStdString(current.proto.dialog_id());
+    });
 }
 
 qint64 MessageBase::dateTime() const
 {
-    return snapshot()->proto.time();
+    return read([](const Snapshot &current) { return current.proto.time(); });
 }
 
 int MessageBase::type() const
 {
-    return snapshot()->proto.type();
+    return read([](const Snapshot &current) { return current.proto.type(); });
 }
 
 QString MessageBase::text() const
 {
-    return QString::fromStdString(snapshot()->proto.text());
+    return read(
+            [](const Snapshot &current) { return QString::fromStdString(current.proto.text()); });
 }
 
 qint64 MessageBase::msgId() const
 {
-    return snapshot()->proto.msg_id();
+    return read([](const Snapshot &current) { return current.proto.msg_id(); });
 }
 
 qint64 MessageBase::subMsgId() const
 {
-    return snapshot()->proto.sub_msg_id();
+    return read([](const Snapshot &current) { return current.proto.sub_msg_id(); });
 }
 
 qint64 MessageBase::parentMsgId() const
 {
-    return snapshot()->proto.parent_msg_id();
+    return read([](const Snapshot &current) { return current.proto.parent_msg_id(); });
 }
 
 qint64 MessageBase::senderId() const
 {
-    return snapshot()->proto.sender_id();
+    return read([](const Snapshot &current) { return current.proto.sender_id(); });
 }
 
 QSharedPointer<ContentItem> MessageBase::contentItem() const
 {
-    return snapshot()->content;
+    return read([](const Snapshot &current) { return current.content; });
 }
 
 MessageKey MessageBase::key() const
@@ -145,7 +148,9 @@ MessageKey MessageBase::key() const
 
 QString MessageBase::referenceDialogId() const
 {
-    return QString::fromStdString(snapshot()->proto.ref_dialog_id());
+    return read([](const Snapshot &current) {
+        return QString::fromStdString(current.proto.ref_dialog_id());
+    });
 }
 
 ReferenceInfo MessageBase::referenceInfo() const
@@ -163,17 +168,17 @@ ReferenceInfo MessageBase::referenceInfo() const
 
 QSharedPointer<MessageBase> MessageBase::quoteMessage() const
 {
-    return snapshot()->quote;
+    return read([](const Snapshot &current) { return current.quote; });
 }
 
 bool MessageBase::isRemoved() const
 {
-    return snapshot()->proto.removed();
+    return read([](const Snapshot &current) { return current.proto.removed(); });
 }
 
 bool MessageBase::isRevoked() const
 {
-    return snapshot()->proto.revoked();
+    return read([](const Snapshot &current) { return current.proto.revoked(); });
 }
 
 im::Message MessageBase::proto() const

@@ -97,6 +97,14 @@ private:
                                             qint64 ownUserId, const ResolvedFiles &resolved);
     void applyProto(im::Message &&proto, const ResolvedFiles &resolved);
     std::shared_ptr<const Snapshot> snapshot() const;
+    // What read finds in the current snapshot, read under the lock: a single field needs no
+    // reference to the snapshot, whose counting cost more than the read. read must not call
+    // back into this message.
+    template<typename Read> auto read(Read read) const
+    {
+        QMutexLocker locker(&m_mutex);
+        return read(*m_snapshot);
+    }
 
     FileManager *const m_files;
     const qint64 m_ownUserId;
