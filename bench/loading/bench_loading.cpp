@@ -6,7 +6,7 @@
 //    the model, and the run fails unless the list ends holding exactly the chat's rows.
 // Both are wall-clock times, since the work runs on a pool thread while the main thread waits.
 // The chat is generated once per run in a temporary folder: message, resource and file rows in
-// one transaction with prepared statements. That takes about 65 s on the shared 2-core build
+// one transaction with prepared statements. That takes 30 to 45 s on the shared 2-core build
 // machine and is not timed; the "generation" line printed before the benchmarks gives the figure.
 
 #include "accountbase.h"
