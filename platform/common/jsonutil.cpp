@@ -35,17 +35,6 @@ QVariantMap jsonToMap(const QString &json)
 
 namespace {
 
-// The escaping below writes into a QByteArray or into the writer's stack buffer alike.
-template<typename Out> void appendBytes(Out &out, const char *bytes, qsizetype count)
-{
-    out.append(bytes, count);
-}
-
-template<typename Out> void appendByte(Out &out, char byte)
-{
-    out.append(byte);
-}
-
 char hexDigit(uint value)
 {
     return char(value < 10 ? '0' + value : 'a' + value - 10);
@@ -59,7 +48,7 @@ template<typename Out> void appendEscapedUnit(Out &out, char16_t unit)
                             hexDigit((unit >> 8) & 0xf),
                             hexDigit((unit >> 4) & 0xf),
                             hexDigit(unit & 0xf)};
-    appendBytes(out, escaped, sizeof escaped);
+    out.append(escaped, sizeof escaped);
 }
 
 // Copied as it is: neither a JSON special nor a control character.
@@ -84,7 +73,7 @@ template<typename Out> void appendAscii(Out &out, char16_t unit)
 {
     const auto shortEscape = [&out](char letter) {
         const char escaped[] = {'\\', letter};
-        appendBytes(out, escaped, sizeof escaped);
+        out.append(escaped, sizeof escaped);
     };
     switch (unit) {
     case '"':
@@ -104,7 +93,7 @@ template<typename Out> void appendAscii(Out &out, char16_t unit)
         if (unit < 0x20) {
             appendEscapedUnit(out, unit);
         } else {
-            appendByte(out, char(unit));
+            out.append(char(unit));
         }
     }
 }
@@ -112,23 +101,24 @@ template<typename Out> void appendAscii(Out &out, char16_t unit)
 template<typename Out> void appendUtf8(Out &out, char32_t code)
 {
     if (code < 0x800) {
-        appendByte(out, char(0xc0 | (code >> 6)));
+        out.append(char(0xc0 | (code >> 6)));
     } else if (code < 0x10000) {
-        appendByte(out, char(0xe0 | (code >> 12)));
-        appendByte(out, char(0x80 | ((code >> 6) & 0x3f)));
+        out.append(char(0xe0 | (code >> 12)));
+        out.append(char(0x80 | ((code >> 6) & 0x3f)));
     } else {
-        appendByte(out, char(0xf0 | (code >> 18)));
-        appendByte(out, char(0x80 | ((code >> 12) & 0x3f)));
-        appendByte(out, char(0x80 | ((code >> 6) & 0x3f)));
+        out.append(char(0xf0 | (code >> 18)));
+        out.append(char(0x80 | ((code >> 12) & 0x3f)));
+        out.append(char(0x80 | ((code >> 6) & 0x3f)));
     }
-    appendByte(out, char(0x80 | (code & 0x3f)));
+    out.append(char(0x80 | (code & 0x3f)));
 }
 
+// Out is a QByteArray or the writer's stack buffer, which append alike.
 // Escapes as QJsonDocument does: the two JSON specials and control characters escaped, other
 // text as UTF-8, and a surrogate without its partner as a \u escape of itself.
 template<typename Out> void appendJsonStringTo(Out &out, const QString &text)
 {
-    appendByte(out, '"');
+    out.append('"');
     const char16_t *unit = reinterpret_cast<const char16_t *>(text.constData());
     const char16_t *const end = unit + text.size();
     for (; (unit = appendPlainAscii(out, unit, end)) != end; ++unit) {
@@ -145,7 +135,7 @@ template<typename Out> void appendJsonStringTo(Out &out, const QString &text)
             appendUtf8(out, current);
         }
     }
-    appendByte(out, '"');
+    out.append('"');
 }
 
 } // namespace
@@ -166,15 +156,15 @@ void CompactJsonWriter::add(QLatin1String key, qint64 value)
     addKey(key);
     char digits[24];
     const std::to_chars_result written = std::to_chars(std::begin(digits), std::end(digits), value);
-    appendBytes(m_out, digits, written.ptr - digits);
+    m_out.append(digits, written.ptr - digits);
 }
 
 QByteArray CompactJsonWriter::take()
 {
     if (m_out.isEmpty()) {
-        appendByte(m_out, '{');
+        m_out.append('{');
     }
-    appendByte(m_out, '}');
+    m_out.append('}');
     QByteArray out(m_out.constData(), m_out.size());
     m_out.clear();
     return out;
@@ -182,8 +172,8 @@ QByteArray CompactJsonWriter::take()
 
 void CompactJsonWriter::addKey(QLatin1String key)
 {
-    appendByte(m_out, m_out.isEmpty() ? '{' : ',');
-    appendByte(m_out, '"');
-    appendBytes(m_out, key.data(), key.size());
-    appendBytes(m_out, "\":", 2);
+    m_out.append(m_out.isEmpty() ? '{' : ',');
+    m_out.append('"');
+    m_out.append(key.data(), key.size());
+    m_out.append("\":", 2);
 }

@@ -336,35 +336,27 @@ bool NativeStatement::nextRow()
     return false;
 }
 
-// The variant outlives the step, so text and bytes are bound without a copy.
+// A variant binds as Qt's SQLite driver binds it: a null string as NULL. The variant outlives
+// the step, so text and bytes are bound without a copy.
 bool NativeStatement::bind(int index, const QVariant &value)
 {
     switch (value.typeId()) {
     case QMetaType::QString: {
-        const auto *text = static_cast<const QString *>(value.constData());
-        return (text->isNull()
-                        ? sqlite3_bind_null(m_statement, index)
-                        : sqlite3_bind_text16(m_statement, index, text->utf16(),
-                                              int(text->size() * sizeof(char16_t)), SQLITE_STATIC))
-                == SQLITE_OK;
+        const QString text = value.toString();
+        return (text.isNull() ? Value() : Value(text)).bindTo(m_statement, index) == SQLITE_OK;
     }
-    case QMetaType::QByteArray: {
-        const auto *bytes = static_cast<const QByteArray *>(value.constData());
-        return (bytes->isNull() ? sqlite3_bind_null(m_statement, index)
-                                : sqlite3_bind_blob(m_statement, index, bytes->constData(),
-                                                    int(bytes->size()), SQLITE_STATIC))
-                == SQLITE_OK;
-    }
+    case QMetaType::QByteArray:
+        return Value(value.toByteArray()).bindTo(m_statement, index) == SQLITE_OK;
     case QMetaType::Bool:
     case QMetaType::Int:
     case QMetaType::UInt:
     case QMetaType::LongLong:
     case QMetaType::ULongLong:
-        return sqlite3_bind_int64(m_statement, index, value.toLongLong()) == SQLITE_OK;
+        return Value(value.toLongLong()).bindTo(m_statement, index) == SQLITE_OK;
     case QMetaType::Double:
         return sqlite3_bind_double(m_statement, index, value.toDouble()) == SQLITE_OK;
     case QMetaType::UnknownType:
-        return sqlite3_bind_null(m_statement, index) == SQLITE_OK;
+        return Value().bindTo(m_statement, index) == SQLITE_OK;
     default: {
         const QString text = value.toString();
         return sqlite3_bind_text16(m_statement, index, text.utf16(),
