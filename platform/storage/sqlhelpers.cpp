@@ -5,6 +5,9 @@
 
 #include <QSqlDriver>
 #include <QSqlError>
+#include <QStringEncoder>
+#include <algorithm>
+#include <cstring>
 #include <sqlite3.h>
 
 namespace storage::Sql {
@@ -197,19 +200,67 @@ QList<QString> uniqueIds(const QList<QString> &ids)
     return unique;
 }
 
-// The value outlives the step, so text and bytes are bound without a copy.
-int Value::bindTo(sqlite3_stmt *statement, int index) const
+QByteArrayView BindBuffer::add(QStringView text)
+{
+    QStringEncoder toUtf8(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
+    const qsizetype roomSize = toUtf8.requiredSpace(text.size());
+    char *room = roomFor(roomSize);
+    return take(room, roomSize, toUtf8.appendToBuffer(room, text) - room);
+}
+
+QByteArrayView BindBuffer::add(QByteArrayView bytes)
+{
+    char *room = roomFor(bytes.size());
+    std::memcpy(room, bytes.data(), size_t(bytes.size()));
+    return take(room, bytes.size(), bytes.size());
+}
+
+void BindBuffer::clear()
+{
+    m_apart.clear();
+    m_blocks.resize(std::min<size_t>(m_blocks.size(), 4));
+    m_block = 0;
+    m_used = 0;
+}
+
+char *BindBuffer::roomFor(qsizetype size)
+{
+    if (size > BlockSize) {
+        m_apart.push_back(std::make_unique<char[]>(size_t(size)));
+        return m_apart.back().get();
+    }
+    if (m_block < m_blocks.size() && m_used + size > BlockSize) {
+        ++m_block;
+        m_used = 0;
+    }
+    if (m_block == m_blocks.size()) {
+        m_blocks.push_back(std::make_unique<char[]>(BlockSize));
+    }
+    return m_blocks[m_block].get() + m_used;
+}
+
+QByteArrayView BindBuffer::take(char *room, qsizetype roomSize, qsizetype written)
+{
+    if (roomSize <= BlockSize) {
+        m_used += written;
+    }
+    return QByteArrayView(room, written);
+}
+
+int Value::bindTo(sqlite3_stmt *statement, int index, BindBuffer &buffer) const
 {
     switch (m_kind) {
-    case Kind::Text:
-        return sqlite3_bind_text16(
-                statement, index,
-                m_text.isNull() ? u"" : reinterpret_cast<const char16_t *>(m_text.utf16()),
-                int(m_text.size() * sizeof(char16_t)), SQLITE_STATIC);
-    case Kind::Bytes:
-        return m_bytes.isNull() ? sqlite3_bind_null(statement, index)
-                                : sqlite3_bind_blob(statement, index, m_bytes.constData(),
-                                                    int(m_bytes.size()), SQLITE_STATIC);
+    case Kind::Text: {
+        const QByteArrayView text = buffer.add(m_text);
+        return sqlite3_bind_text(statement, index, text.data(), int(text.size()), SQLITE_STATIC);
+    }
+    case Kind::Bytes: {
+        if (m_bytes.isNull()) {
+            break;
+        }
+        const QByteArrayView bytes = buffer.add(m_bytes);
+        return sqlite3_bind_blob(statement, index, bytes.data(), int(bytes.size()), SQLITE_STATIC);
+    }
     case Kind::Integer:
         return sqlite3_bind_int64(statement, index, m_integer);
     case Kind::Null:
@@ -220,9 +271,9 @@ int Value::bindTo(sqlite3_stmt *statement, int index) const
 
 QString NativeRow::text(int column) const
 {
-    const void *data = sqlite3_column_text16(m_statement, column);
-    const int bytes = sqlite3_column_bytes16(m_statement, column);
-    return data ? QString(static_cast<const QChar *>(data), bytes / int(sizeof(QChar))) : QString();
+    const auto *data = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
+    const int bytes = sqlite3_column_bytes(m_statement, column);
+    return data ? QString::fromUtf8(data, bytes) : QString();
 }
 
 qint64 NativeRow::integer(int column) const
@@ -269,6 +320,7 @@ NativeStatement::~NativeStatement()
         return;
     }
     sqlite3_reset(m_statement);
+    releaseBindings();
     if (s_keptStatements.isDestroyed()) {
         sqlite3_finalize(m_statement);
     } else {
@@ -287,7 +339,7 @@ bool NativeStatement::bind(int firstIndex, const Values &values)
         return false;
     }
     for (qsizetype i = 0; i < values.size(); ++i) {
-        if (values.at(i).bindTo(m_statement, firstIndex + int(i)) != SQLITE_OK) {
+        if (values.at(i).bindTo(m_statement, firstIndex + int(i), m_bound) != SQLITE_OK) {
             logFailure("cannot bind a value");
             return false;
         }
@@ -303,7 +355,15 @@ bool NativeStatement::runBound()
     }
     while (nextRow()) {
     }
+    releaseBindings();
     return !m_failed;
+}
+
+// The statement must not point into the buffer once it is reused, even while nobody runs it.
+void NativeStatement::releaseBindings()
+{
+    sqlite3_clear_bindings(m_statement);
+    m_bound.clear();
 }
 
 bool NativeStatement::start(const QVariantList &values)
@@ -312,7 +372,7 @@ bool NativeStatement::start(const QVariantList &values)
     if (!m_statement) {
         return false;
     }
-    sqlite3_clear_bindings(m_statement);
+    releaseBindings();
     for (qsizetype i = 0; i < values.size(); ++i) {
         if (!bind(int(i) + 1, values.at(i))) {
             logFailure("cannot bind a value");
@@ -336,31 +396,26 @@ bool NativeStatement::nextRow()
     return false;
 }
 
-// A variant binds as Qt's SQLite driver binds it: a null string as NULL. The variant outlives
-// the step, so text and bytes are bound without a copy.
+// A variant binds as Qt's SQLite driver binds it: a null string as NULL, any other type by its
+// string form.
 bool NativeStatement::bind(int index, const QVariant &value)
 {
     switch (value.typeId()) {
-    case QMetaType::QString: {
-        const QString text = value.toString();
-        return (text.isNull() ? Value() : Value(text)).bindTo(m_statement, index) == SQLITE_OK;
-    }
     case QMetaType::QByteArray:
-        return Value(value.toByteArray()).bindTo(m_statement, index) == SQLITE_OK;
+        return Value(value.toByteArray()).bindTo(m_statement, index, m_bound) == SQLITE_OK;
     case QMetaType::Bool:
     case QMetaType::Int:
     case QMetaType::UInt:
     case QMetaType::LongLong:
     case QMetaType::ULongLong:
-        return Value(value.toLongLong()).bindTo(m_statement, index) == SQLITE_OK;
+        return Value(value.toLongLong()).bindTo(m_statement, index, m_bound) == SQLITE_OK;
     case QMetaType::Double:
         return sqlite3_bind_double(m_statement, index, value.toDouble()) == SQLITE_OK;
     case QMetaType::UnknownType:
-        return Value().bindTo(m_statement, index) == SQLITE_OK;
+        return Value().bindTo(m_statement, index, m_bound) == SQLITE_OK;
     default: {
         const QString text = value.toString();
-        return sqlite3_bind_text16(m_statement, index, text.utf16(),
-                                   int(text.size() * sizeof(char16_t)), SQLITE_TRANSIENT)
+        return (text.isNull() ? Value() : Value(text)).bindTo(m_statement, index, m_bound)
                 == SQLITE_OK;
     }
     }

@@ -10,7 +10,9 @@
 #include <QString>
 #include <QVarLengthArray>
 #include <QVariant>
+#include <memory>
 #include <utility>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -68,9 +70,33 @@ QString idSet();
 QVariant idArray(const QList<QString> &ids);
 QVariant idArray(const QList<qint64> &ids);
 
-// A value of a row to insert, bound without a QVariant around it. Text binds '' for a null
-// string, as text columns are NOT NULL; bytes bind NULL when null. Strings and bytes are held
-// shared, so a temporary may be bound.
+// Memory that bound text and bytes are copied into until the statement has run: SQLite reads
+// bound values in place. Its blocks are kept for the next run, so binding allocates nothing once
+// the first rows have gone through.
+class BindBuffer
+{
+public:
+    // The text as UTF-8, and a copy of the bytes; both valid until clear().
+    QByteArrayView add(QStringView text);
+    QByteArrayView add(QByteArrayView bytes);
+    void clear();
+
+private:
+    static constexpr qsizetype BlockSize = 16 * 1024;
+
+    // Room for at most size bytes; take() then counts what was written into it.
+    char *roomFor(qsizetype size);
+    QByteArrayView take(char *room, qsizetype roomSize, qsizetype written);
+
+    std::vector<std::unique_ptr<char[]>> m_blocks;
+    std::vector<std::unique_ptr<char[]>> m_apart; // values larger than a block
+    size_t m_block = 0;                           // the block being filled
+    qsizetype m_used = 0;                         // bytes used of it
+};
+
+// A value to bind, without a QVariant around it. Text binds '' for a null string, as text columns
+// are NOT NULL; bytes bind NULL when null. Text binds as UTF-8, the database's encoding, so that
+// SQLite takes it as it is: given UTF-16 it converts every string into memory of its own.
 class Value
 {
 public:
@@ -88,8 +114,9 @@ public:
         , m_bytes(bytes)
     { }
 
-    // SQLite's result code.
-    int bindTo(sqlite3_stmt *statement, int index) const;
+    // SQLite's result code. Text and bytes are copied into buffer, which must keep them until
+    // the statement has run.
+    int bindTo(sqlite3_stmt *statement, int index, BindBuffer &buffer) const;
 
 private:
     enum class Kind { Null, Integer, Text, Bytes };
@@ -144,7 +171,7 @@ public:
     // Binds values to the placeholders in order, runs the statement once and resets it.
     bool run(const QVariantList &values);
     // Binds values to the placeholders from firstIndex (counted from 1) on, replacing what was
-    // bound there; runBound() then runs the statement once and resets it.
+    // bound there; runBound() then runs the statement once, resets it and lets the values go.
     bool bind(int firstIndex, const Values &values);
     bool runBound();
     // Binds values, appends rowAt(const NativeRow &) for every row to rows and resets the
@@ -167,12 +194,14 @@ private:
     // True on a row; false at the end or on a failure (logged, m_failed set), the statement reset.
     bool nextRow();
     bool bind(int index, const QVariant &value);
+    void releaseBindings();
     void logFailure(const char *what) const;
 
     sqlite3 *m_handle = nullptr;
     sqlite3_stmt *m_statement = nullptr;
     QString m_connectionName;
     QString m_sql;
+    BindBuffer m_bound;
     bool m_failed = false;
 };
 

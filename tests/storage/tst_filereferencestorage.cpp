@@ -84,6 +84,8 @@ private Q_SLOTS:
 
     void saveReplacesByKey();
     void saveBatchAcrossStatements();
+    void savesLongValuesIntact_data();
+    void savesLongValuesIntact();
     void fileReferences_data();
     void fileReferences();
     void lookups_data();
@@ -350,6 +352,49 @@ void tst_FileReferenceStorage::saveBatchAcrossStatements()
              QStringLiteral("b-last"));
     QCOMPARE(m_storage->infosWithMessageIds("batch", {1122}).constFirst().fileId,
              QStringLiteral("b122"));
+}
+
+void tst_FileReferenceStorage::savesLongValuesIntact_data()
+{
+    QTest::addColumn<int>("rowCount");
+    QTest::addColumn<int>("idLength");
+    QTest::addColumn<QString>("idChar");
+    QTest::addColumn<int>("dataLength");
+    // Bound values are copied into memory of the statement's own until it has run: many values
+    // filling it several times over, single values larger than its blocks, text whose UTF-8 is
+    // longer than its UTF-16.
+    QTest::newRow("many rows of long ids") << 300 << 700 << QStringLiteral("a") << 900;
+    QTest::newRow("an id larger than a block") << 3 << 40000 << QStringLiteral("b") << 10;
+    QTest::newRow("wide characters larger than a block")
+            << 2 << 9000 << QStringLiteral("\u6587") << 10;
+    QTest::newRow("characters outside the BMP") << 70 << 300 << QStringLiteral("\U0001F600") << 10;
+    QTest::newRow("data larger than a block") << 2 << 5 << QStringLiteral("c") << 70000;
+}
+
+void tst_FileReferenceStorage::savesLongValuesIntact()
+{
+    QFETCH(int, rowCount);
+    QFETCH(int, idLength);
+    QFETCH(QString, idChar);
+    QFETCH(int, dataLength);
+    QList<FileReferenceInfo> rows;
+    for (int i = 0; i < rowCount; ++i) {
+        FileReferenceInfo row =
+                makeRow("long", i + 1, 0, 2, i + 1, QString::number(i) + idChar.repeated(idLength));
+        row.thumbId = idChar.repeated(idLength / 2) + QString::number(i);
+        row.data = QByteArray(dataLength, char('0' + i % 10));
+        rows.append(row);
+    }
+    QVERIFY(m_storage->save(rows));
+
+    const QList<FileReferenceInfo> stored = m_storage->infosWithDialog("long", 0, {});
+    QCOMPARE(stored.size(), rowCount);
+    for (const FileReferenceInfo &row : stored) {
+        const FileReferenceInfo &saved = rows.at(row.messageId - 1);
+        QCOMPARE(row.fileId, saved.fileId);
+        QCOMPARE(row.thumbId, saved.thumbId);
+        QCOMPARE(row.data, saved.data);
+    }
 }
 
 // Lists longer than one statement may bind are cut into chunks; nothing is lost at the seams.
