@@ -4,7 +4,9 @@
 //  - FirstPage: from loadBefore(100) on a fresh list to the 100 rows in the model.
 //  - WholeChat: pages of 100 until the chat ends; items_per_second counts the items that reached
 //    the model, and the run fails unless the list ends holding exactly the chat's rows.
-// Both are wall-clock times, since the work runs on a pool thread while the main thread waits.
+//  - QueryFloor: the same pages read with SQLite alone, building nothing (see FloorReader): what
+//    no loader of these tables can beat on this machine.
+// All are wall-clock times, since the work runs on a pool thread while the main thread waits.
 // The chat is generated once per run in a temporary folder: message, resource and file rows in
 // one transaction with prepared statements. That takes 30 to 45 s on the shared 2-core build
 // machine and is not timed; the "generation" line printed before the benchmarks gives the figure.
@@ -27,7 +29,9 @@
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
 #include <cstdio>
+#include <limits>
 #include <memory>
+#include <sqlite3.h>
 
 namespace {
 
@@ -254,8 +258,117 @@ void WholeChat(benchmark::State &state)
     state.SetItemsProcessed(items);
 }
 
+// The least any loader of this chat can do per page, written against SQLite directly and building
+// nothing: the page of resource rows joined to their messages, each message's protobuf parsed for
+// its file ids, and the file and thumbnail records looked up by id. Every column is read, as an
+// item needs it. items_per_second is the ceiling of WholeChat on this machine.
+class FloorReader
+{
+public:
+    explicit FloorReader(const QString &path)
+    {
+        if (sqlite3_open_v2(path.toUtf8().constData(), &m_db, SQLITE_OPEN_READONLY, nullptr)
+                    != SQLITE_OK
+            || !prepare(&m_page,
+                        "SELECT r.message_id, r.sub_msg_id, r.type, r.date_time, r.sender_id, "
+                        "r.text, m.removed, m.data FROM resource AS r CROSS JOIN message AS m "
+                        "ON m.dialog_id = r.dialog_id AND m.message_id = r.message_id "
+                        "AND m.sub_msg_id = r.sub_msg_id WHERE r.dialog_id = ? AND r.kind = 2 "
+                        "AND (r.date_time, r.message_id) < (?, ?) "
+                        "ORDER BY r.date_time DESC, r.message_id DESC LIMIT ?")
+            || !prepare(&m_file,
+                        "SELECT file_id, type, suffix, size, name, url, state, downloaded "
+                        "FROM file_record WHERE file_id = ?")) {
+            std::fprintf(stderr, "floor: %s\n", sqlite3_errmsg(m_db));
+            return;
+        }
+        m_valid = true;
+    }
+    ~FloorReader()
+    {
+        sqlite3_finalize(m_page);
+        sqlite3_finalize(m_file);
+        sqlite3_close(m_db);
+    }
+
+    bool isValid() const { return m_valid; }
+
+    // Reads the whole chat page by page, newest first; returns the items read.
+    qint64 readChat()
+    {
+        const QByteArray dialogId = kDialogId.toUtf8();
+        qint64 time = std::numeric_limits<qint64>::max();
+        qint64 messageId = std::numeric_limits<qint64>::max();
+        qint64 items = 0;
+        for (int rows = kPageSize; rows == kPageSize;) {
+            sqlite3_bind_text(m_page, 1, dialogId.constData(), int(dialogId.size()), SQLITE_STATIC);
+            sqlite3_bind_int64(m_page, 2, time);
+            sqlite3_bind_int64(m_page, 3, messageId);
+            sqlite3_bind_int(m_page, 4, kPageSize);
+            for (rows = 0; sqlite3_step(m_page) == SQLITE_ROW; ++rows) {
+                messageId = sqlite3_column_int64(m_page, 0);
+                time = sqlite3_column_int64(m_page, 3);
+                m_sink += sqlite3_column_int64(m_page, 1) + sqlite3_column_int64(m_page, 2)
+                        + sqlite3_column_int64(m_page, 4) + sqlite3_column_bytes(m_page, 5)
+                        + sqlite3_column_int64(m_page, 6);
+                im::Message message;
+                message.ParseFromArray(sqlite3_column_blob(m_page, 7),
+                                       sqlite3_column_bytes(m_page, 7));
+                readFile(message.file().file_id());
+                readFile(message.thumb().file_id());
+            }
+            sqlite3_reset(m_page);
+            items += rows;
+        }
+        return items;
+    }
+
+private:
+    bool prepare(sqlite3_stmt **statement, const char *sql)
+    {
+        return sqlite3_prepare_v2(m_db, sql, -1, statement, nullptr) == SQLITE_OK;
+    }
+
+    void readFile(const std::string &fileId)
+    {
+        sqlite3_bind_text(m_file, 1, fileId.data(), int(fileId.size()), SQLITE_STATIC);
+        while (sqlite3_step(m_file) == SQLITE_ROW) {
+            for (int column = 0; column < 8; ++column) {
+                m_sink += sqlite3_column_bytes(m_file, column);
+            }
+            m_sink += sqlite3_column_int64(m_file, 3) + sqlite3_column_int64(m_file, 6);
+        }
+        sqlite3_reset(m_file);
+    }
+
+    sqlite3 *m_db = nullptr;
+    sqlite3_stmt *m_page = nullptr;
+    sqlite3_stmt *m_file = nullptr;
+    bool m_valid = false;
+    qint64 m_sink = 0;
+};
+
+void QueryFloor(benchmark::State &state)
+{
+    const Chat &chat = Chat::instance();
+    FloorReader reader(chat.account()->storage()->database()->path());
+    if (!chat.isValid() || !reader.isValid()) {
+        state.SkipWithError("the chat could not be generated or opened");
+        return;
+    }
+    qint64 items = 0;
+    for (auto _ : state) {
+        items += reader.readChat();
+    }
+    if (items != state.iterations() * kChatSize) {
+        state.SkipWithError("the floor reader did not read exactly the chat's rows");
+    }
+    state.SetItemsProcessed(items);
+}
+
 BENCHMARK(FirstPage)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(WholeChat)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(QueryFloor)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
 
 } // namespace
 
