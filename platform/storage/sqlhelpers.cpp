@@ -55,12 +55,11 @@ public:
         return statement;
     }
 
-    // Keeps the statement, or finalizes it when the connection has one of that text already or
-    // keeps as many as it may: the texts of a connection are few, but an id list bound value by
-    // value makes one text per length.
+    // Keeps the statement, its bindings cleared by its owner, or finalizes it when the connection
+    // has one of that text already or keeps as many as it may: the texts of a connection are few,
+    // but an id list bound value by value makes one text per length.
     void keep(const QString &connectionName, const QString &sql, sqlite3_stmt *statement)
     {
-        sqlite3_clear_bindings(statement);
         QMutexLocker locker(&m_mutex);
         QHash<QString, sqlite3_stmt *> &kept = m_statements[connectionName];
         if (kept.size() >= MaxPerConnection || kept.contains(sql)) {
