@@ -38,7 +38,10 @@ const QStringList &schemaStatements()
 
             // Ingest writes a row per media message, so every b-tree a row lands in counts: the
             // table is its primary key (no rowid tree beside it), and the file and thumbnail
-            // indexes, which only the reference checks read, skip the empty ids.
+            // indexes, which only the reference checks read, skip the empty ids. The jobs that
+            // read a dialog's rows by time (expiry, bulk download) are rare and want most of them
+            // anyway, so they walk the dialog's key range instead of a time index on every
+            // insert; files of version 1 drop that index.
             QStringLiteral("CREATE TABLE IF NOT EXISTS file_reference ("
                            "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
                            "sub_msg_id INTEGER NOT NULL, type INTEGER NOT NULL, "
@@ -49,9 +52,7 @@ const QStringList &schemaStatements()
                            "(file_id) WHERE file_id != ''"),
             QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_thumb ON file_reference "
                            "(thumb_id) WHERE thumb_id != ''"),
-            QStringLiteral(
-                    "CREATE INDEX IF NOT EXISTS file_reference_dialog_time ON file_reference "
-                    "(dialog_id, date_time)"),
+            QStringLiteral("DROP INDEX IF EXISTS file_reference_dialog_time"),
 
             QStringLiteral(
                     "CREATE TABLE IF NOT EXISTS cache_file ("

@@ -40,7 +40,7 @@ public:
     bool transaction(const std::function<bool(QSqlDatabase &)> &fn);
 
     // The version written to PRAGMA user_version by this build.
-    static constexpr int SchemaVersion = 1;
+    static constexpr int SchemaVersion = 2;
 
 private:
     Q_DISABLE_COPY(Database)

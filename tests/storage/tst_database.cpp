@@ -105,6 +105,7 @@ private Q_SLOTS:
 
     void schemaAndSettings();
     void dataOutlivesTheObject();
+    void upgradesVersionOneKeepingRows();
     void unusableFile_data();
     void unusableFile();
     void transactionCommitsOrRollsBack_data();
@@ -163,6 +164,50 @@ void tst_Database::dataOutlivesTheObject()
     Database db(path);
     QVERIFY(db.isOpen());
     QCOMPARE(storage::CacheFileStorage(&db).totalSize(), qint64(42));
+}
+
+// A version 1 file carried a time index on file references that ingest no longer pays for: it
+// goes on the first open, and the rows stay and are still found by their dialog and time.
+void tst_Database::upgradesVersionOneKeepingRows()
+{
+    const QString path = m_dir->filePath("account.db");
+    {
+        QSqlDatabase old = QSqlDatabase::addDatabase("QSQLITE", "version1");
+        old.setDatabaseName(path);
+        QVERIFY(old.open());
+        QSqlQuery query(old);
+        QVERIFY(query.exec("CREATE TABLE file_reference (dialog_id TEXT NOT NULL, "
+                           "message_id INTEGER NOT NULL, sub_msg_id INTEGER NOT NULL, "
+                           "type INTEGER NOT NULL, date_time INTEGER NOT NULL, "
+                           "thumb_id TEXT NOT NULL, file_id TEXT NOT NULL, data BLOB, "
+                           "PRIMARY KEY (dialog_id, message_id, sub_msg_id, type)) WITHOUT ROWID"));
+        QVERIFY(query.exec("CREATE INDEX file_reference_dialog_time ON file_reference "
+                           "(dialog_id, date_time)"));
+        QVERIFY(query.exec("INSERT INTO file_reference VALUES ('d', 1, 0, 2, 100, '', 'f1', NULL), "
+                           "('d', 2, 0, 2, 200, '', 'f2', NULL)"));
+        QVERIFY(query.exec("PRAGMA user_version = 1"));
+        query.finish();
+        old.close();
+        old = QSqlDatabase();
+        QSqlDatabase::removeDatabase("version1");
+    }
+    Database db(path);
+    QVERIFY(db.isOpen());
+    QCOMPARE(pragma(db, "user_version").toInt(), Database::SchemaVersion);
+    QSqlQuery index(db.connection());
+    QVERIFY(index.exec("SELECT COUNT(*) FROM sqlite_master "
+                       "WHERE name = 'file_reference_dialog_time'"));
+    QVERIFY(index.next());
+    QCOMPARE(index.value(0).toInt(), 0);
+    index.finish();
+
+    storage::FileReferenceStorage references(&db);
+    const QList<storage::FileReferenceInfo> recent = references.infosWithDialog("d", 150, {});
+    QCOMPARE(recent.size(), 1);
+    QCOMPARE(recent.constFirst().fileId, QStringLiteral("f2"));
+    const QList<storage::FileReferenceInfo> removed = references.removeBefore("d", 150);
+    QCOMPARE(removed.size(), 1);
+    QCOMPARE(removed.constFirst().fileId, QStringLiteral("f1"));
 }
 
 void tst_Database::unusableFile_data()
