@@ -217,8 +217,15 @@ QString MediaMgr::modelName()
 
 bool MediaMgr::isMedia(int type)
 {
-    static const QSet<int> mediaTypes {CONTENT_PHOTO, CONTENT_VOICE, CONTENT_VIDEO, CONTENT_FILE};
-    return mediaTypes.contains(type);
+    switch (type) {
+    case CONTENT_PHOTO:
+    case CONTENT_VOICE:
+    case CONTENT_VIDEO:
+    case CONTENT_FILE:
+        return true;
+    default:
+        return false;
+    }
 }
 
 QString MediaMgr::mediaBaseDir(int type) const
@@ -565,21 +572,22 @@ void MediaMgr::parseQuoteMsg(QList<storage::FileReferenceInfo> &rows, const Medi
 
 void MediaMgr::updateMediaModel(const MediaInfo &info, DoOperator op, bool bHasUrl)
 {
-    QList<int> listTypes {info.msg->type()};
-    if (bHasUrl) {
-        listTypes.append(CONTENT_TEXT);
-    }
-    postModelUpdate(info, op, listTypes);
+    postModelUpdate(info, op, info.msg->type(), bHasUrl);
 }
 
 void MediaMgr::updateLinkModel(const MediaInfo &info, DoOperator op)
 {
-    postModelUpdate(info, op, {CONTENT_TEXT});
+    postModelUpdate(info, op, CONTENT_TEXT, false);
 }
 
-void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, const QList<int> &listTypes)
+// Ingest posts one of these per message, so the list of types is only made where it is applied.
+void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, int type, bool bAlsoLinks)
 {
-    postModelChange([this, info, op, listTypes] {
+    postModelChange([this, info, op, type, bAlsoLinks] {
+        QList<int> listTypes {type};
+        if (bAlsoLinks) {
+            listTypes.append(CONTENT_TEXT);
+        }
         for (MediaResourceMgr *mgr : resourceMgrsOf(info.msg->dialogId())) {
             for (int type : listTypes) {
                 updateResourceModel(mgr, info, type, op, type == CONTENT_TEXT);

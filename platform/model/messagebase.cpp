@@ -11,6 +11,8 @@
 struct MessageBase::Snapshot
 {
     im::Message proto;
+    // Asked for by every list and row the message lands in; converted once, then shared.
+    QString dialogId;
     QSharedPointer<ContentItem> content;
     QSharedPointer<MessageBase> quote;
 };
@@ -74,6 +76,7 @@ void MessageBase::applyProto(im::Message &&proto, const ResolvedFiles &resolved)
 {
     auto next = std::make_shared<Snapshot>();
     next->proto = std::move(proto);
+    next->dialogId = QString::fromStdString(next->proto.dialog_id());
     next->content = ContentItem::create(next->proto, m_files, resolved);
     if (next->proto.has_quote()) {
         next->quote = make(im::Message(next->proto.quote()), m_files, m_ownUserId, resolved);
@@ -91,9 +94,7 @@ void MessageBase::applyProto(im::Message &&proto, const ResolvedFiles &resolved)
 
 QString MessageBase::dialogId() const
 {
-    return read([](const Snapshot &current) {
-        return QString::fromStdString(current.proto.dialog_id());
-    });
+    return read([](const Snapshot &current) { return current.dialogId; });
 }
 
 qint64 MessageBase::dateTime() const
