@@ -199,7 +199,25 @@ QList<QString> uniqueIds(const QList<QString> &ids)
     return unique;
 }
 
+// Ids, suffixes and names are mostly ASCII, whose UTF-8 is the units narrowed; an encoder costs
+// more than that for the short strings a row holds.
 QByteArrayView BindBuffer::add(QStringView text)
+{
+    if (text.size() > BlockSize) {
+        return addEncoded(text);
+    }
+    char *room = roomFor(text.size());
+    const char16_t *units = text.utf16();
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (units[i] >= 0x80) {
+            return addEncoded(text);
+        }
+        room[i] = char(units[i]);
+    }
+    return take(room, text.size(), text.size());
+}
+
+QByteArrayView BindBuffer::addEncoded(QStringView text)
 {
     QStringEncoder toUtf8(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
     const qsizetype roomSize = toUtf8.requiredSpace(text.size());

@@ -84,6 +84,7 @@ public:
 private:
     static constexpr qsizetype BlockSize = 16 * 1024;
 
+    QByteArrayView addEncoded(QStringView text);
     // Room for at most size bytes; take() then counts what was written into it.
     char *roomFor(qsizetype size);
     QByteArrayView take(char *room, qsizetype roomSize, qsizetype written);

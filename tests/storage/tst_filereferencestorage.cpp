@@ -368,6 +368,7 @@ void tst_FileReferenceStorage::savesLongValuesIntact_data()
     QTest::newRow("wide characters larger than a block")
             << 2 << 9000 << QStringLiteral("\u6587") << 10;
     QTest::newRow("characters outside the BMP") << 70 << 300 << QStringLiteral("\U0001F600") << 10;
+    QTest::newRow("accented characters after ASCII") << 40 << 20 << QStringLiteral("\u00e9") << 10;
     QTest::newRow("data larger than a block") << 2 << 5 << QStringLiteral("c") << 70000;
 }
 
