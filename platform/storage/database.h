@@ -14,9 +14,9 @@ namespace storage {
 //
 // SQLite connections must not be shared between threads, so every thread that touches the file
 // gets its own named Qt SQL connection, opened on first use (WAL journal so readers never wait for
-// a writer, a 5 s busy timeout so concurrent writers queue instead of failing, synchronous=NORMAL)
-// and removed when that thread ends. The schema of every table of the storage library is created
-// on the first successful open; PRAGMA user_version records its version.
+// a writer, a 5 s busy timeout so concurrent writers queue instead of failing, synchronous=NORMAL,
+// a page cache of up to 16 MB) and removed when that thread ends. The schema of every table of the
+// storage library is created on the first successful open; PRAGMA user_version records its version.
 //
 // Every method may be called from any thread; each works on the calling thread's connection.
 class STORAGE_EXPORT Database

@@ -142,6 +142,7 @@ void tst_Database::schemaAndSettings()
     QCOMPARE(pragma(db, "journal_mode").toString(), QStringLiteral("wal"));
     QCOMPARE(pragma(db, "busy_timeout").toInt(), 5000);
     QCOMPARE(pragma(db, "synchronous").toInt(), 1); // NORMAL
+    QCOMPARE(pragma(db, "cache_size").toInt(), -16384);
 
     QSqlQuery tables(db.connection());
     QVERIFY(tables.exec("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name"));
