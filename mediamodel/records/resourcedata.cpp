@@ -80,7 +80,7 @@ void makeResourceData(const QSharedPointer<FileItem> &item, ResourceData &out)
         return;
     }
     out.fileName = item->displayName();
-    if (const QSharedPointer<FileData> source = item->sourceFilePtr()) {
+    if (const QSharedPointer<FileData> &source = item->sourceFilePtr()) {
         out.fileId = source->fileId();
         out.suffix = source->suffix();
         out.size = source->size();
@@ -95,7 +95,7 @@ void makeResourceData(const QSharedPointer<FileItem> &item, ResourceData &out)
         }
     }
     if (item->validThumbFile()) {
-        const QSharedPointer<FileData> thumb = item->thumbFilePtr();
+        const QSharedPointer<FileData> &thumb = item->thumbFilePtr();
         out.thumbId = thumb->fileId();
         out.thumbSuffix = thumb->suffix();
         out.thumbSize = thumb->size();

@@ -23,8 +23,8 @@ public:
     // shared when someone holds it, read from the file table in one lookup, or registered.
     static ResolvedFiles resolveFiles(const QList<im::Message> &messages, FileManager *files);
 
-    QSharedPointer<FileData> sourceFilePtr() const { return m_source; }
-    QSharedPointer<FileData> thumbFilePtr() const { return m_thumb; }
+    const QSharedPointer<FileData> &sourceFilePtr() const { return m_source; }
+    const QSharedPointer<FileData> &thumbFilePtr() const { return m_thumb; }
     bool validThumbFile() const { return !m_thumb.isNull(); }
     QString displayName() const { return m_displayName; }
     QString keywordText() const override;

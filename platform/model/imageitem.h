@@ -9,7 +9,7 @@ public:
     ImageItem(const im::Message &message, FileManager *files, const ResolvedFiles &resolved);
 
     bool hasLivePhoto() const { return !m_livePhoto.isNull(); }
-    QSharedPointer<FileData> livePhotoFilePtr() const { return m_livePhoto; }
+    const QSharedPointer<FileData> &livePhotoFilePtr() const { return m_livePhoto; }
 
 private:
     QSharedPointer<FileData> m_livePhoto;
