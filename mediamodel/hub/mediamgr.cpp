@@ -581,10 +581,10 @@ void MediaMgr::updateLinkModel(const MediaInfo &info, DoOperator op)
 }
 
 // Ingest posts one of these per message, so the list of types is only made where it is applied.
-void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, int type, bool bAlsoLinks)
+void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, int mainType, bool bAlsoLinks)
 {
-    postModelChange([this, info, op, type, bAlsoLinks] {
-        QList<int> listTypes {type};
+    postModelChange([this, info, op, mainType, bAlsoLinks] {
+        QList<int> listTypes {mainType};
         if (bAlsoLinks) {
             listTypes.append(CONTENT_TEXT);
         }

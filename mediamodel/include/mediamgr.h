@@ -201,7 +201,7 @@ private:
 
     void updateMediaModel(const MediaInfo &info, DoOperator op, bool bHasUrl);
     void updateLinkModel(const MediaInfo &info, DoOperator op);
-    void postModelUpdate(const MediaInfo &info, DoOperator op, int type, bool bAlsoLinks);
+    void postModelUpdate(const MediaInfo &info, DoOperator op, int mainType, bool bAlsoLinks);
     void updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info, int type, DoOperator op,
                              bool bHasUrl);
 

@@ -39,9 +39,9 @@ const QStringList &schemaStatements()
             // Ingest writes a row per media message, so every b-tree a row lands in counts: the
             // table is its primary key (no rowid tree beside it), and the file and thumbnail
             // indexes, which only the reference checks read, skip the empty ids. The jobs that
-            // read a dialog's rows by time (expiry, bulk download) are rare and want most of them
-            // anyway, so they walk the dialog's key range instead of a time index on every
-            // insert; files of version 1 drop that index.
+            // read a dialog's rows by time (clearing its history, bulk download) are rare and
+            // want most of them anyway, so they walk the dialog's key range instead of keeping a
+            // time index on every insert; files of version 1 drop that index.
             QStringLiteral("CREATE TABLE IF NOT EXISTS file_reference ("
                            "dialog_id TEXT NOT NULL, message_id INTEGER NOT NULL, "
                            "sub_msg_id INTEGER NOT NULL, type INTEGER NOT NULL, "
