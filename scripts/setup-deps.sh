@@ -13,6 +13,10 @@ packages=(
     libprotobuf-dev protobuf-compiler libsqlite3-dev
     libbenchmark-dev
     curl ffmpeg nginx-light xvfb sqlite3
+    # Sound: Qt Multimedia's GStreamer backend cannot even build a player without the base
+    # plugins, should it be chosen over the FFmpeg one; the sound tests play into a PulseAudio
+    # server of their own with a null output, and record it with parec.
+    gstreamer1.0-plugins-base pulseaudio pulseaudio-utils
 )
 
 missing=()

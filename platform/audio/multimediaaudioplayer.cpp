@@ -4,11 +4,33 @@
 
 #include <QAudioDevice>
 #include <QAudioOutput>
+#include <QElapsedTimer>
 #include <QMediaDevices>
 #include <QMediaPlayer>
+#include <QTimer>
 #include <QUrl>
 
 namespace {
+
+// Qt Multimedia's GStreamer backend reads http sources with a client whose first request carries
+// no Range header, and the stream server answers such a request with an empty 200 that never
+// ends: nothing would ever play from it. The FFmpeg backend's reader asks for "bytes=N-" from the
+// first request on, reconnects at the new offset on every seek, and reads on its own demuxer
+// thread, so a stream of a file still downloading plays and seeks like a local file. The backend
+// is chosen once per process, before Qt Multimedia first loads one; a host that sets
+// QT_MEDIA_BACKEND itself keeps its choice.
+void preferFfmpegBackend()
+{
+    if (!qEnvironmentVariableIsSet("QT_MEDIA_BACKEND")) {
+        qputenv("QT_MEDIA_BACKEND", "ffmpeg");
+    }
+}
+Q_CONSTRUCTOR_FUNCTION(preferFfmpegBackend)
+
+// Position reports arrive about every 100 ms while sound plays; none for this long means the
+// player waits for bytes.
+constexpr int kStallAfterMs = 400;
+constexpr qint64 kNoSeek = -1;
 
 QUrl sourceUrl(const QString &path)
 {
@@ -40,8 +62,9 @@ public:
             return;
         }
         ensurePlayer();
-        m_stalled = false;
-        m_pendingSeek = seekPos;
+        setStalled(false);
+        m_lastPosition = -1;
+        m_pendingSeek = seekPos > 0 ? seekPos : kNoSeek;
         m_player->setSource(sourceUrl(path));
         m_player->setPlaybackRate(speed);
         m_player->play();
@@ -68,11 +91,14 @@ public:
         }
     }
 
+    // A seek before the source is open waits for it, as the seek of play does.
     void seek(qint64 position)
     {
-        if (m_player) {
-            m_player->setPosition(position);
+        if (!m_player) {
+            return;
         }
+        m_pendingSeek = position;
+        applyPendingSeek();
     }
 
     void setSpeed(double speed)
@@ -91,13 +117,12 @@ private:
         m_player = new QMediaPlayer(this);
         m_audio = new QAudioOutput(this);
         m_player->setAudioOutput(m_audio);
+        m_stallCheck = new QTimer(this);
+        m_stallCheck->setInterval(kStallAfterMs / 2);
+        connect(m_stallCheck, &QTimer::timeout, this, &Output::checkStall);
         connect(m_player, &QMediaPlayer::playbackStateChanged, this, &Output::onStateChanged);
         connect(m_player, &QMediaPlayer::mediaStatusChanged, this, &Output::onStatusChanged);
-        connect(m_player, &QMediaPlayer::positionChanged, this, [this](qint64 position) {
-            m_engine->report(m_generation, AudioEvents::Progress,
-                             {{QStringLiteral("PlayTime"), position},
-                              {QStringLiteral("Samples"), QStringList()}});
-        });
+        connect(m_player, &QMediaPlayer::positionChanged, this, &Output::onPositionChanged);
         connect(m_player, &QMediaPlayer::durationChanged, this, [this](qint64 duration) {
             if (duration > 0) {
                 m_engine->report(m_generation, AudioEvents::Duration,
@@ -115,9 +140,36 @@ private:
     void onStateChanged(QMediaPlayer::PlaybackState state)
     {
         if (state == QMediaPlayer::PlayingState) {
+            m_sinceProgress.start();
+            m_stallCheck->start();
             m_engine->report(m_generation, AudioEvents::Playing);
-        } else if (state == QMediaPlayer::PausedState) {
+            return;
+        }
+        m_stallCheck->stop();
+        setStalled(false);
+        if (state == QMediaPlayer::PausedState) {
             m_engine->report(m_generation, AudioEvents::Paused);
+        }
+    }
+
+    void onPositionChanged(qint64 position)
+    {
+        if (position != m_lastPosition) {
+            m_lastPosition = position;
+            m_sinceProgress.start();
+            setStalled(false);
+        }
+        m_engine->report(m_generation, AudioEvents::Progress,
+                         {{QStringLiteral("PlayTime"), position},
+                          {QStringLiteral("Samples"), QStringList()}});
+    }
+
+    // The FFmpeg backend does not tell when its reader waits for bytes: a position that stands
+    // still while playing does.
+    void checkStall()
+    {
+        if (m_sinceProgress.isValid() && m_sinceProgress.hasExpired(kStallAfterMs)) {
+            setStalled(true);
         }
     }
 
@@ -141,11 +193,12 @@ private:
         }
     }
 
-    // A seek asked for with play can only be applied once the source is seekable.
+    // A seek asked for with play, or before the source was open, can only be applied once the
+    // source is seekable.
     void applyPendingSeek()
     {
-        if (m_pendingSeek > 0 && m_player->isSeekable()) {
-            m_player->setPosition(std::exchange(m_pendingSeek, 0));
+        if (m_pendingSeek != kNoSeek && m_player->isSeekable()) {
+            m_player->setPosition(std::exchange(m_pendingSeek, kNoSeek));
         }
     }
 
@@ -162,8 +215,11 @@ private:
     MultimediaAudioPlayer *const m_engine;
     QMediaPlayer *m_player = nullptr; // child
     QAudioOutput *m_audio = nullptr;  // child
+    QTimer *m_stallCheck = nullptr;   // child; runs while playing
+    QElapsedTimer m_sinceProgress;    // since the position last moved
     quint64 m_generation = 0;
-    qint64 m_pendingSeek = 0;
+    qint64 m_pendingSeek = kNoSeek;
+    qint64 m_lastPosition = -1;
     bool m_stalled = false;
 };
 
@@ -216,8 +272,20 @@ void MultimediaAudioPlayer::report(quint64 generation, int type, const QVariantM
     }
 }
 
+void MultimediaAudioPlayer::postAfterQueuedCalls(std::function<void(Output &)> fn)
+{
+    QMetaObject::invokeMethod(
+            this, [this, fn = std::move(fn)]() mutable { post(std::move(fn)); },
+            Qt::QueuedConnection);
+}
+
 void MultimediaAudioPlayer::play(const QString &path, qint64 seekPos)
 {
+    if (path != m_announcedPath) {
+        qCDebug(lcPlatform) << "audio engine: dropped a play of" << path
+                            << "that a later track or a stop overtook";
+        return;
+    }
     const quint64 generation = m_generation.load();
     const qint64 durationHint = std::exchange(m_durationHint, 0);
     if (durationHint > 0) {
@@ -235,13 +303,14 @@ void MultimediaAudioPlayer::breakPlay(const QString &path, qint64 duration)
         ++m_generation;
         clearEvents();
     }
+    m_announcedPath = path;
     m_durationHint = path.isEmpty() ? 0 : duration;
     post([](Output &output) { output.halt(); });
 }
 
 void MultimediaAudioPlayer::pause(bool bPause)
 {
-    post([bPause](Output &output) { output.pause(bPause); });
+    postAfterQueuedCalls([bPause](Output &output) { output.pause(bPause); });
 }
 
 void MultimediaAudioPlayer::stop(bool bSync)
@@ -251,11 +320,11 @@ void MultimediaAudioPlayer::stop(bool bSync)
 
 void MultimediaAudioPlayer::seekPos(qint64 position)
 {
-    post([position](Output &output) { output.seek(position); });
+    postAfterQueuedCalls([position](Output &output) { output.seek(position); });
 }
 
 void MultimediaAudioPlayer::setSpeed(double speed)
 {
     m_speed = speed;
-    post([speed](Output &output) { output.setSpeed(speed); });
+    postAfterQueuedCalls([speed](Output &output) { output.setSpeed(speed); });
 }

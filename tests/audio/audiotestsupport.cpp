@@ -97,31 +97,39 @@ bool AudioAccount::isValid() const
     return m_account && m_account->isValid();
 }
 
-QString AudioAccount::localPath(int type, qint64 id) const
+QString AudioAccount::localPath(int type, qint64 id, const QString &suffix) const
 {
     return CacheLayout::mediaPath(m_account->userCacheDataPath(), CacheLayout::MainCategory,
                                   CacheLayout::kindOfMessageType(type))
-            + CacheLayout::fileName(fileIdOf(id), QStringLiteral("wav"));
+            + CacheLayout::fileName(fileIdOf(id), suffix);
+}
+
+im::Message AudioAccount::audioMessage(const QString &dialogId, int type, qint64 id,
+                                       const AudioFile &file)
+{
+    im::Message m;
+    m.set_dialog_id(dialogId.toStdString());
+    m.set_msg_id(id);
+    m.set_type(type);
+    m.set_time(BaseTime + id * 1000);
+    m.set_sender_id(SenderId);
+    m.set_duration(file.durationMs);
+    im::FileInfo *info = m.mutable_file();
+    info->set_file_id(fileIdOf(id).toStdString());
+    info->set_suffix(file.suffix.toStdString());
+    info->set_size(file.size);
+    info->set_name(("clip." + file.suffix).toStdString());
+    info->set_url(file.url.toStdString());
+    return m;
 }
 
 bool AudioAccount::addMessages(int type, qint64 first, qint64 last, const QString &dialogId,
                                bool bDownloaded)
 {
+    const AudioFile placeholder {QStringLiteral("wav"), 64, 2000, QString()};
     QList<im::Message> messages;
     for (qint64 id = first; id <= last; ++id) {
-        im::Message m;
-        m.set_dialog_id(dialogId.toStdString());
-        m.set_msg_id(id);
-        m.set_type(type);
-        m.set_time(BaseTime + id * 1000);
-        m.set_sender_id(SenderId);
-        m.set_duration(2000);
-        im::FileInfo *file = m.mutable_file();
-        file->set_file_id(fileIdOf(id).toStdString());
-        file->set_suffix("wav");
-        file->set_size(64);
-        file->set_name("clip.wav");
-        messages.append(m);
+        messages.append(audioMessage(dialogId, type, id, placeholder));
         if (bDownloaded) {
             const QString path = localPath(type, id);
             QDir().mkpath(QFileInfo(path).path());
@@ -132,6 +140,18 @@ bool AudioAccount::addMessages(int type, qint64 first, qint64 last, const QStrin
         }
     }
     return m_account->storeMessages(messages);
+}
+
+bool AudioAccount::addMessage(int type, qint64 id, const AudioFile &file, const QString &localCopy)
+{
+    if (!localCopy.isEmpty()) {
+        const QString path = localPath(type, id, file.suffix);
+        QDir().mkpath(QFileInfo(path).path());
+        if (!QFile::copy(localCopy, path)) {
+            return false;
+        }
+    }
+    return m_account->storeMessages({audioMessage(QStringLiteral("d"), type, id, file)});
 }
 
 QSharedPointer<MessageBase> AudioAccount::message(qint64 id, const QString &dialogId) const

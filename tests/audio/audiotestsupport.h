@@ -12,6 +12,9 @@
 class AccountBase;
 class MediaMgr;
 class MessageBase;
+namespace im {
+class Message;
+}
 
 namespace AudioTest {
 
@@ -42,6 +45,15 @@ public:
     QStringList calls;
 };
 
+// The file of a voice or music message: what the message says of it and where its bytes come from.
+struct AudioFile
+{
+    QString suffix;
+    qint64 size = 0;
+    qint64 durationMs = 0;
+    QString url; // the download source; may be empty for files already on disk
+};
+
 // An account in a temporary folder, registered with the account manager, with its media hub and
 // one dialog "d" of voice or music messages whose files are on disk.
 class AudioAccount
@@ -58,11 +70,18 @@ public:
     // to disk unless bDownloaded is false.
     bool addMessages(int type, qint64 first, qint64 last, const QString &dialogId = "d",
                      bool bDownloaded = true);
+    // Message id of type into dialog "d" with the given file; localCopy, when given, is copied into
+    // the cache as the complete download, otherwise the file is still to be downloaded from its
+    // url.
+    bool addMessage(int type, qint64 id, const AudioFile &file, const QString &localCopy = {});
     QSharedPointer<MessageBase> message(qint64 id, const QString &dialogId = "d") const;
     // Where the file of a message lives once complete.
-    QString localPath(int type, qint64 id) const;
+    QString localPath(int type, qint64 id, const QString &suffix = QStringLiteral("wav")) const;
 
 private:
+    static im::Message audioMessage(const QString &dialogId, int type, qint64 id,
+                                    const AudioFile &file);
+
     QTemporaryDir m_dir;
     std::unique_ptr<AccountBase> m_account;
     MediaMgr *m_hub = nullptr; // child of the account

@@ -1,38 +1,12 @@
 #include "multimediaaudioplayer.h"
+#include "soundserverfixture.h"
+#include "tonemedia.h"
 
-#include <QDataStream>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <atomic>
-#include <cmath>
 
 namespace {
-
-// A mono 16-bit PCM WAV file holding a tone of msecs milliseconds.
-bool writeTone(const QString &path, int msecs)
-{
-    constexpr int rate = 8000;
-    const qint32 samples = rate * msecs / 1000;
-    const qint32 dataBytes = samples * 2;
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        return false;
-    }
-    QDataStream out(&file);
-    out.setByteOrder(QDataStream::LittleEndian);
-    out.writeRawData("RIFF", 4);
-    out << qint32(36 + dataBytes);
-    out.writeRawData("WAVEfmt ", 8);
-    out << qint32(16) << qint16(1) << qint16(1) << qint32(rate) << qint32(rate * 2) << qint16(2)
-        << qint16(16);
-    out.writeRawData("data", 4);
-    out << dataBytes;
-    for (qint32 i = 0; i < samples; ++i) {
-        out << qint16(8000 * std::sin(2 * M_PI * 440 * i / rate));
-    }
-    return out.status() == QDataStream::Ok;
-}
 
 // Counts the callback's calls, which come on the engine's thread.
 void countEvent(void *context)
@@ -49,14 +23,41 @@ class TestAudioEngine : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void emptyPathReportsError();
     void interruptedTrackReportsNothing();
-    void generatedToneReachesEndOfTrack();
+    void playsAFileToItsEnd();
+    void seekBeforeTheSourceOpensIsApplied();
+    void playOvertakenByAStopIsDropped();
 
 private:
     // Reads the engine's events until one of type arrives or an error does.
     void readUntil(MultimediaAudioPlayer &engine, int type, QList<AudioEvents> &events);
+    bool hears(double hz);
+
+    SoundServerFixture m_sound;
+    SoundRecorder m_recorder;
+    QTemporaryDir m_dir;
+    QString m_tones;
+    const ToneSteps m_steps {4, 500, 400, 200};
 };
+
+void TestAudioEngine::initTestCase()
+{
+    QVERIFY2(m_sound.start(), qPrintable(m_sound.errorString()));
+    QVERIFY2(m_recorder.start(), qPrintable(m_recorder.errorString()));
+    QString missing;
+    QVERIFY2(MultimediaAudioPlayer::canPlay(&missing), qPrintable(missing));
+    QVERIFY(m_dir.isValid());
+    m_tones = m_dir.filePath(QStringLiteral("tones.opus"));
+    QString error;
+    QVERIFY2(ToneMedia::write(m_tones, m_steps, ToneMedia::OggOpus, &error), qPrintable(error));
+}
+
+bool TestAudioEngine::hears(double hz)
+{
+    return QTest::qWaitFor([&] { return qAbs(m_recorder.recentFrequency(200) - hz) < 25; }, 10000);
+}
 
 void TestAudioEngine::readUntil(MultimediaAudioPlayer &engine, int type, QList<AudioEvents> &events)
 {
@@ -97,7 +98,7 @@ void TestAudioEngine::interruptedTrackReportsNothing()
     engine.regCallBack(&countEvent, &callbacks);
     engine.breakPlay(QString(), 0);
     engine.play(QString(), 0);
-    engine.breakPlay(QStringLiteral("next"), 0);
+    engine.breakPlay(QString(), 0);
     engine.play(QString(), 0);
     // Returns once the engine's thread has handled everything asked before it.
     engine.stop(true);
@@ -110,22 +111,17 @@ void TestAudioEngine::interruptedTrackReportsNothing()
     QCOMPARE(events.first().type, int(AudioEvents::Error));
 }
 
-void TestAudioEngine::generatedToneReachesEndOfTrack()
+void TestAudioEngine::playsAFileToItsEnd()
 {
-    QString missing;
-    if (!MultimediaAudioPlayer::canPlay(&missing)) {
-        QSKIP(qPrintable(QStringLiteral("cannot play sound here: ") + missing));
-    }
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString path = dir.filePath(QStringLiteral("tone.wav"));
-    QVERIFY(writeTone(path, 300));
-
     std::atomic<int> callbacks {0};
     MultimediaAudioPlayer engine;
     engine.regCallBack(&countEvent, &callbacks);
-    engine.breakPlay(path, 0);
-    engine.play(path, 0);
+    engine.breakPlay(m_tones, 0);
+    engine.play(m_tones, 0);
+    for (int step = 0; step < m_steps.count; ++step) {
+        QVERIFY2(hears(m_steps.frequencyAt(step * m_steps.stepMs)),
+                 qPrintable(QString::number(step)));
+    }
     QList<AudioEvents> events;
     readUntil(engine, AudioEvents::EndOfTrack, events);
     QVERIFY(!events.isEmpty());
@@ -137,7 +133,41 @@ void TestAudioEngine::generatedToneReachesEndOfTrack()
                            [type](const AudioEvents &event) { return event.type == type; });
     };
     QVERIFY(hasType(AudioEvents::Playing));
+    QVERIFY(hasType(AudioEvents::Duration));
     QCOMPARE(callbacks.load(), int(events.size()));
+}
+
+// The player asks for a seek as soon as it starts a track; the engine holds it until the file is
+// open, so the sound starts at the target.
+void TestAudioEngine::seekBeforeTheSourceOpensIsApplied()
+{
+    MultimediaAudioPlayer engine;
+    engine.breakPlay(m_tones, 0);
+    engine.play(m_tones, 0);
+    const qint64 target = m_steps.stepMs * 3 + m_steps.stepMs / 4;
+    engine.seekPos(target);
+    QVERIFY(hears(m_steps.frequencyAt(target)));
+    engine.stop(true);
+}
+
+// The player reaches play through a queued signal; a stop that comes before it was delivered must
+// leave the output silent.
+void TestAudioEngine::playOvertakenByAStopIsDropped()
+{
+    QVERIFY(QTest::qWaitFor([this] { return m_recorder.isSilentFor(300); }));
+    const qint64 since = m_recorder.sampleCount();
+    std::atomic<int> callbacks {0};
+    MultimediaAudioPlayer engine;
+    engine.regCallBack(&countEvent, &callbacks);
+    engine.breakPlay(m_tones, 0);
+    QMetaObject::invokeMethod(
+            &engine, [&engine, this] { engine.play(m_tones, 0); }, Qt::QueuedConnection);
+    engine.breakPlay(QString(), 0);
+    engine.stop(true);
+    QTest::qWait(1500);
+    QVERIFY(!m_recorder.heardSince(since));
+    QCOMPARE(engine.audioEvent().type, int(AudioEvents::None));
+    QCOMPARE(callbacks.load(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestAudioEngine)

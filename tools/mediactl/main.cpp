@@ -4,6 +4,7 @@
 #include "cleancommand.h"
 #include "gallerylisting.h"
 #include "mediamgr.h"
+#include "playcommand.h"
 #include "sampleaccount.h"
 #include "servecommand.h"
 #include "storagereport.h"
@@ -12,6 +13,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QJsonDocument>
+#include <QLoggingCategory>
 #include <QTextStream>
 
 namespace {
@@ -254,6 +256,9 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("mediactl"));
+    // Qt Multimedia's FFmpeg backend writes its own chatter as uncategorised debug lines; this
+    // layer and the platform log through categories of their own.
+    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
     QStringList args = app.arguments();
     const QString command = args.value(1);
     args.removeAt(1);
@@ -275,6 +280,9 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("serve")) {
         return ServeCommand::run(args);
     }
+    if (command == QLatin1String("play")) {
+        return PlayCommand::run(args);
+    }
     if (command == QLatin1String("clean")) {
         return CleanCommand::run(args);
     }
@@ -289,6 +297,7 @@ int main(int argc, char *argv[])
                " [--from MS --to MS] [--global] [--json]\n"
                "       mediactl storage DIR\n"
                "       mediactl serve DIR FILE_ID\n"
+               "       mediactl play DIR FILE_ID [--from SECONDS]\n"
                "       mediactl clean DIR [--max-size BYTES]\n"
                "       mediactl sync DIR [--chat ID ...] [--kinds media,doc,audio,voice]"
                " [--since day|week|month|year]\n";

@@ -1,0 +1,225 @@
+#include "playcommand.h"
+
+#include "accountbase.h"
+#include "accountmanager.h"
+#include "contenttype.h"
+#include "dialogbase.h"
+#include "filedata.h"
+#include "filemanager.h"
+#include "filereferencestorage.h"
+#include "mediamgr.h"
+#include "mediaplayer.h"
+#include "messagebase.h"
+#include "multimediaaudioplayer.h"
+#include "resourceitem.h"
+#include "streamserver.h"
+#include "userstorageprovider.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QTextStream>
+#include <cmath>
+#include <memory>
+
+namespace {
+
+int fail(const QString &message)
+{
+    QTextStream(stderr) << "mediactl play: " << message << '\n';
+    return 1;
+}
+
+bool isPlayable(int contentType)
+{
+    return contentType == CONTENT_VOICE || contentType == CONTENT_MUSIC
+            || contentType == CONTENT_VIDEO;
+}
+
+// The item of the message of the local store whose own file this is, not one that quotes it;
+// null when there is none.
+std::unique_ptr<ResourceItem> itemOfFile(AccountBase &account, const QString &fileId)
+{
+    const auto rows = account.storage()->fileReferenceStorage()->infosWithFileIds({fileId});
+    for (const storage::FileReferenceInfo &row : rows) {
+        const QSharedPointer<DialogBase> dialog = account.dialog(row.dialogId);
+        const auto message =
+                dialog ? dialog->message(MessageKey(row.messageId, row.subMsgId)) : nullptr;
+        auto item = message ? std::make_unique<ResourceItem>(message) : nullptr;
+        if (item && item->sourceFilePtr() && item->sourceFilePtr()->fileId() == fileId) {
+            return item;
+        }
+    }
+    return nullptr;
+}
+
+QString clock(qint64 ms)
+{
+    const qint64 seconds = qMax<qint64>(0, ms) / 1000;
+    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
+// Watches the player while it plays one track, keeps the progress line up to date and ends the
+// event loop when the track ends or fails. The engine's errors reach the application log only,
+// under "im.log", so the watcher reads them there.
+class PlaybackWatch : public QObject
+{
+public:
+    PlaybackWatch(MediaPlayer *player, QSharedPointer<FileData> file)
+        : m_player(player)
+        , m_file(std::move(file))
+    {
+        s_instance = this;
+        m_previousHandler = qInstallMessageHandler(&PlaybackWatch::onMessage);
+        connect(player, &MediaPlayer::playTimeChanged, this, &PlaybackWatch::printProgress);
+        connect(player, &MediaPlayer::durationChanged, this, &PlaybackWatch::printProgress);
+        connect(player, &MediaPlayer::playStateChanged, this, &PlaybackWatch::onStateChanged);
+    }
+
+    ~PlaybackWatch() override
+    {
+        qInstallMessageHandler(m_previousHandler);
+        s_instance = nullptr;
+    }
+
+    QString error() const { return m_error; }
+
+private:
+    static void onMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
+    {
+        static const QString engineError = QStringLiteral("audioEvent error: ");
+        if (s_instance && type == QtCriticalMsg && text.contains(engineError)) {
+            s_instance->m_error = text.mid(text.indexOf(engineError) + engineError.size());
+        }
+        if (s_instance && s_instance->m_previousHandler) {
+            s_instance->m_previousHandler(type, context, text);
+        }
+    }
+
+    void printProgress()
+    {
+        const int downloaded = m_file->isComplete() ? 100 : m_file->percent();
+        const QString line = clock(m_player->playTime()) + QStringLiteral(" / ")
+                + clock(m_player->duration()) + QStringLiteral("   downloaded %1%").arg(downloaded);
+        if (line != m_line) {
+            m_line = line;
+            QTextStream(stdout) << '\r' << line << "   " << Qt::flush;
+        }
+    }
+
+    void onStateChanged(int state)
+    {
+        if (state != MediaPlayer::STATE_STOPPED) {
+            return;
+        }
+        printProgress();
+        QTextStream out(stdout);
+        out << Qt::endl;
+        // The network thread ends with the event loop; the server's connections go first.
+        network::StreamServer::instance()->close();
+        QCoreApplication::exit(m_error.isEmpty() ? 0 : 1);
+    }
+
+    static PlaybackWatch *s_instance;
+    QtMessageHandler m_previousHandler = nullptr;
+    MediaPlayer *const m_player;
+    const QSharedPointer<FileData> m_file;
+    QString m_line; // the progress line shown last
+    QString m_error;
+};
+
+PlaybackWatch *PlaybackWatch::s_instance = nullptr;
+
+// Voice and music play as the gallery plays them, in a playlist of the one message of the account's
+// hub; a video's sound has no list of its own.
+void startAlone(MediaPlayer *player, qint64 accountId, ResourceItem *item)
+{
+    switch (item->type()) {
+    case CONTENT_VOICE:
+        player->playVoice(accountId, item->msgData(), true);
+        break;
+    case CONTENT_MUSIC:
+        player->playMusic(accountId, item->msgData());
+        break;
+    default:
+        player->playSchedule(accountId, item, true, false);
+        break;
+    }
+}
+
+// Plays the file's message; the exit code of the command.
+int playFile(AccountBase &account, const QString &fileId, qint64 fromMs)
+{
+    const QSharedPointer<FileData> file = account.fileManager()->filePtrWithId(fileId, true);
+    if (!file) {
+        return fail(QStringLiteral("no file ") + fileId + QStringLiteral(" in the account"));
+    }
+    if (!isPlayable(file->type())) {
+        return fail(QStringLiteral("file ") + fileId
+                    + QStringLiteral(" is not a voice message, music or a video"));
+    }
+    const std::unique_ptr<ResourceItem> item = itemOfFile(account, fileId);
+    if (!item) {
+        return fail(QStringLiteral("no message of the local store carries file ") + fileId);
+    }
+    QString missing;
+    if (!MultimediaAudioPlayer::canPlay(&missing)) {
+        return fail(QStringLiteral("no audio output: ") + missing);
+    }
+    MediaPlayer *player = MediaPlayer::instance();
+    PlaybackWatch watch(player, file);
+    startAlone(player, account.userId(), item.get());
+    if (player->playState() == MediaPlayer::STATE_STOPPED) {
+        return fail(QStringLiteral("file ") + fileId + QStringLiteral(" cannot be played"));
+    }
+    if (fromMs > 0) {
+        player->seekPos(fromMs);
+    }
+    const int exitCode = QCoreApplication::exec();
+    if (exitCode != 0) {
+        return fail(QStringLiteral("the track could not be played: ") + watch.error());
+    }
+    return 0;
+}
+
+} // namespace
+
+int PlayCommand::run(const QStringList &args)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+            "Plays the sound of a voice, music or video file of the account in DIR, streaming it "
+            "while it downloads."));
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
+    parser.addPositionalArgument(QStringLiteral("FILE_ID"), QStringLiteral("the file"));
+    const QCommandLineOption from(QStringLiteral("from"), QStringLiteral("start at, in seconds"),
+                                  QStringLiteral("SECONDS"), QStringLiteral("0"));
+    parser.addOption(from);
+    parser.process(args);
+    const QStringList positional = parser.positionalArguments();
+    if (positional.size() != 2) {
+        return fail(QStringLiteral("give an account folder and a file id"));
+    }
+    bool fromOk = false;
+    const double fromSeconds = parser.value(from).toDouble(&fromOk);
+    if (!fromOk || !std::isfinite(fromSeconds) || fromSeconds < 0 || fromSeconds > 1e9) {
+        return fail(QStringLiteral("--from takes a number of seconds from 0"));
+    }
+    AccountManager *accounts = AccountManager::getInstance();
+    AccountBase *account = accounts->loadAccount(positional.at(0));
+    if (!account) {
+        return fail(QStringLiteral("no account in ") + positional.at(0));
+    }
+    const qint64 userId = account->userId();
+    int exitCode = 0;
+    {
+        // The hub gives the account its stream addresses and the player its playlist.
+        MediaMgr hub(account);
+        hub.initConnection();
+        exitCode = playFile(*account, positional.at(1), qint64(fromSeconds * 1000));
+        hub.prepareToClearData(false);
+        hub.clearData(false);
+    }
+    accounts->unloadAccount(userId);
+    return exitCode;
+}
