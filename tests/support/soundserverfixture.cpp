@@ -117,6 +117,13 @@ SoundRecorder::~SoundRecorder()
 
 bool SoundRecorder::start()
 {
+    const QString path = m_dir.filePath(QStringLiteral("monitor.raw"));
+    m_recording.setFileName(path);
+    if (!m_dir.isValid() || !m_recording.open(QIODevice::ReadWrite)) {
+        m_error = QStringLiteral("cannot create the recording in ") + m_dir.path();
+        return false;
+    }
+    m_process.setStandardOutputFile(path);
     m_process.start(QStringLiteral("parec"),
                     {QStringLiteral("--device=") + SoundServerFixture::monitorSource(),
                      QStringLiteral("--raw"), QStringLiteral("--format=s16le"),
@@ -135,14 +142,14 @@ bool SoundRecorder::start()
                     + QString::fromLocal8Bit(m_process.readAllStandardError());
             return false;
         }
-        m_process.waitForReadyRead(kProbeIntervalMs);
+        m_process.waitForFinished(kProbeIntervalMs);
     }
     return true;
 }
 
 void SoundRecorder::readAvailable()
 {
-    m_pcm += m_process.readAllStandardOutput();
+    m_pcm += m_recording.readAll();
 }
 
 qint64 SoundRecorder::sampleCount()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFile>
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
@@ -40,7 +41,9 @@ private:
 };
 
 // Records the null sink's monitor with parec as 16-bit mono samples at SampleRate, and tells
-// which tone it heard lately. Works against the server the process was pointed at.
+// which tone it heard lately. Works against the server the process was pointed at. parec writes
+// to a file, not a pipe, so that it never waits for this process to read: a test may block in
+// another call while sound plays.
 class SoundRecorder
 {
 public:
@@ -64,6 +67,8 @@ public:
 private:
     void readAvailable();
 
+    QTemporaryDir m_dir;
+    QFile m_recording; // read as parec appends to it
     QProcess m_process;
     QByteArray m_pcm; // 16-bit little-endian mono
     QString m_error;

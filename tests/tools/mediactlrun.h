@@ -4,6 +4,7 @@
 // at a terminal does.
 
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 
@@ -15,9 +16,12 @@ struct MediactlRun
 };
 
 // A run that does not end within timeoutMs is killed.
-inline MediactlRun runMediactl(const QStringList &arguments, int timeoutMs = 60000)
+inline MediactlRun
+runMediactl(const QStringList &arguments, int timeoutMs = 60000,
+            const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
 {
     QProcess tool;
+    tool.setProcessEnvironment(environment);
     tool.start(QStringLiteral(MEDIACTL_PATH), arguments);
     MediactlRun run;
     if (!tool.waitForFinished(timeoutMs)) {

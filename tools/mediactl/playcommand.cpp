@@ -71,7 +71,13 @@ public:
         s_instance = this;
         m_previousHandler = qInstallMessageHandler(&PlaybackWatch::onMessage);
         connect(player, &MediaPlayer::playTimeChanged, this, &PlaybackWatch::printProgress);
-        connect(player, &MediaPlayer::durationChanged, this, &PlaybackWatch::printProgress);
+        connect(player, &MediaPlayer::durationChanged, this, [this](qint64 duration) {
+            // The player forgets the length when the track ends; the last line still shows it.
+            if (duration > 0) {
+                m_duration = duration;
+                printProgress();
+            }
+        });
         connect(player, &MediaPlayer::playStateChanged, this, &PlaybackWatch::onStateChanged);
     }
 
@@ -95,11 +101,13 @@ private:
         }
     }
 
-    void printProgress()
+    void printProgress() { printLine(m_player->playTime()); }
+
+    void printLine(qint64 position)
     {
         const int downloaded = m_file->isComplete() ? 100 : m_file->percent();
-        const QString line = clock(m_player->playTime()) + QStringLiteral(" / ")
-                + clock(m_player->duration()) + QStringLiteral("   downloaded %1%").arg(downloaded);
+        const QString line = clock(position) + QStringLiteral(" / ") + clock(m_duration)
+                + QStringLiteral("   downloaded %1%").arg(downloaded);
         if (line != m_line) {
             m_line = line;
             QTextStream(stdout) << '\r' << line << "   " << Qt::flush;
@@ -111,7 +119,9 @@ private:
         if (state != MediaPlayer::STATE_STOPPED) {
             return;
         }
-        printProgress();
+        if (m_error.isEmpty()) {
+            printLine(m_duration);
+        }
         QTextStream out(stdout);
         out << Qt::endl;
         // The network thread ends with the event loop; the server's connections go first.
@@ -123,6 +133,7 @@ private:
     QtMessageHandler m_previousHandler = nullptr;
     MediaPlayer *const m_player;
     const QSharedPointer<FileData> m_file;
+    qint64 m_duration = 0;
     QString m_line; // the progress line shown last
     QString m_error;
 };
