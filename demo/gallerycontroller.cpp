@@ -19,6 +19,7 @@
 #include "resourcemodel.h"
 #include "samplephoto.h"
 #include "userstorageprovider.h"
+#include "videoplayback.h"
 
 #include <utility>
 
@@ -35,6 +36,7 @@ GalleryController::GalleryController(GalleryAccount *account, MediaMgr *hub, QOb
     , m_hub(hub)
     , m_chats(new ChatListModel(account, this))
     , m_files(new MediaFiles(account->fileManager(), this))
+    , m_video(new VideoPlayback(account, this))
 {
     account->setHub(hub);
     connect(account, &GalleryAccount::messagesDeleted, this, [this](int count) {

@@ -8,6 +8,7 @@
 class GalleryAccount;
 class ChatListModel;
 class MediaFiles;
+class VideoPlayback;
 class MediaMgr;
 
 // What the gallery window works with: the chats, the gallery of the chosen chat and the two actions
@@ -24,8 +25,11 @@ class GalleryController : public QObject
     Q_MOC_INCLUDE("mediafiles.h")
     Q_MOC_INCLUDE("mediamgr.h")
     Q_MOC_INCLUDE("galleryaccount.h")
+    Q_MOC_INCLUDE("videoplayback.h")
     Q_PROPERTY(ChatListModel *chats READ chats CONSTANT)
     Q_PROPERTY(MediaFiles *files READ files CONSTANT)
+    // The viewer's video player.
+    Q_PROPERTY(VideoPlayback *video READ video CONSTANT)
     Q_PROPERTY(MediaMgr *hub READ hub CONSTANT)
     Q_PROPERTY(GalleryAccount *account READ account CONSTANT)
     Q_PROPERTY(QString currentChatId READ currentChatId WRITE setCurrentChatId NOTIFY
@@ -48,6 +52,7 @@ public:
 
     ChatListModel *chats() const { return m_chats; }
     MediaFiles *files() const { return m_files; }
+    VideoPlayback *video() const { return m_video; }
     MediaMgr *hub() const { return m_hub; }
     GalleryAccount *account() const { return m_account; }
 
@@ -84,6 +89,7 @@ private:
     MediaMgr *const m_hub;
     ChatListModel *const m_chats; // child
     MediaFiles *const m_files;    // child
+    VideoPlayback *const m_video; // child
     QString m_currentChatId;
     // Owned by the hub, which deletes it some time after releaseGallery(): only held while open.
     QPointer<QObject> m_gallery;

@@ -95,6 +95,7 @@ ApplicationWindow {
         id: viewer
         anchors.fill: parent
         files: window.controller.files
+        video: window.controller.video
         preview: window.controller.preview
     }
 

@@ -1,18 +1,25 @@
 import QtQuick
 import QtQuick.Controls.Basic
+import QtMultimedia
 import MediaGallery
 
 // The full-screen viewer: one photo or video of the chat over a dark backdrop, with the previous
 // (older) and next (newer) ones a click or an arrow key away. It shows the hub's preview, which
-// loads and trims the items around the one shown.
+// loads and trims the items around the one shown. A video plays in place: the arrow keys then
+// seek and the space bar pauses; leaving the item or the viewer stops it.
 Rectangle {
     id: viewer
 
     property MediaFiles files
+    property VideoPlayback video
     // The hub's MediaPreview.
     property var preview: null
     readonly property bool isOpen: visible
     readonly property var item: preview ? preview.resourceItem : null
+    readonly property bool isVideo: item !== null && item.type === 5
+    readonly property bool videoLoaded: video !== null && video.item !== null && video.item === item
+    // The software scene graph of a headless window draws no video; frames are painted instead.
+    readonly property bool paintsFrames: GraphicsInfo.api === GraphicsInfo.Software
     property url source
 
     function openAt(resourceItem) {
@@ -24,9 +31,24 @@ Rectangle {
     }
 
     function close() {
+        if (video)
+            video.stop();
         visible = false;
         if (preview)
             preview.quitView();
+    }
+
+    function playVideo() {
+        if (video && isVideo)
+            video.play(item);
+    }
+
+    // While a video is loaded the arrows seek; otherwise they step to the neighbours.
+    function step(forward) {
+        if (videoLoaded)
+            video.seekBy(forward ? 5000 : -5000);
+        else if (preview)
+            forward ? preview.nextItem() : preview.previousItem();
     }
 
     function refreshSource() {
@@ -37,10 +59,15 @@ Rectangle {
     visible: false
     color: "#f0101317"
     focus: visible
-    onItemChanged: refreshSource()
+    onItemChanged: {
+        if (video)
+            video.stop();
+        refreshSource();
+    }
 
-    Keys.onLeftPressed: if (preview) preview.previousItem()
-    Keys.onRightPressed: if (preview) preview.nextItem()
+    Keys.onLeftPressed: step(false)
+    Keys.onRightPressed: step(true)
+    Keys.onSpacePressed: videoLoaded ? video.togglePause() : playVideo()
     Keys.onEscapePressed: close()
 
     Connections {
@@ -65,19 +92,38 @@ Rectangle {
         smooth: true
     }
 
+    // Shown over the still picture once the video is loaded, so that the picture stays until the
+    // first frame.
+    VideoOutput {
+        id: videoOutput
+        objectName: "videoOutput"
+        anchors.fill: picture
+        visible: viewer.videoLoaded && !viewer.paintsFrames
+        Component.onCompleted: if (viewer.video) viewer.video.videoOutput = videoOutput
+    }
+
+    VideoFrameItem {
+        objectName: "videoFrames"
+        anchors.fill: picture
+        visible: viewer.videoLoaded && viewer.paintsFrames
+        videoSink: videoOutput.videoSink
+    }
+
     BusyIndicator {
         anchors.centerIn: picture
-        running: viewer.visible && (picture.status === Image.Loading || viewer.source.toString() === "")
+        running: viewer.visible && (picture.status === Image.Loading || viewer.source.toString() === ""
+                                    || (viewer.videoLoaded && viewer.video.waiting))
         visible: running
     }
 
     Rectangle {
-        visible: viewer.item !== null && viewer.item.type === 5
+        objectName: "videoPlay"
+        visible: viewer.isVideo && !viewer.videoLoaded
         anchors.centerIn: picture
         width: 72
         height: 72
         radius: 36
-        color: "#99000000"
+        color: playMouse.containsMouse ? "#cc000000" : "#99000000"
 
         Label {
             anchors.centerIn: parent
@@ -86,6 +132,31 @@ Rectangle {
             color: "white"
             font.pixelSize: 30
         }
+        MouseArea {
+            id: playMouse
+            anchors.fill: parent
+            hoverEnabled: true
+            cursorShape: Qt.PointingHandCursor
+            onClicked: viewer.playVideo()
+        }
+    }
+
+    // A click on the playing picture pauses or resumes it.
+    MouseArea {
+        anchors.fill: picture
+        enabled: viewer.videoLoaded
+        onClicked: viewer.video.togglePause()
+    }
+
+    VideoBar {
+        anchors.left: picture.left
+        anchors.right: picture.right
+        anchors.bottom: picture.bottom
+        anchors.leftMargin: 24
+        anchors.rightMargin: 24
+        anchors.bottomMargin: 12
+        visible: viewer.videoLoaded
+        video: viewer.video
     }
 
     component NavButton: Rectangle {
