@@ -1,5 +1,7 @@
 #include "nginxfixture.h"
 
+#include "childprocess.h"
+
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -162,12 +164,5 @@ QString NginxFixture::errorLog() const
 
 void NginxFixture::stop()
 {
-    if (m_process.state() == QProcess::NotRunning) {
-        return;
-    }
-    m_process.terminate();
-    if (!m_process.waitForFinished(kStopTimeoutMs)) {
-        m_process.kill();
-        m_process.waitForFinished(kStopTimeoutMs);
-    }
+    stopChildProcess(m_process, kStopTimeoutMs);
 }

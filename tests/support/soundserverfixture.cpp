@@ -1,5 +1,7 @@
 #include "soundserverfixture.h"
 
+#include "childprocess.h"
+
 #include <QDeadlineTimer>
 #include <QProcessEnvironment>
 #include <QStandardPaths>
@@ -23,7 +25,7 @@ SoundServerFixture::SoundServerFixture()
 
 SoundServerFixture::~SoundServerFixture()
 {
-    stop();
+    stopChildProcess(m_process, kStopTimeoutMs);
 }
 
 QString SoundServerFixture::serverAddress() const
@@ -95,24 +97,9 @@ bool SoundServerFixture::answers()
             && pactl.exitCode() == 0;
 }
 
-void SoundServerFixture::stop()
-{
-    if (m_process.state() == QProcess::NotRunning) {
-        return;
-    }
-    m_process.terminate();
-    if (!m_process.waitForFinished(kStopTimeoutMs)) {
-        m_process.kill();
-        m_process.waitForFinished(kStopTimeoutMs);
-    }
-}
-
 SoundRecorder::~SoundRecorder()
 {
-    if (m_process.state() != QProcess::NotRunning) {
-        m_process.kill();
-        m_process.waitForFinished(kStopTimeoutMs);
-    }
+    stopChildProcess(m_process, kStopTimeoutMs);
 }
 
 bool SoundRecorder::start()

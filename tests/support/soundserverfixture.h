@@ -33,7 +33,6 @@ private:
     Q_DISABLE_COPY(SoundServerFixture)
 
     bool answers();
-    void stop();
 
     QTemporaryDir m_dir;
     QProcess m_process;
