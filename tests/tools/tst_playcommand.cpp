@@ -73,6 +73,8 @@ void TestPlayCommand::playsToTheEnd_data()
     QTest::newRow("a voice message on disk") << int(CONTENT_VOICE) << true << QStringList();
     QTest::newRow("a voice message streamed while it downloads")
             << int(CONTENT_VOICE) << false << QStringList();
+    QTest::newRow("a song, which no reference row names")
+            << int(CONTENT_MUSIC) << false << QStringList();
     QTest::newRow("a voice message from a second in")
             << int(CONTENT_VOICE) << true << QStringList {QStringLiteral("--from"), "1"};
 }

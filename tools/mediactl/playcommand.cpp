@@ -2,6 +2,7 @@
 
 #include "accountbase.h"
 #include "accountmanager.h"
+#include "constants.h"
 #include "contenttype.h"
 #include "dialogbase.h"
 #include "filedata.h"
@@ -12,6 +13,7 @@
 #include "messagebase.h"
 #include "multimediaaudioplayer.h"
 #include "resourceitem.h"
+#include "resourcestorage.h"
 #include "streamserver.h"
 #include "userstorageprovider.h"
 
@@ -35,17 +37,49 @@ bool isPlayable(int contentType)
             || contentType == CONTENT_VIDEO;
 }
 
-// The item of the message of the local store whose own file this is, not one that quotes it;
-// null when there is none.
-std::unique_ptr<ResourceItem> itemOfFile(AccountBase &account, const QString &fileId)
+// The item of a message of the local store, when fileId is its own file (not one it quotes).
+std::unique_ptr<ResourceItem> ownerItem(AccountBase &account, const QString &dialogId,
+                                        const MessageKey &key, const QString &fileId)
 {
-    const auto rows = account.storage()->fileReferenceStorage()->infosWithFileIds({fileId});
+    const QSharedPointer<DialogBase> dialog = account.dialog(dialogId);
+    const auto message = dialog ? dialog->message(key) : nullptr;
+    auto item = message ? std::make_unique<ResourceItem>(message) : nullptr;
+    const auto file = item ? item->sourceFilePtr() : nullptr;
+    return file && file->fileId() == fileId ? std::move(item) : nullptr;
+}
+
+// Music names its file in no reference row; its rows of the resource table lead to it.
+std::unique_ptr<ResourceItem> musicItemOfFile(AccountBase &account, const QString &fileId)
+{
+    storage::ResourceSearchInfo page;
+    page.types = {CONTENT_MUSIC};
+    page.count = LOAD_MAX_COUNT;
+    for (;;) {
+        const auto rows = account.storage()->resourceStorage()->infosBefore(page);
+        for (const storage::ResourceInfo &row : rows) {
+            if (auto item = ownerItem(account, row.dialogId,
+                                      MessageKey(row.messageId, row.subMsgId), fileId)) {
+                return item;
+            }
+        }
+        if (rows.size() < page.count) {
+            return nullptr;
+        }
+        page.time = rows.last().dateTime - 1;
+        page.msgId = rows.last().messageId - 1;
+    }
+}
+
+// The item of the message whose own file this is; null when the local store has none.
+std::unique_ptr<ResourceItem> itemOfFile(AccountBase &account, const QSharedPointer<FileData> &file)
+{
+    if (file->type() == CONTENT_MUSIC) {
+        return musicItemOfFile(account, file->fileId());
+    }
+    const auto rows = account.storage()->fileReferenceStorage()->infosWithFileIds({file->fileId()});
     for (const storage::FileReferenceInfo &row : rows) {
-        const QSharedPointer<DialogBase> dialog = account.dialog(row.dialogId);
-        const auto message =
-                dialog ? dialog->message(MessageKey(row.messageId, row.subMsgId)) : nullptr;
-        auto item = message ? std::make_unique<ResourceItem>(message) : nullptr;
-        if (item && item->sourceFilePtr() && item->sourceFilePtr()->fileId() == fileId) {
+        if (auto item = ownerItem(account, row.dialogId, MessageKey(row.messageId, row.subMsgId),
+                                  file->fileId())) {
             return item;
         }
     }
@@ -168,7 +202,7 @@ int playFile(AccountBase &account, const QString &fileId, qint64 fromMs)
         return fail(QStringLiteral("file ") + fileId
                     + QStringLiteral(" is not a voice message, music or a video"));
     }
-    const std::unique_ptr<ResourceItem> item = itemOfFile(account, fileId);
+    const std::unique_ptr<ResourceItem> item = itemOfFile(account, file);
     if (!item) {
         return fail(QStringLiteral("no message of the local store carries file ") + fileId);
     }
