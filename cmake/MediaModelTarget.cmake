@@ -14,6 +14,8 @@ function(mediamodel_setup_target target)
         <QtCore/QDebug>)
 endfunction()
 
+set(MEDIAMODEL_LSAN_OPTIONS "suppressions=${PROJECT_SOURCE_DIR}/tests/sanitizers/lsan.supp")
+
 # A QtTest executable registered with CTest under its own name.
 function(mediamodel_add_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
@@ -27,7 +29,9 @@ function(mediamodel_add_test name)
         set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
     endif()
     add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    # The suppressions are read by sanitizer builds only: leaks of Qt's, not the project's.
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT
+        "QT_QPA_PLATFORM=offscreen;LSAN_OPTIONS=${MEDIAMODEL_LSAN_OPTIONS}")
 endfunction()
 
 # A library of the platform layer: shared (process-wide singletons must exist once), with its

@@ -158,8 +158,9 @@ private:
         }
         QTextStream out(stdout);
         out << Qt::endl;
-        // The network thread ends with the event loop; the server's connections go first.
-        network::StreamServer::instance()->close();
+        // The network thread ends with the event loop, and a connection closed on it is deleted
+        // there later: the server and its connections go now, as the tool's last use of them.
+        network::StreamServer::instance()->release();
         QCoreApplication::exit(m_error.isEmpty() ? 0 : 1);
     }
 
