@@ -13,6 +13,7 @@ packages=(
     libprotobuf-dev protobuf-compiler libsqlite3-dev
     libbenchmark-dev
     curl ffmpeg nginx-light xvfb sqlite3
+    unzip
 )
 
 missing=()

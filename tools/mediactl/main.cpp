@@ -10,7 +10,7 @@
 #include "synccommand.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QJsonDocument>
 #include <QTextStream>
 
@@ -252,9 +252,17 @@ int runSearch(const QStringList &args)
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    // The sample account's documents are drawn with fonts, which takes a GUI application; a
+    // headless one unless told otherwise.
+    const bool init = argc > 1 && qstrcmp(argv[1], "init") == 0;
+    if (init && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    const std::unique_ptr<QCoreApplication> app = init
+            ? std::make_unique<QGuiApplication>(argc, argv)
+            : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("mediactl"));
-    QStringList args = app.arguments();
+    QStringList args = QCoreApplication::arguments();
     const QString command = args.value(1);
     args.removeAt(1);
     if (command == QLatin1String("init")) {
