@@ -55,68 +55,49 @@ QString seconds(int milliseconds)
     return QString::number(milliseconds / 1000.0, 'f', 3);
 }
 
+// Arguments written as one line; none of them holds a space.
+QStringList line(const char *arguments)
+{
+    return QString::fromLatin1(arguments).split(QLatin1Char(' '));
+}
+
 // Nothing that names an encoder's version or the time goes into the files, and the input's own
 // metadata stays out: the same arguments give the same bytes.
 QStringList reproducible()
 {
-    return {QStringLiteral("-map_metadata"), QStringLiteral("-1"),     QStringLiteral("-fflags"),
-            QStringLiteral("+bitexact"),     QStringLiteral("-flags"), QStringLiteral("+bitexact"),
-            QStringLiteral("-threads"),      QStringLiteral("1")};
-}
-
-QStringList lavfiInput(const QString &graph)
-{
-    return {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"), graph};
-}
-
-// The tone is computed here rather than by an ffmpeg expression, which takes a hundred times as
-// long.
-QStringList toneInput()
-{
-    return {QStringLiteral("-f"), QStringLiteral("wav"), QStringLiteral("-i"),
-            QStringLiteral("pipe:0")};
+    return line("-map_metadata -1 -fflags +bitexact -flags +bitexact -threads 1");
 }
 
 // A moving test pattern, and a steady tone as its sound.
 Job videoJob(const Video &video)
 {
     const QString length = seconds(video.durationMs);
-    QStringList arguments = lavfiInput(QStringLiteral("testsrc2=size=%1x%2:rate=30:duration=%3")
-                                               .arg(video.width)
-                                               .arg(video.height)
-                                               .arg(length))
-            + lavfiInput(QStringLiteral("sine=frequency=%1:sample_rate=48000:duration=%2")
-                                 .arg(video.toneHz)
-                                 .arg(length))
-            + QStringList {QStringLiteral("-map"),     QStringLiteral("0:v"),
-                           QStringLiteral("-map"),     QStringLiteral("1:a"),
-                           QStringLiteral("-c:v"),     QStringLiteral("libx264"),
-                           QStringLiteral("-preset"),  QStringLiteral("veryfast"),
-                           QStringLiteral("-crf"),     QStringLiteral("26"),
-                           QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
-                           QStringLiteral("-g"),       QStringLiteral("30"),
-                           QStringLiteral("-c:a"),     QStringLiteral("aac"),
-                           QStringLiteral("-b:a"),     QStringLiteral("96k")};
+    QStringList arguments = line("-f lavfi -i")
+            << QStringLiteral("testsrc2=size=%1x%2:rate=30:duration=%3")
+                       .arg(video.width)
+                       .arg(video.height)
+                       .arg(length);
+    arguments += line("-f lavfi -i")
+            << QStringLiteral("sine=frequency=%1:sample_rate=48000:duration=%2")
+                       .arg(video.toneHz)
+                       .arg(length);
+    arguments += line("-map 0:v -map 1:a -c:v libx264 -preset veryfast -crf 26 -pix_fmt yuv420p "
+                      "-g 30 -c:a aac -b:a 96k");
     if (video.indexFirst) {
-        arguments << QStringLiteral("-movflags") << QStringLiteral("+faststart");
+        arguments += line("-movflags +faststart");
     }
-    return {video.fileName,
-            arguments + reproducible() << QStringLiteral("-f") << QStringLiteral("mp4"), Tone()};
+    return {video.fileName, arguments + reproducible() + line("-f mp4"), Tone()};
 }
 
+// Music and voice are tones computed here and read as WAV from ffmpeg's standard input: an ffmpeg
+// expression evaluated for each sample took longer than the encoding itself.
 Job trackJob(const Track &track)
 {
-    return {track.fileName,
-            toneInput()
-                    + QStringList {QStringLiteral("-c:a"), QStringLiteral("libmp3lame"),
-                                   QStringLiteral("-b:a"), QStringLiteral("128k"),
-                                   QStringLiteral("-id3v2_version"), QStringLiteral("3")}
-                    + reproducible()
-                    + QStringList {QStringLiteral("-metadata"),
-                                   QStringLiteral("title=") + track.title,
-                                   QStringLiteral("-metadata"),
-                                   QStringLiteral("artist=") + track.artist, QStringLiteral("-f"),
-                                   QStringLiteral("mp3")},
+    QStringList arguments =
+            line("-f wav -i pipe:0 -c:a libmp3lame -b:a 128k -id3v2_version 3") + reproducible();
+    arguments << QStringLiteral("-metadata") << QStringLiteral("title=") + track.title
+              << QStringLiteral("-metadata") << QStringLiteral("artist=") + track.artist;
+    return {track.fileName, arguments + line("-f mp3"),
             Tone {44100, track.durationMs, track.fromHz, track.toHz}};
 }
 
@@ -124,14 +105,8 @@ Job trackJob(const Track &track)
 Job voiceJob(const Voice &voice)
 {
     return {voice.fileName,
-            toneInput()
-                            + QStringList {QStringLiteral("-af"),
-                                           QStringLiteral("tremolo=f=3:d=0.4"),
-                                           QStringLiteral("-c:a"), QStringLiteral("libopus"),
-                                           QStringLiteral("-b:a"), QStringLiteral("24k"),
-                                           QStringLiteral("-application"), QStringLiteral("voip")}
-                            + reproducible()
-                    << QStringLiteral("-f") << QStringLiteral("ogg"),
+            line("-f wav -i pipe:0 -af tremolo=f=3:d=0.4 -c:a libopus -b:a 24k -application voip")
+                    + reproducible() + line("-f ogg"),
             Tone {48000, voice.durationMs, voice.fromHz, voice.toHz}};
 }
 
