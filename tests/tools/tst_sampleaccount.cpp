@@ -201,7 +201,8 @@ private Q_SLOTS:
     void documentsOpen();
     void sameSeedSameBytes();
     void keptMediaAreReusedWhileWhole();
-    void failsWithoutFfmpeg();
+    void failsWithoutWorkingFfmpeg_data();
+    void failsWithoutWorkingFfmpeg();
     void refusesAnExistingAccount();
     void summaryPrintsEveryChat();
 
@@ -559,16 +560,46 @@ void TestSampleAccount::keptMediaAreReusedWhileWhole()
     QCOMPARE(filesUnder(m_dir.filePath("d/source")).value(clip), original);
 }
 
-// No ffmpeg, no account: never media that only look like media.
-void TestSampleAccount::failsWithoutFfmpeg()
+void TestSampleAccount::failsWithoutWorkingFfmpeg_data()
 {
+    QTest::addColumn<QByteArray>("ffmpeg"); // the script PATH finds as ffmpeg; empty for none
+    QTest::addColumn<QString>("warning");
+    QTest::addColumn<int>("warnings");
+    QTest::newRow("missing") << QByteArray() << QStringLiteral("cannot run ffmpeg") << 1;
+    // It answers for its version, then cannot encode: every file fails.
+    const int files = int(EncodedMedia::videos().size() + EncodedMedia::liveClips().size()
+                          + EncodedMedia::tracks().size() + EncodedMedia::voices().size());
+    QTest::newRow("failing") << QByteArray(
+            "#!/bin/sh\n"
+            "case \"$*\" in *-version*) echo ffmpeg 0; exit 0;; esac\n"
+            "echo 'Unknown encoder' >&2\n"
+            "exit 1\n") << QStringLiteral("ffmpeg failed on .* with Unknown encoder")
+                             << files;
+}
+
+// No working ffmpeg, no account: never media that only look like media.
+void TestSampleAccount::failsWithoutWorkingFfmpeg()
+{
+    QFETCH(QByteArray, ffmpeg);
+    QFETCH(QString, warning);
+    QFETCH(int, warnings);
+    QTemporaryDir bin;
+    if (!ffmpeg.isEmpty()) {
+        QFile script(bin.filePath(QStringLiteral("ffmpeg")));
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(ffmpeg);
+        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    for (int i = 0; i < warnings; ++i) {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(warning));
+    }
     const QByteArray path = qgetenv("PATH");
-    QTemporaryDir nothing;
-    qputenv("PATH", QFile::encodeName(nothing.path()));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot run ffmpeg")));
-    const bool created = SampleAccount::create(m_dir.filePath("e"), options(), nullptr);
+    qputenv("PATH", QFile::encodeName(bin.path()));
+    const QString folder = m_dir.filePath(QStringLiteral("e_") + QTest::currentDataTag());
+    const bool created = SampleAccount::create(folder, options(QStringLiteral("cache-e")), nullptr);
     qputenv("PATH", path);
     QVERIFY(!created);
+    QVERIFY(!QFileInfo::exists(folder + QStringLiteral("/account.db")));
 }
 
 void TestSampleAccount::refusesAnExistingAccount()
