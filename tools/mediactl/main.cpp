@@ -13,6 +13,7 @@
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QTextStream>
+#include <memory>
 
 namespace {
 
