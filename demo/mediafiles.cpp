@@ -122,6 +122,23 @@ qint64 MediaFiles::duration(ResourceItem *item) const
     return 0;
 }
 
+QString MediaFiles::title(ResourceItem *item) const
+{
+    const QSharedPointer<MusicItem> music = musicOf(item);
+    return music ? music->title() : QString();
+}
+
+QString MediaFiles::artist(ResourceItem *item) const
+{
+    const QSharedPointer<MusicItem> music = musicOf(item);
+    return music ? music->artist() : QString();
+}
+
+QSharedPointer<MusicItem> MediaFiles::musicOf(ResourceItem *item)
+{
+    return item ? item->contentItem().dynamicCast<MusicItem>() : QSharedPointer<MusicItem>();
+}
+
 // The picture a tile shows: the thumbnail, else the photo itself.
 QSharedPointer<FileData> MediaFiles::pictureOf(ResourceItem *item) const
 {

@@ -9,6 +9,7 @@
 
 class FileData;
 class FileManager;
+class MusicItem;
 class ResourceItem;
 
 // What the gallery's delegates show of an item's files, which QML cannot reach itself: the
@@ -49,6 +50,9 @@ public:
     Q_INVOKABLE qint64 fileSize(ResourceItem *item) const;
     // Milliseconds of a video, music or voice message; 0 for anything else.
     Q_INVOKABLE qint64 duration(ResourceItem *item) const;
+    // A song's title and artist from its tags; empty for anything else or when the file had none.
+    Q_INVOKABLE QString title(ResourceItem *item) const;
+    Q_INVOKABLE QString artist(ResourceItem *item) const;
 
 Q_SIGNALS:
     void pendingDownloadsChanged();
@@ -58,6 +62,7 @@ Q_SIGNALS:
 private:
     QSharedPointer<FileData> pictureOf(ResourceItem *item) const;
     QSharedPointer<FileData> sourceOf(ResourceItem *item) const;
+    static QSharedPointer<MusicItem> musicOf(ResourceItem *item);
     void requestDownload(const QSharedPointer<FileData> &file);
     void onDownloadFinished(const QString &fileId, bool ok);
     void waitForDownloads() const;

@@ -17,6 +17,7 @@ packages=(
     # plugins, should it be chosen over the FFmpeg one; the sound tests play into a PulseAudio
     # server of their own with a null output, and record it with parec.
     gstreamer1.0-plugins-base pulseaudio pulseaudio-utils
+    unzip
 )
 
 missing=()

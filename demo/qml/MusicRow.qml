@@ -3,7 +3,8 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import MediaGallery
 
-// A song: a play button, its title and length.
+// A song: a play button, its title from the file's tags (the file's name when it had none), then
+// its artist, length and size.
 ListRow {
     id: row
 
@@ -12,7 +13,10 @@ ListRow {
     property var player: null
     property var accountId: 0
     readonly property string fileName: files ? files.fileName(itemModel) : ""
-    readonly property string title: fileName.replace(/\.[^.]*$/, "")
+    readonly property string taggedTitle: files ? files.title(itemModel) : ""
+    readonly property string artist: files ? files.artist(itemModel) : ""
+    readonly property string title: taggedTitle !== "" ? taggedTitle
+                                                        : fileName.replace(/\.[^.]*$/, "")
 
     PlayButton {
         itemModel: row.itemModel
@@ -25,6 +29,7 @@ ListRow {
         spacing: 3
 
         Label {
+            objectName: "musicTitle"
             Layout.fillWidth: true
             text: row.title
             elide: Text.ElideRight
@@ -33,8 +38,12 @@ ListRow {
             color: Theme.text
         }
         Label {
-            text: Theme.duration(row.files ? row.files.duration(row.itemModel) : 0) + "  \u00b7  "
+            objectName: "musicDetails"
+            Layout.fillWidth: true
+            text: (row.artist !== "" ? row.artist + "  \u00b7  " : "")
+                  + Theme.duration(row.files ? row.files.duration(row.itemModel) : 0) + "  \u00b7  "
                   + Theme.size(row.files ? row.files.fileSize(row.itemModel) : 0)
+            elide: Text.ElideRight
             font.pixelSize: 12
             color: Theme.secondaryText
         }

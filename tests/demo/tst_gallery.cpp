@@ -179,5 +179,6 @@ void TestGallery::badRunFailsWithMessage()
     QVERIFY(!QFile::exists(shot));
 }
 
-QTEST_GUILESS_MAIN(TestGallery)
+// The sample account's documents are drawn with fonts, which take a GUI application.
+QTEST_MAIN(TestGallery)
 #include "tst_gallery.moc"

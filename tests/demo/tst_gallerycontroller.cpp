@@ -1,15 +1,18 @@
 #include "chatlistmodel.h"
 #include "contenttype.h"
 #include "dialogbase.h"
+#include "encodedmedia.h"
 #include "filedata.h"
 #include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerysample.h"
 #include "hubteardown.h"
+#include "im.pb.h"
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
 #include "mediafiles.h"
 #include "mediamgr.h"
+#include "messagebase.h"
 #include "messagestorage.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
@@ -52,6 +55,7 @@ private Q_SLOTS:
     void unknownChatLeavesNoGallery();
     void sentPhotoShowsFirstAndDeleteTakesItAway();
     void deleteOnAnEmptyListChangesNothing();
+    void songsShowTheirTags();
 
 private:
     MediaResource *openPhotoList(const QString &dialogId);
@@ -60,6 +64,7 @@ private:
     QTemporaryDir m_dir;
     QString m_photoChat;
     QString m_chatWithoutPhotos;
+    QString m_musicChat;
     std::unique_ptr<GalleryAccount> m_account;
     MediaMgr *m_hub = nullptr; // child of the account
     std::unique_ptr<GalleryController> m_controller;
@@ -72,6 +77,7 @@ void TestGalleryController::initTestCase()
     QVERIFY(sample.create(m_dir.path()));
     m_photoChat = sample.photoChat;
     m_chatWithoutPhotos = sample.chatWithoutPhotos;
+    m_musicChat = sample.musicChat;
 }
 
 void TestGalleryController::init()
@@ -199,6 +205,37 @@ void TestGalleryController::deleteOnAnEmptyListChangesNothing()
     QVERIFY(!m_controller->deleteNewest(nullptr));
     QCOMPARE(notice.count(), 2);
     QCOMPARE(m_account->storage()->messageStorage()->count(m_chatWithoutPhotos), messages);
+}
+
+// A song shows the title, artist and length written into its file's tags; other items have none.
+void TestGalleryController::songsShowTheirTags()
+{
+    m_controller->setCurrentChatId(m_musicChat);
+    auto *gallery = qobject_cast<MediaResourceMgr *>(m_controller->gallery());
+    QVERIFY(gallery);
+    MediaResource *music = gallery->mediaResource(CONTENT_MUSIC);
+    QTRY_VERIFY(!music->isQuerying());
+    ResourceItem *item = newestItem(music->resourceModel());
+    QVERIFY(item && item->msgData());
+    const QString source =
+            QUrl(QString::fromStdString(item->msgData()->proto().file().url())).fileName();
+    const QList<EncodedMedia::Track> &tracks = EncodedMedia::tracks();
+    const auto track =
+            std::find_if(tracks.cbegin(), tracks.cend(),
+                         [&](const EncodedMedia::Track &t) { return t.fileName == source; });
+    QVERIFY2(track != tracks.cend(), qPrintable(source));
+    MediaFiles *files = m_controller->files();
+    QCOMPARE(files->title(item), track->title);
+    QCOMPARE(files->artist(item), track->artist);
+    QCOMPARE(files->duration(item), qint64(track->durationMs));
+
+    MediaResource *photos = openPhotoList(m_photoChat);
+    QTRY_VERIFY(!photos->isQuerying());
+    ResourceItem *photo = newestItem(photos->resourceModel());
+    QVERIFY(photo);
+    QVERIFY(files->title(photo).isEmpty());
+    QVERIFY(files->artist(photo).isEmpty());
+    QVERIFY(files->title(nullptr).isEmpty());
 }
 
 QTEST_MAIN(TestGalleryController)

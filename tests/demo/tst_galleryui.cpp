@@ -2,6 +2,7 @@
 #include "audioevents.h"
 #include "audiotestsupport.h"
 #include "dialogbase.h"
+#include "encodedmedia.h"
 #include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerysample.h"
@@ -335,6 +336,17 @@ void TestGalleryUi::musicRowPlaysInThePlayerBar()
     QTRY_VERIFY_WITH_TIMEOUT(m_window->property("pageReady").toBool(), 20000);
     QQuickItem *play = nullptr;
     QTRY_VERIFY((play = findItem(QStringLiteral("playButton"))) && play->isVisible());
+    // The row shows the song's tags: one of the sample's titles, and its artist.
+    QQuickItem *title = findItem(QStringLiteral("musicTitle"));
+    QQuickItem *details = findItem(QStringLiteral("musicDetails"));
+    QVERIFY(title && details);
+    const QString shownTitle = title->property("text").toString();
+    const QList<EncodedMedia::Track> &tracks = EncodedMedia::tracks();
+    const auto track =
+            std::find_if(tracks.cbegin(), tracks.cend(),
+                         [&](const EncodedMedia::Track &t) { return t.title == shownTitle; });
+    QVERIFY2(track != tracks.cend(), qPrintable(shownTitle));
+    QVERIFY(details->property("text").toString().startsWith(track->artist));
     QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(play));
     QTRY_COMPARE(m_audio->plays().size(), 1);
     m_audio->send(AudioEvents::Duration, {{QStringLiteral("Duration"), 184000}});

@@ -2,22 +2,185 @@
 #include "accountsummary.h"
 #include "contenttype.h"
 #include "dialogbase.h"
+#include "encodedmedia.h"
 #include "filedata.h"
 #include "filemanager.h"
 #include "filereferencestorage.h"
 #include "filestorage.h"
+#include "im.pb.h"
 #include "messagestorage.h"
+#include "musicitem.h"
 #include "resourcestorage.h"
 #include "sampleaccount.h"
 #include "serverhistory.h"
 #include "userstorageprovider.h"
 
 #include <QDateTime>
+#include <QDirIterator>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStringDecoder>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QUrl>
 #include <QtTest>
+
+namespace {
+
+// Encoders round a file's length up to whole frames of their own (an MP3 frame holds 26 ms), so a
+// player may report up to two frames more than the sender measured.
+constexpr qint64 DurationSlackMs = 60;
+
+// What ffprobe reads in a media file.
+struct Probe
+{
+    QString format;
+    QStringList codecs; // one per stream, in order
+    int width = 0;      // of the video stream
+    int height = 0;
+    qint64 durationMs = 0;
+    QString title;
+    QString artist;
+};
+
+Probe probe(const QString &path)
+{
+    QProcess ffprobe;
+    ffprobe.start(QStringLiteral("ffprobe"),
+                  {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-print_format"),
+                   QStringLiteral("json"), QStringLiteral("-show_format"),
+                   QStringLiteral("-show_streams"), path});
+    Probe result;
+    if (!ffprobe.waitForFinished(30000) || ffprobe.exitCode() != 0) {
+        qWarning() << "ffprobe failed on" << path << ffprobe.readAllStandardError();
+        return result;
+    }
+    const QJsonObject root = QJsonDocument::fromJson(ffprobe.readAllStandardOutput()).object();
+    const QJsonObject format = root.value(QStringLiteral("format")).toObject();
+    result.format = format.value(QStringLiteral("format_name")).toString();
+    result.durationMs =
+            qRound64(format.value(QStringLiteral("duration")).toString().toDouble() * 1000);
+    const QJsonObject tags = format.value(QStringLiteral("tags")).toObject();
+    result.title = tags.value(QStringLiteral("title")).toString();
+    result.artist = tags.value(QStringLiteral("artist")).toString();
+    for (const QJsonValue &value : root.value(QStringLiteral("streams")).toArray()) {
+        const QJsonObject stream = value.toObject();
+        result.codecs.append(stream.value(QStringLiteral("codec_name")).toString());
+        if (stream.value(QStringLiteral("codec_type")).toString() == QLatin1String("video")) {
+            result.width = stream.value(QStringLiteral("width")).toInt();
+            result.height = stream.value(QStringLiteral("height")).toInt();
+        }
+    }
+    return result;
+}
+
+QString sourceOf(const im::FileInfo &file)
+{
+    return QUrl(QString::fromStdString(file.url())).toLocalFile();
+}
+
+// The top-level boxes of an MP4 file, in file order.
+QStringList topLevelBoxes(const QString &path)
+{
+    QFile file(path);
+    QStringList boxes;
+    if (!file.open(QIODevice::ReadOnly)) {
+        return boxes;
+    }
+    while (!file.atEnd()) {
+        const QByteArray header = file.read(8);
+        if (header.size() < 8) {
+            break;
+        }
+        const quint32 size = qFromBigEndian<quint32>(header.constData());
+        boxes.append(QString::fromLatin1(header.mid(4, 4)));
+        if (size < 8 || !file.seek(file.pos() - 8 + size)) {
+            break;
+        }
+    }
+    return boxes;
+}
+
+qint64 numberAfter(const QByteArray &bytes, const QByteArray &key, qsizetype from = 0)
+{
+    const qsizetype at = bytes.indexOf(key, from);
+    if (at < 0) {
+        return -1;
+    }
+    qsizetype end = at + key.size();
+    while (end < bytes.size() && std::isspace(static_cast<unsigned char>(bytes.at(end)))) {
+        ++end;
+    }
+    qsizetype digits = end;
+    while (digits < bytes.size() && std::isdigit(static_cast<unsigned char>(bytes.at(digits)))) {
+        ++digits;
+    }
+    return digits > end ? bytes.mid(end, digits - end).toLongLong() : -1;
+}
+
+// Checks what a PDF reader relies on first: the header, the end marker, and a cross-reference
+// table where startxref says, whose every entry points at the object it names. Returns the number
+// of pages, or -1 when the structure is broken.
+int pdfPages(const QByteArray &pdf)
+{
+    if (!pdf.startsWith("%PDF-1.") || !pdf.trimmed().endsWith("%%EOF")) {
+        return -1;
+    }
+    const qint64 table = numberAfter(pdf, "startxref", pdf.lastIndexOf("startxref"));
+    if (table <= 0 || pdf.mid(table, 7) != "xref\n0 ") {
+        return -1;
+    }
+    const qint64 count = numberAfter(pdf, "xref\n0", table);
+    qsizetype entry = pdf.indexOf('\n', table + 7) + 1;
+    for (qint64 object = 0; object < count; ++object, entry += 20) {
+        const QByteArray line = pdf.mid(entry, 20);
+        if (line.size() != 20 || line.at(17) != 'n') {
+            continue;
+        }
+        if (!pdf.mid(line.left(10).toLongLong())
+                     .startsWith(QByteArray::number(object) + " 0 obj")) {
+            return -1;
+        }
+    }
+    return int(pdf.count("/Type /Page\n"));
+}
+
+// Whether every row has as many fields as the header, quoted commas not counting.
+bool isRectangularCsv(const QByteArray &csv)
+{
+    const QList<QByteArray> rows = csv.trimmed().split('\n');
+    const auto fields = [](const QByteArray &row) {
+        int count = 1;
+        bool quoted = false;
+        for (const char c : row) {
+            quoted = c == '"' ? !quoted : quoted;
+            count += c == ',' && !quoted;
+        }
+        return count;
+    };
+    return rows.size() > 2 && std::all_of(rows.cbegin(), rows.cend(), [&](const QByteArray &row) {
+               return fields(row) == fields(rows.first());
+           });
+}
+
+// Every file under folder with its bytes, by path inside it.
+QMap<QString, QByteArray> filesUnder(const QString &folder)
+{
+    QMap<QString, QByteArray> files;
+    QDirIterator it(folder, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile file(it.next());
+        file.open(QIODevice::ReadOnly);
+        files.insert(QDir(folder).relativeFilePath(file.fileName()), file.readAll());
+    }
+    return files;
+}
+
+} // namespace
 
 class TestSampleAccount : public QObject
 {
@@ -31,28 +194,59 @@ private Q_SLOTS:
     void mediaLayerWroteFileReferences();
     void mediaReachToday();
     void sameSeedSameAccount();
+    void videosAreH264WithAacSound();
+    void videosKeepTheirIndexWhereAsked();
+    void musicCarriesItsTags();
+    void voiceIsOpusInOgg();
+    void documentsOpen();
+    void sameSeedSameBytes();
+    void keptMediaAreReusedWhileWhole();
+    void failsWithoutWorkingFfmpeg_data();
+    void failsWithoutWorkingFfmpeg();
     void refusesAnExistingAccount();
     void summaryPrintsEveryChat();
 
 private:
-    static SampleAccount::Options options();
+    SampleAccount::Options options(const QString &mediaCache = QStringLiteral("cache-a")) const;
+    QList<im::Message> stored(int type) const;
     QTemporaryDir m_dir;
     SampleAccount::Report m_report;
     std::unique_ptr<AccountBase> m_account;
 };
 
-SampleAccount::Options TestSampleAccount::options()
+// Each test account keeps its encoded media in a cache of its own under the test's folder, so
+// that a first account really encodes them.
+SampleAccount::Options TestSampleAccount::options(const QString &mediaCache) const
 {
     SampleAccount::Options options;
     options.seed = 11;
     options.mediaCount = 300;
     options.now = QDateTime(QDate(2026, 5, 20), QTime(15, 30)).toMSecsSinceEpoch();
+    options.mediaCache = m_dir.filePath(mediaCache);
     return options;
+}
+
+// The top-level messages of the type in the local store, every chat.
+QList<im::Message> TestSampleAccount::stored(int type) const
+{
+    storage::MessageSearchInfo info;
+    info.types = {type};
+    info.count = 100000;
+    bool more = false;
+    QList<im::Message> messages;
+    for (const storage::MessageRecord &record :
+         m_account->storage()->messageStorage()->search(info, &more)) {
+        im::Message message;
+        message.ParseFromArray(record.data.constData(), int(record.data.size()));
+        messages.append(message);
+    }
+    return messages;
 }
 
 void TestSampleAccount::initTestCase()
 {
     QVERIFY(SampleAccount::create(m_dir.filePath("a"), options(), &m_report));
+    QVERIFY(!m_report.mediaFromCache);
     m_account = std::make_unique<AccountBase>(SampleAccount::UserId, m_dir.filePath("a"));
     QVERIFY(m_account->isValid());
 }
@@ -172,7 +366,8 @@ void TestSampleAccount::mediaReachToday()
 void TestSampleAccount::sameSeedSameAccount()
 {
     SampleAccount::Report again;
-    QVERIFY(SampleAccount::create(m_dir.filePath("b"), options(), &again));
+    QVERIFY(SampleAccount::create(m_dir.filePath("b"), options(QStringLiteral("cache-b")), &again));
+    QVERIFY(!again.mediaFromCache);
     QCOMPARE(again.localMediaByType, m_report.localMediaByType);
     QCOMPARE(again.filesDownloaded, m_report.filesDownloaded);
     QCOMPARE(again.bytesOnDisk, m_report.bytesOnDisk);
@@ -188,6 +383,223 @@ void TestSampleAccount::sameSeedSameAccount()
         QCOMPARE(rowsA[i].dateTime, rowsB[i].dateTime);
         QCOMPARE(rowsA[i].text, rowsB[i].text);
     }
+}
+
+// Videos and live photos play in real players: H.264 with AAC sound, of the size and length
+// the message tells.
+void TestSampleAccount::videosAreH264WithAacSound()
+{
+    QList<im::FileInfo> clips;
+    QHash<QString, qint64> lengthOf; // source path -> what the messages say
+    for (const im::Message &message : stored(CONTENT_VIDEO)) {
+        clips.append(message.file());
+        lengthOf.insert(sourceOf(message.file()), message.duration());
+    }
+    int livePhotos = 0;
+    for (const im::Message &message : stored(CONTENT_PHOTO)) {
+        if (message.has_live_photo()) {
+            clips.append(message.live_photo());
+            ++livePhotos;
+        }
+    }
+    QVERIFY(!lengthOf.isEmpty());
+    QVERIFY(livePhotos > 0);
+    QHash<QString, Probe> probed;
+    for (const im::FileInfo &clip : std::as_const(clips)) {
+        const QString path = sourceOf(clip);
+        if (!probed.contains(path)) {
+            probed.insert(path, probe(path));
+        }
+        const Probe &media = probed[path];
+        QVERIFY2(media.format.contains(QLatin1String("mp4")), qPrintable(path));
+        QCOMPARE(media.codecs, QStringList({QStringLiteral("h264"), QStringLiteral("aac")}));
+        QCOMPARE(media.width, clip.width());
+        QCOMPARE(media.height, clip.height());
+        if (lengthOf.contains(path)) {
+            QVERIFY2(qAbs(media.durationMs - lengthOf[path]) <= DurationSlackMs, qPrintable(path));
+        } else {
+            QVERIFY2(media.durationMs >= 1000 && media.durationMs <= 3000, qPrintable(path));
+        }
+    }
+    // Landscape, portrait and HD sizes are all there.
+    QSet<QString> sizes;
+    for (const Probe &media : std::as_const(probed)) {
+        sizes.insert(QStringLiteral("%1x%2").arg(media.width).arg(media.height));
+    }
+    for (const char *size : {"640x360", "1280x720", "360x640"}) {
+        QVERIFY2(sizes.contains(QLatin1String(size)), size);
+    }
+}
+
+// Phones write the index after the frames; files made for streaming have it first.
+void TestSampleAccount::videosKeepTheirIndexWhereAsked()
+{
+    QSet<bool> placements;
+    for (const EncodedMedia::Video &video : EncodedMedia::videos() + EncodedMedia::liveClips()) {
+        const QStringList boxes =
+                topLevelBoxes(m_dir.filePath(QStringLiteral("a/source/") + video.fileName));
+        QVERIFY2(boxes.contains(QLatin1String("moov")) && boxes.contains(QLatin1String("mdat")),
+                 qPrintable(boxes.join(QLatin1Char(' '))));
+        QCOMPARE(boxes.indexOf(QLatin1String("moov")) < boxes.indexOf(QLatin1String("mdat")),
+                 video.indexFirst);
+        placements.insert(video.indexFirst);
+    }
+    QCOMPARE(placements.size(), 2);
+}
+
+// The message carries the title, artist and length written into the MP3's tags, and the music
+// item hands them on.
+void TestSampleAccount::musicCarriesItsTags()
+{
+    const QList<im::Message> music = stored(CONTENT_MUSIC);
+    QVERIFY(!music.isEmpty());
+    QSet<QString> titles;
+    for (const im::Message &message : music) {
+        const QString path = sourceOf(message.file());
+        const Probe media = probe(path);
+        QCOMPARE(media.codecs, QStringList(QStringLiteral("mp3")));
+        QVERIFY(!message.title().empty());
+        QVERIFY(!message.artist().empty());
+        QCOMPARE(media.title, QString::fromStdString(message.title()));
+        QCOMPARE(media.artist, QString::fromStdString(message.artist()));
+        QVERIFY2(qAbs(media.durationMs - message.duration()) <= DurationSlackMs, qPrintable(path));
+        const MusicItem item(message, nullptr, {});
+        QCOMPARE(item.title(), media.title);
+        QCOMPARE(item.artist(), media.artist);
+        QCOMPARE(item.duration(), message.duration());
+        titles.insert(media.title);
+    }
+    QCOMPARE(titles.size(), EncodedMedia::tracks().size());
+}
+
+void TestSampleAccount::voiceIsOpusInOgg()
+{
+    const QList<im::Message> voices = stored(CONTENT_VOICE);
+    QVERIFY(!voices.isEmpty());
+    for (const im::Message &message : voices) {
+        const QString path = sourceOf(message.file());
+        const Probe media = probe(path);
+        QCOMPARE(media.format, QStringLiteral("ogg"));
+        QCOMPARE(media.codecs, QStringList(QStringLiteral("opus")));
+        QVERIFY2(qAbs(media.durationMs - message.duration()) <= DurationSlackMs, qPrintable(path));
+    }
+}
+
+// Each kind of document is checked as its reader would take it: the PDF's structure, the ZIP's
+// checksums by unzip, the CSV's columns, the text's encoding.
+void TestSampleAccount::documentsOpen()
+{
+    QSet<QString> paths;
+    for (const im::Message &message : stored(CONTENT_FILE)) {
+        paths.insert(sourceOf(message.file()));
+    }
+    QSet<QString> suffixes;
+    int longestPdf = 0;
+    for (const QString &path : std::as_const(paths)) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        const QString suffix = QFileInfo(path).suffix();
+        suffixes.insert(suffix);
+        if (suffix == QLatin1String("pdf")) {
+            const int pages = pdfPages(bytes);
+            QVERIFY2(pages >= 1, qPrintable(path));
+            longestPdf = qMax(longestPdf, pages);
+        } else if (suffix == QLatin1String("zip")) {
+            QProcess unzip;
+            unzip.start(QStringLiteral("unzip"), {QStringLiteral("-t"), path});
+            QVERIFY(unzip.waitForFinished(30000));
+            const QByteArray report = unzip.readAllStandardOutput();
+            QVERIFY2(unzip.exitCode() == 0, report.constData());
+            QVERIFY2(report.count("OK") >= 3, report.constData());
+        } else if (suffix == QLatin1String("csv")) {
+            QVERIFY2(isRectangularCsv(bytes), bytes.constData());
+        } else {
+            QCOMPARE(suffix, QStringLiteral("txt"));
+            QStringDecoder utf8(QStringDecoder::Utf8);
+            const QString text = utf8(bytes);
+            QVERIFY(!utf8.hasError());
+            QVERIFY(text.count(QLatin1Char('\n')) >= 5);
+        }
+    }
+    QCOMPARE(suffixes, QSet<QString>({"pdf", "zip", "csv", "txt"}));
+    QVERIFY2(longestPdf >= 2, "a document runs onto a second page");
+}
+
+// The second account, its media encoded afresh, holds the very same bytes.
+void TestSampleAccount::sameSeedSameBytes()
+{
+    const QMap<QString, QByteArray> first = filesUnder(m_dir.filePath("a/source"));
+    const QMap<QString, QByteArray> second = filesUnder(m_dir.filePath("b/source"));
+    QCOMPARE(second.keys(), first.keys());
+    for (auto it = first.cbegin(); it != first.cend(); ++it) {
+        QVERIFY2(second.value(it.key()) == it.value(), qPrintable(it.key()));
+    }
+}
+
+// The media kept from the first account are copied while whole; a damaged file has them encoded
+// again.
+void TestSampleAccount::keptMediaAreReusedWhileWhole()
+{
+    const QString clip = EncodedMedia::videos().constFirst().fileName;
+    const QByteArray original = filesUnder(m_dir.filePath("a/source")).value(clip);
+    SampleAccount::Report report;
+    QVERIFY(SampleAccount::create(m_dir.filePath("c"), options(), &report));
+    QVERIFY(report.mediaFromCache);
+    QCOMPARE(filesUnder(m_dir.filePath("c/source")).value(clip), original);
+
+    QDirIterator kept(m_dir.filePath("cache-a"), {clip}, QDir::Files, QDirIterator::Subdirectories);
+    QVERIFY(kept.hasNext());
+    QFile damaged(kept.next());
+    QVERIFY(damaged.open(QIODevice::ReadWrite));
+    QVERIFY(damaged.seek(damaged.size() / 2));
+    QVERIFY(damaged.write("damage"));
+    damaged.close();
+    QVERIFY(SampleAccount::create(m_dir.filePath("d"), options(), &report));
+    QVERIFY(!report.mediaFromCache);
+    QCOMPARE(filesUnder(m_dir.filePath("d/source")).value(clip), original);
+}
+
+void TestSampleAccount::failsWithoutWorkingFfmpeg_data()
+{
+    QTest::addColumn<QByteArray>("ffmpeg"); // the script PATH finds as ffmpeg; empty for none
+    QTest::addColumn<QString>("warning");
+    QTest::addColumn<int>("warnings");
+    QTest::newRow("missing") << QByteArray() << QStringLiteral("cannot run ffmpeg") << 1;
+    // It answers for its version, then cannot encode: every file fails.
+    const int files = int(EncodedMedia::videos().size() + EncodedMedia::liveClips().size()
+                          + EncodedMedia::tracks().size() + EncodedMedia::voices().size());
+    QTest::newRow("failing") << QByteArray(
+            "#!/bin/sh\n"
+            "case \"$*\" in *-version*) echo ffmpeg 0; exit 0;; esac\n"
+            "echo 'Unknown encoder' >&2\n"
+            "exit 1\n") << QStringLiteral("ffmpeg failed on .* with Unknown encoder")
+                             << files;
+}
+
+// No working ffmpeg, no account: never media that only look like media.
+void TestSampleAccount::failsWithoutWorkingFfmpeg()
+{
+    QFETCH(QByteArray, ffmpeg);
+    QFETCH(QString, warning);
+    QFETCH(int, warnings);
+    QTemporaryDir bin;
+    if (!ffmpeg.isEmpty()) {
+        QFile script(bin.filePath(QStringLiteral("ffmpeg")));
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(ffmpeg);
+        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    for (int i = 0; i < warnings; ++i) {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(warning));
+    }
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(bin.path()));
+    const QString folder = m_dir.filePath(QStringLiteral("e_") + QTest::currentDataTag());
+    const bool created = SampleAccount::create(folder, options(QStringLiteral("cache-e")), nullptr);
+    qputenv("PATH", path);
+    QVERIFY(!created);
+    QVERIFY(!QFileInfo::exists(folder + QStringLiteral("/account.db")));
 }
 
 void TestSampleAccount::refusesAnExistingAccount()
@@ -210,5 +622,6 @@ void TestSampleAccount::summaryPrintsEveryChat()
     QVERIFY(!AccountSummary::print(m_dir.filePath("nothing"), none));
 }
 
-QTEST_GUILESS_MAIN(TestSampleAccount)
+// The documents are drawn with fonts, which take a GUI application.
+QTEST_MAIN(TestSampleAccount)
 #include "tst_sampleaccount.moc"

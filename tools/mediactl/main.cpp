@@ -11,10 +11,11 @@
 #include "synccommand.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QJsonDocument>
 #include <QLoggingCategory>
 #include <QTextStream>
+#include <memory>
 
 namespace {
 
@@ -254,12 +255,20 @@ int runSearch(const QStringList &args)
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    // The sample account's documents are drawn with fonts, which takes a GUI application; a
+    // headless one unless told otherwise.
+    const bool init = argc > 1 && qstrcmp(argv[1], "init") == 0;
+    if (init && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    const std::unique_ptr<QCoreApplication> app = init
+            ? std::make_unique<QGuiApplication>(argc, argv)
+            : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("mediactl"));
     // Qt Multimedia's FFmpeg backend writes its own chatter as uncategorised debug lines; this
     // layer and the platform log through categories of their own.
     QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-    QStringList args = app.arguments();
+    QStringList args = QCoreApplication::arguments();
     const QString command = args.value(1);
     args.removeAt(1);
     if (command == QLatin1String("init")) {

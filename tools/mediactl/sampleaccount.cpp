@@ -6,12 +6,14 @@
 #include "cachelayout.h"
 #include "constants.h"
 #include "contenttype.h"
+#include "encodedmedia.h"
 #include "im.pb.h"
 #include "mediainfo.h"
 #include "mediamgr.h"
 #include "messagebase.h"
 #include "messagerecords.h"
 #include "platformlog.h"
+#include "sampledocuments.h"
 #include "samplemedia.h"
 #include "serverhistory.h"
 #include "userstorageprovider.h"
@@ -55,11 +57,6 @@ const char *const Captions[] = {"sunset at the lake", "birthday cake",   "new of
                                 "mountain trail",     "street food",     "the cat again",
                                 "whiteboard notes",   "concert tonight", "garden in bloom",
                                 "train window",       "rainy city",      "first snow"};
-const char *const Documents[] = {"quarterly report", "meeting notes",    "travel plan",
-                                 "budget",           "reading list",     "floor plan",
-                                 "contract draft",   "recipe collection"};
-const char *const Tracks[] = {"Morning Glide", "Blue Horizon",   "Slow River",
-                              "Night Drive",   "Paper Lanterns", "Copper Sky"};
 const char *const Sites[] = {"news.example.org", "blog.example.com", "docs.example.net",
                              "video.example.org", "shop.example.com"};
 
@@ -69,6 +66,11 @@ struct PoolFile
     QString path;
     QString suffix;
     qint64 size = 0;
+    QString title; // a document's subject or a song's title
+    QString artist;
+    qint64 durationMs = 0;
+    int width = 0;
+    int height = 0;
 };
 
 // The kinds of media the sample draws, by share of the total.
@@ -84,13 +86,20 @@ public:
         , m_seed(options.seed)
         , m_now(options.now > 0 ? options.now : QDateTime::currentMSecsSinceEpoch())
         , m_mediaCount(qMax(0, options.mediaCount))
+        , m_mediaCache(options.mediaCache)
     { }
 
     bool run(SampleAccount::Report *report);
 
 private:
+    QString sourceFolder() const;
+    QString sourcePath(const QString &name) const;
     bool makePools();
+    bool makePictures();
+    bool makeDocuments();
+    bool addEncodedMedia();
     bool writeSource(const QString &name, const QByteArray &bytes, QList<PoolFile> &pool);
+    PoolFile poolFile(const QString &name) const;
     QList<qint64> messageTimes(int count);
     SampleKind drawKind();
     im::FileInfo fileInfo(const QString &fileId, const PoolFile &file, const QString &name) const;
@@ -110,29 +119,44 @@ private:
     const quint32 m_seed;
     const qint64 m_now;
     const int m_mediaCount;
+    const QString m_mediaCache;
     int m_ordinal = 0; // media made so far; picks captions and pool files in turn
     AccountBase *m_account = nullptr;
-    QList<PoolFile> m_pictures, m_thumbs, m_videos, m_documents, m_music, m_voices;
+    QList<PoolFile> m_pictures, m_thumbs, m_videos, m_liveClips, m_documents, m_music, m_voices;
     QList<storage::CacheFileInfo> m_cacheRows;
     SampleAccount::Report m_report;
     std::unordered_set<std::string> m_countedFileIds; // each file is counted once
 };
 
+QString Generator::sourceFolder() const
+{
+    return Util::joinPath(m_folder, QStringLiteral("source"));
+}
+
+QString Generator::sourcePath(const QString &name) const
+{
+    return Util::joinPath(sourceFolder(), name);
+}
+
 bool Generator::writeSource(const QString &name, const QByteArray &bytes, QList<PoolFile> &pool)
 {
-    const QString path = Util::joinPath(Util::joinPath(m_folder, QStringLiteral("source")), name);
+    const QString path = sourcePath(name);
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush()) {
         qCWarning(lcPlatform) << "cannot write" << path;
         return false;
     }
-    pool.append({path, QFileInfo(name).suffix(), bytes.size()});
+    pool.append(poolFile(name));
     return true;
 }
 
 bool Generator::makePools()
 {
-    QDir().mkpath(Util::joinPath(m_folder, QStringLiteral("source")));
+    return QDir().mkpath(sourceFolder()) && makePictures() && makeDocuments() && addEncodedMedia();
+}
+
+bool Generator::makePictures()
+{
     bool ok = true;
     for (int i = 0; i < 12; ++i) {
         const QColor from = QColor::fromHsv((i * 30) % 360, 180, 230);
@@ -145,37 +169,62 @@ bool Generator::makePools()
                 && writeSource(stem + QStringLiteral("_thumb.jpg"),
                                SampleMedia::picture(160, 120, from, to, m_seed + i), m_thumbs);
     }
-    for (int i = 0; i < 4; ++i) {
-        ok = ok
-                && writeSource(QStringLiteral("clip%1.mp4").arg(i),
-                               SampleMedia::filler("\0\0\0\x18"
-                                                   "ftypmp42",
-                                                   300000 + i * 90000, m_seed * 31 + i),
-                               m_videos);
-    }
-    const char *const documentSuffixes[] = {"pdf", "txt", "csv", "zip"};
-    for (int i = 0; i < 8; ++i) {
-        const QString suffix = QLatin1String(documentSuffixes[i % 4]);
-        ok = ok
-                && writeSource(QStringLiteral("document%1.").arg(i) + suffix,
-                               SampleMedia::filler("sample " + suffix.toLatin1() + '\n',
-                                                   20000 + i * 15000, m_seed * 17 + i),
-                               m_documents);
-    }
-    for (int i = 0; i < 6; ++i) {
-        ok = ok
-                && writeSource(
-                        QStringLiteral("track%1.wav").arg(i),
-                        SampleMedia::tone(22050, 4000 + i * 1000, 220 + 55 * i, 330 + 40 * i),
-                        m_music);
-    }
-    for (int i = 0; i < 8; ++i) {
-        ok = ok
-                && writeSource(QStringLiteral("voice%1.wav").arg(i),
-                               SampleMedia::tone(16000, 1500 + i * 600, 180 + 20 * i, 140 + 15 * i),
-                               m_voices);
-    }
     return ok;
+}
+
+bool Generator::makeDocuments()
+{
+    const QList<SampleDocuments::Document> documents = SampleDocuments::make(m_seed);
+    for (int i = 0; i < documents.size(); ++i) {
+        const SampleDocuments::Document &document = documents[i];
+        if (!writeSource(QStringLiteral("document%1.").arg(i) + document.suffix, document.bytes,
+                         m_documents)) {
+            return false;
+        }
+        m_documents.last().title = document.title;
+    }
+    return !documents.isEmpty();
+}
+
+PoolFile Generator::poolFile(const QString &name) const
+{
+    PoolFile file;
+    file.path = sourcePath(name);
+    file.suffix = QFileInfo(name).suffix();
+    file.size = QFileInfo(file.path).size();
+    return file;
+}
+
+// Videos, music and voice are the same for every seed: one encoded set serves all accounts.
+bool Generator::addEncodedMedia()
+{
+    if (!EncodedMedia::provide(sourceFolder(), m_mediaCache, &m_report.mediaFromCache)) {
+        return false;
+    }
+    const auto addVideos = [this](const QList<EncodedMedia::Video> &videos, QList<PoolFile> &pool) {
+        for (const EncodedMedia::Video &video : videos) {
+            PoolFile file = poolFile(video.fileName);
+            file.durationMs = video.durationMs;
+            file.width = video.width;
+            file.height = video.height;
+            pool.append(file);
+        }
+    };
+    addVideos(EncodedMedia::videos(), m_videos);
+    addVideos(EncodedMedia::liveClips(), m_liveClips);
+    for (const EncodedMedia::Track &track : EncodedMedia::tracks()) {
+        PoolFile file = poolFile(track.fileName);
+        file.title = track.title;
+        file.artist = track.artist;
+        file.durationMs = track.durationMs;
+        m_music.append(file);
+    }
+    for (const EncodedMedia::Voice &voice : EncodedMedia::voices()) {
+        PoolFile file = poolFile(voice.fileName);
+        file.durationMs = voice.durationMs;
+        m_voices.append(file);
+    }
+    return true;
 }
 
 // Times of count messages, oldest first: most in the last eight months, a few today.
@@ -222,6 +271,8 @@ im::FileInfo Generator::fileInfo(const QString &fileId, const PoolFile &file,
     info.set_size(file.size);
     info.set_name(name.toStdString());
     info.set_url(QUrl::fromLocalFile(file.path).toString().toStdString());
+    info.set_width(file.width);
+    info.set_height(file.height);
     return info;
 }
 
@@ -245,27 +296,27 @@ void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
                                             QStringLiteral("IMG_%1_thumb.jpg").arg(ordinal));
         if (ordinal % 19 == 3) {
             *message.mutable_live_photo() =
-                    fileInfo(QStringLiteral("l") + id, m_videos[ordinal % m_videos.size()],
+                    fileInfo(QStringLiteral("l") + id, m_liveClips[ordinal % m_liveClips.size()],
                              QStringLiteral("LIVE_%1.mp4").arg(ordinal));
         }
         break;
     }
-    case Video:
+    case Video: {
+        const PoolFile &clip = m_videos[ordinal % m_videos.size()];
         message.set_type(CONTENT_VIDEO);
-        message.set_duration(8000 + (ordinal % 7) * 3000);
-        *message.mutable_file() = fileInfo(fileId, m_videos[ordinal % m_videos.size()],
-                                           QStringLiteral("VID_%1.mp4").arg(ordinal));
+        message.set_duration(clip.durationMs);
+        *message.mutable_file() = fileInfo(fileId, clip, QStringLiteral("VID_%1.mp4").arg(ordinal));
         *message.mutable_thumb() =
                 fileInfo(QStringLiteral("t") + id, m_thumbs[ordinal % m_thumbs.size()],
                          QStringLiteral("VID_%1_thumb.jpg").arg(ordinal));
         break;
+    }
     case Document: {
         const PoolFile &file = m_documents[ordinal % m_documents.size()];
         message.set_type(CONTENT_FILE);
-        *message.mutable_file() =
-                fileInfo(fileId, file,
-                         QLatin1String(Documents[ordinal % std::size(Documents)]) + QLatin1Char(' ')
-                                 + QString::number(ordinal) + QLatin1Char('.') + file.suffix);
+        *message.mutable_file() = fileInfo(fileId, file,
+                                           file.title + QLatin1Char(' ') + QString::number(ordinal)
+                                                   + QLatin1Char('.') + file.suffix);
         break;
     }
     case Link: {
@@ -278,19 +329,22 @@ void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
         break;
     }
     case Music: {
-        const int index = ordinal % m_music.size();
+        // The sending client read the title, the artist and the length from the file's tags.
+        const PoolFile &track = m_music[ordinal % m_music.size()];
         message.set_type(CONTENT_MUSIC);
-        message.set_duration((4000 + index * 1000));
-        *message.mutable_file() = fileInfo(fileId, m_music[index],
-                                           QLatin1String(Tracks[index]) + QStringLiteral(".wav"));
+        message.set_duration(track.durationMs);
+        message.set_title(track.title.toStdString());
+        message.set_artist(track.artist.toStdString());
+        *message.mutable_file() =
+                fileInfo(fileId, track, track.title + QLatin1Char('.') + track.suffix);
         break;
     }
     case Voice: {
-        const int index = ordinal % m_voices.size();
+        const PoolFile &voice = m_voices[ordinal % m_voices.size()];
         message.set_type(CONTENT_VOICE);
-        message.set_duration(1500 + index * 600);
+        message.set_duration(voice.durationMs);
         *message.mutable_file() =
-                fileInfo(fileId, m_voices[index], QStringLiteral("voice_%1.wav").arg(ordinal));
+                fileInfo(fileId, voice, QStringLiteral("voice_%1.ogg").arg(ordinal));
         break;
     }
     case Combined:

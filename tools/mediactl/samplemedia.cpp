@@ -1,10 +1,16 @@
 #include "samplemedia.h"
 
+#include "platformlog.h"
+
 #include <QBuffer>
+#include <QGuiApplication>
 #include <QImage>
+#include <QPageLayout>
 #include <QPainter>
+#include <QPdfWriter>
 #include <QRandomGenerator>
 #include <QtEndian>
+#include <cctype>
 #include <cmath>
 
 namespace SampleMedia {
@@ -78,16 +84,119 @@ QByteArray tone(int sampleRate, int milliseconds, double fromHz, double toHz)
     return wav;
 }
 
-QByteArray filler(const QByteArray &header, int size, quint32 seed)
+namespace {
+
+constexpr int PdfResolution = 72; // a device unit is a point
+constexpr int PageMargin = 56;
+constexpr int XrefEntrySize = 20; // "oooooooooo ggggg n \n"
+
+// Text drawn down the pages, a new page begun where a block would not fit.
+class PdfPages
 {
-    QByteArray bytes = header;
-    bytes.reserve(size);
-    QRandomGenerator random(seed);
-    while (bytes.size() < size) {
-        const quint32 word = random.generate();
-        bytes.append(reinterpret_cast<const char *>(&word), qMin<int>(4, size - bytes.size()));
+public:
+    PdfPages(QPdfWriter &writer, QPainter &painter)
+        : m_writer(writer)
+        , m_painter(painter)
+        , m_area(QRect(QPoint(0, 0), writer.pageLayout().paintRectPixels(PdfResolution).size())
+                         .adjusted(PageMargin, PageMargin, -PageMargin, -PageMargin))
+        , m_y(m_area.top())
+    { }
+
+    void add(const QString &text, int pointSize, bool bold, int spaceAfter)
+    {
+        QFont font = m_painter.font();
+        font.setPointSize(pointSize);
+        font.setBold(bold);
+        m_painter.setFont(font);
+        const QRect bounds = m_painter.boundingRect(QRect(m_area.left(), 0, m_area.width(), 0),
+                                                    Qt::TextWordWrap, text);
+        if (m_y + bounds.height() > m_area.bottom() && m_y > m_area.top()) {
+            m_writer.newPage();
+            m_y = m_area.top();
+        }
+        m_painter.drawText(QRect(m_area.left(), m_y, m_area.width(), bounds.height()),
+                           Qt::TextWordWrap, text);
+        m_y += bounds.height() + spaceAfter;
     }
-    bytes.truncate(qMax<int>(size, header.size()));
+
+private:
+    QPdfWriter &m_writer;
+    QPainter &m_painter;
+    const QRect m_area;
+    int m_y;
+};
+
+qsizetype numberAt(const QByteArray &bytes, qsizetype from, qsizetype *end)
+{
+    *end = from;
+    while (*end < bytes.size() && std::isdigit(static_cast<unsigned char>(bytes.at(*end)))) {
+        ++*end;
+    }
+    return bytes.mid(from, *end - from).toLongLong();
+}
+
+// QPdfWriter stamps the time of writing into the document information. A sample must not vary
+// with the clock, so the entry goes, and the cross-reference offsets behind it move up by as much.
+bool removeCreationDate(QByteArray &pdf)
+{
+    const QByteArray key = "\n/CreationDate (";
+    const qsizetype start = pdf.indexOf(key);
+    const qsizetype end = start < 0 ? -1 : pdf.indexOf(')', start + key.size());
+    const qsizetype table = pdf.lastIndexOf("\nxref\n0 ");
+    const qsizetype trailer = pdf.lastIndexOf("\nstartxref\n");
+    if (end < 0 || table < end || trailer < table) {
+        return false;
+    }
+    const qsizetype removed = end + 1 - start;
+    pdf.remove(start, removed);
+    qsizetype pos = table - removed + 8; // the entry count after "\nxref\n0 "
+    const qsizetype count = numberAt(pdf, pos, &pos);
+    ++pos;
+    for (qsizetype i = 0; i < count; ++i, pos += XrefEntrySize) {
+        qsizetype numberEnd = 0;
+        const qsizetype offset = numberAt(pdf, pos, &numberEnd);
+        if (pdf.at(pos + XrefEntrySize - 3) == 'n' && offset > start) {
+            pdf.replace(pos, 10, QByteArray::number(offset - removed).rightJustified(10, '0'));
+        }
+    }
+    const qsizetype xrefAt = trailer - removed + 11; // after "\nstartxref\n"
+    qsizetype xrefEnd = 0;
+    const qsizetype xref = numberAt(pdf, xrefAt, &xrefEnd);
+    pdf.replace(xrefAt, xrefEnd - xrefAt, QByteArray::number(xref - removed));
+    return true;
+}
+
+} // namespace
+
+QByteArray pdf(const QString &title, const QList<Section> &sections)
+{
+    if (!qobject_cast<QGuiApplication *>(QCoreApplication::instance())) {
+        qCWarning(lcPlatform) << "the sample documents need a QGuiApplication to draw text";
+        return {};
+    }
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    {
+        QPdfWriter writer(&buffer);
+        writer.setTitle(title);
+        writer.setCreator(QStringLiteral("mediactl"));
+        writer.setPageSize(QPageSize(QPageSize::A4));
+        writer.setResolution(PdfResolution);
+        QPainter painter(&writer);
+        PdfPages pages(writer, painter);
+        pages.add(title, 20, true, 18);
+        for (const Section &section : sections) {
+            pages.add(section.heading, 13, true, 6);
+            for (const QString &paragraph : section.paragraphs) {
+                pages.add(paragraph, 11, false, 8);
+            }
+        }
+    }
+    if (!removeCreationDate(bytes)) {
+        qCWarning(lcPlatform) << "the PDF writer wrote no creation date or cross-reference table";
+        return {};
+    }
     return bytes;
 }
 
