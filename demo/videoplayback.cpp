@@ -6,51 +6,15 @@
 #include "filemanager.h"
 #include "gallerylog.h"
 #include "mediaplayer.h"
+#include "multimediaaudioplayer.h"
 #include "resourceitem.h"
 
-#include <QAudioOutput>
 #include <QFileInfo>
-#include <QMediaPlayer>
-#include <QUrl>
 
 VideoPlayback::VideoPlayback(AccountBase *account, QObject *parent)
     : QObject(parent)
     , m_account(account)
-    , m_player(new QMediaPlayer(this))
-    , m_audio(new QAudioOutput(this))
 {
-    m_player->setAudioOutput(m_audio);
-    connect(m_player, &QMediaPlayer::playbackStateChanged, this,
-            [this](QMediaPlayer::PlaybackState state) {
-                setPlaying(state == QMediaPlayer::PlayingState);
-            });
-    connect(m_player, &QMediaPlayer::positionChanged, this, [this](qint64 position) {
-        if (position != m_position) {
-            setWaiting(false);
-        }
-        setPosition(position);
-    });
-    connect(m_player, &QMediaPlayer::durationChanged, this, [this](qint64 duration) {
-        if (duration > 0) {
-            setDuration(duration);
-        }
-    });
-    connect(m_player, &QMediaPlayer::mediaStatusChanged, this,
-            [this](QMediaPlayer::MediaStatus status) {
-                if (status == QMediaPlayer::EndOfMedia) {
-                    setWaiting(false);
-                    setPosition(m_duration);
-                }
-            });
-    connect(m_player, &QMediaPlayer::errorOccurred, this,
-            [this](QMediaPlayer::Error error, const QString &text) {
-                if (error == QMediaPlayer::NoError) {
-                    return;
-                }
-                qCWarning(lcGallery) << "the video cannot be played:" << text;
-                stop();
-                Q_EMIT failed(text);
-            });
     DownloadFileMgr *downloads = account->fileManager()->downloadFileMgr();
     connect(downloads, &DownloadFileMgr::downloadProgress, this,
             [this](const QString &fileId) { onDownloadProgress(fileId); });
@@ -60,13 +24,77 @@ VideoPlayback::VideoPlayback(AccountBase *account, QObject *parent)
 
 VideoPlayback::~VideoPlayback() = default;
 
+MultimediaAudioPlayer &VideoPlayback::engine()
+{
+    if (!m_engine) {
+        m_engine = std::make_unique<MultimediaAudioPlayer>();
+        m_engine->regCallBack(&VideoPlayback::onEngineEvent, this);
+        m_engine->setVideoOutput(m_videoOutput);
+    }
+    return *m_engine;
+}
+
+// Engine thread: only hands the reading over to this object's thread.
+void VideoPlayback::onEngineEvent(void *context)
+{
+    auto *playback = static_cast<VideoPlayback *>(context);
+    QMetaObject::invokeMethod(
+            playback, [playback] { playback->readEngineEvents(); }, Qt::QueuedConnection);
+}
+
+void VideoPlayback::readEngineEvents()
+{
+    if (!m_engine) {
+        return;
+    }
+    for (AudioEvents event = m_engine->audioEvent(); event.type != AudioEvents::None;
+         event = m_engine->audioEvent()) {
+        switch (event.type) {
+        case AudioEvents::Playing:
+            setPlaying(true);
+            break;
+        case AudioEvents::Paused:
+            setPlaying(false);
+            break;
+        case AudioEvents::Progress: {
+            const qint64 position = event.params.value(QStringLiteral("PlayTime")).toLongLong();
+            if (position != m_position) {
+                setWaiting(false);
+            }
+            setPosition(position);
+            break;
+        }
+        case AudioEvents::Duration:
+            setDuration(event.params.value(QStringLiteral("Duration")).toLongLong());
+            break;
+        case AudioEvents::Underload:
+            setWaiting(event.params.value(QStringLiteral("IsUnderload")).toBool());
+            break;
+        case AudioEvents::EndOfTrack:
+            setPlaying(false);
+            setWaiting(false);
+            setPosition(m_duration);
+            break;
+        case AudioEvents::Error:
+            qCWarning(lcGallery) << "the video cannot be played:" << event.message;
+            unload();
+            Q_EMIT failed(event.message);
+            return;
+        default:
+            break;
+        }
+    }
+}
+
 void VideoPlayback::setVideoOutput(QObject *output)
 {
     if (m_videoOutput == output) {
         return;
     }
     m_videoOutput = output;
-    m_player->setVideoOutput(output);
+    if (m_engine) {
+        m_engine->setVideoOutput(output);
+    }
     Q_EMIT videoOutputChanged();
 }
 
@@ -75,29 +103,24 @@ void VideoPlayback::play(ResourceItem *item)
     if (!item) {
         return;
     }
-    if (item != m_item) {
-        load(item);
-    }
-    if (!m_file) {
-        return;
-    }
     // One sound at a time: the music or voice message playing gives way.
     MediaPlayer *music = MediaPlayer::instance();
     if (music->playState() == MediaPlayer::STATE_PLAYING) {
         music->pause(true);
     }
-    if (m_player->mediaStatus() == QMediaPlayer::EndOfMedia) {
-        m_player->setPosition(0);
+    if (item != m_item) {
+        load(item);
+    } else if (m_file) {
+        setWaiting(true);
+        engine().pause(false);
     }
-    setWaiting(true);
-    m_player->play();
 }
 
 // A file on disk plays from there; one still downloading streams through the local server, so
 // that the picture comes before the download ends.
 void VideoPlayback::load(ResourceItem *item)
 {
-    stop();
+    unload();
     const QSharedPointer<FileData> file = item->sourceFilePtr();
     if (!file) {
         qCWarning(lcGallery) << "no video to play: message" << item->messageId() << "has no file";
@@ -105,19 +128,19 @@ void VideoPlayback::load(ResourceItem *item)
         return;
     }
     const bool onDisk = file->isComplete() && QFileInfo::exists(file->localPath());
-    const QUrl source = onDisk ? QUrl::fromLocalFile(file->localPath())
-                               : QUrl(m_account->streamUrl(file->fileId()));
-    if (source.isEmpty()) {
+    const QString path = onDisk ? file->localPath() : m_account->streamUrl(file->fileId());
+    if (path.isEmpty()) {
         qCWarning(lcGallery) << "no stream address for file" << file->fileId();
         Q_EMIT failed(tr("The video cannot be streamed"));
         return;
     }
     m_file = file;
+    m_streaming = !onDisk;
     setItem(item);
-    setDuration(0);
-    setPosition(0);
     updateDownloaded();
-    m_player->setSource(source);
+    setWaiting(true);
+    engine().breakPlay(path, 0);
+    engine().play(path, 0);
 }
 
 void VideoPlayback::togglePause()
@@ -126,7 +149,7 @@ void VideoPlayback::togglePause()
         return;
     }
     if (m_playing) {
-        m_player->pause();
+        engine().pause(true);
     } else {
         play(m_item);
     }
@@ -140,7 +163,7 @@ void VideoPlayback::seek(qint64 position)
     const qint64 end = m_duration > 0 ? m_duration : qMax<qint64>(0, position);
     const qint64 target = qBound<qint64>(0, position, end);
     setWaiting(m_playing);
-    m_player->setPosition(target);
+    engine().seekPos(target);
     setPosition(target);
 }
 
@@ -151,10 +174,19 @@ void VideoPlayback::seekBy(qint64 offset)
 
 void VideoPlayback::stop()
 {
-    m_player->stop();
-    m_player->setSource(QUrl());
+    unload();
+}
+
+void VideoPlayback::unload()
+{
+    if (m_engine) {
+        m_engine->breakPlay(QString(), 0);
+        m_engine->stop(false);
+    }
     m_file.reset();
+    m_streaming = false;
     setItem(nullptr);
+    setPlaying(false);
     setWaiting(false);
     setPosition(0);
     setDuration(0);

@@ -6,19 +6,21 @@
 #include <QPointer>
 #include <QSharedPointer>
 #include <QtQml/qqmlregistration.h>
+#include <memory>
 
 class AccountBase;
 class FileData;
-class QAudioOutput;
-class QMediaPlayer;
+class MultimediaAudioPlayer;
 
 // The viewer's video player: plays a video message in place, from the local file once its
 // download is complete and otherwise from the stream server while the file downloads (the
-// server starts the download), and tells how much of the file is on disk. The sound goes to the
-// default output, as the music player's does; a video that starts pauses the music.
+// server starts the download), and tells how much of the file is on disk. It plays through an
+// engine of the host's audio library of its own, which opens and reads on its own thread: an
+// open blocks until the first bytes come, which must not freeze the window. The sound goes to
+// the default output, as the music player's does; a video that starts pauses the music.
 //
-// Lives on the main thread with its QMediaPlayer, which decodes and reads on threads of its own;
-// the file library's download signals arrive queued from the network thread.
+// Lives on the main thread. The engine reports on its thread through a callback that only posts
+// the reading of its events here; the file library's download signals arrive queued.
 class VideoPlayback : public QObject
 {
     Q_OBJECT
@@ -29,7 +31,9 @@ class VideoPlayback : public QObject
     // The video loaded, playing or paused; null when stopped.
     Q_PROPERTY(ResourceItem *item READ item NOTIFY itemChanged)
     Q_PROPERTY(bool playing READ isPlaying NOTIFY playingChanged)
-    // True from a start or a seek until the picture moves.
+    // Whether the video loaded plays from the stream server, its file not being on disk.
+    Q_PROPERTY(bool streaming READ isStreaming NOTIFY itemChanged)
+    // True from a start or a seek until the picture moves, and while a stream waits for bytes.
     Q_PROPERTY(bool waiting READ isWaiting NOTIFY waitingChanged)
     Q_PROPERTY(qint64 position READ position NOTIFY positionChanged)
     Q_PROPERTY(qint64 duration READ duration NOTIFY durationChanged)
@@ -45,6 +49,7 @@ public:
     void setVideoOutput(QObject *output);
     ResourceItem *item() const { return m_item; }
     bool isPlaying() const { return m_playing; }
+    bool isStreaming() const { return m_streaming; }
     bool isWaiting() const { return m_waiting; }
     qint64 position() const { return m_position; }
     qint64 duration() const { return m_duration; }
@@ -71,7 +76,13 @@ Q_SIGNALS:
     void failed(const QString &text);
 
 private:
+    // The engine is made at the first video, so that a gallery that shows none never starts Qt
+    // Multimedia.
+    MultimediaAudioPlayer &engine();
+    static void onEngineEvent(void *context);
+    void readEngineEvents();
     void load(ResourceItem *item);
+    void unload();
     void setItem(ResourceItem *item);
     void setPlaying(bool playing);
     void setWaiting(bool waiting);
@@ -81,12 +92,12 @@ private:
     void onDownloadProgress(const QString &fileId);
 
     AccountBase *const m_account;
-    QMediaPlayer *const m_player; // child
-    QAudioOutput *const m_audio;  // child
+    std::unique_ptr<MultimediaAudioPlayer> m_engine;
     QPointer<QObject> m_videoOutput;
     QPointer<ResourceItem> m_item; // the preview's; may go away while loaded
     QSharedPointer<FileData> m_file;
     bool m_playing = false;
+    bool m_streaming = false;
     bool m_waiting = false;
     qint64 m_position = 0;
     qint64 m_duration = 0;

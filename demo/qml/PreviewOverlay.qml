@@ -75,9 +75,11 @@ Rectangle {
         function onFileReady(fileId) { viewer.refreshSource(); }
     }
 
-    // Swallows clicks, so that the gallery beneath does not react.
+    // Swallows clicks and hovering, so that the gallery beneath neither reacts nor shows its
+    // tooltips over the viewer.
     MouseArea {
         anchors.fill: parent
+        hoverEnabled: true
         onClicked: viewer.forceActiveFocus()
     }
 
@@ -87,6 +89,8 @@ Rectangle {
         anchors.margins: 64
         anchors.bottomMargin: 96
         source: viewer.source
+        // The still stays until the video's first picture replaces it.
+        visible: !viewer.videoLoaded || viewer.video.position === 0
         fillMode: Image.PreserveAspectFit
         asynchronous: true
         smooth: true
@@ -99,7 +103,9 @@ Rectangle {
         objectName: "videoOutput"
         anchors.fill: picture
         visible: viewer.videoLoaded && !viewer.paintsFrames
+        // The player draws into this item from its own thread: it lets go before the item goes.
         Component.onCompleted: if (viewer.video) viewer.video.videoOutput = videoOutput
+        Component.onDestruction: if (viewer.video) viewer.video.videoOutput = null
     }
 
     VideoFrameItem {

@@ -9,6 +9,7 @@
 #include <QMediaPlayer>
 #include <QTimer>
 #include <QUrl>
+#include <QVideoSink>
 
 namespace {
 
@@ -71,6 +72,14 @@ public:
         applyPendingSeek();
     }
 
+    void setVideoSink(QVideoSink *sink)
+    {
+        m_videoSink = sink;
+        if (m_player) {
+            m_player->setVideoSink(sink);
+        }
+    }
+
     void halt()
     {
         if (m_player) {
@@ -117,6 +126,7 @@ private:
         m_player = new QMediaPlayer(this);
         m_audio = new QAudioOutput(this);
         m_player->setAudioOutput(m_audio);
+        m_player->setVideoSink(m_videoSink);
         m_stallCheck = new QTimer(this);
         m_stallCheck->setInterval(kStallAfterMs / 2);
         connect(m_stallCheck, &QTimer::timeout, this, &Output::checkStall);
@@ -213,10 +223,11 @@ private:
     }
 
     MultimediaAudioPlayer *const m_engine;
-    QMediaPlayer *m_player = nullptr; // child
-    QAudioOutput *m_audio = nullptr;  // child
-    QTimer *m_stallCheck = nullptr;   // child; runs while playing
-    QElapsedTimer m_sinceProgress;    // since the position last moved
+    QMediaPlayer *m_player = nullptr;  // child
+    QAudioOutput *m_audio = nullptr;   // child
+    QVideoSink *m_videoSink = nullptr; // the caller's; unset before it goes
+    QTimer *m_stallCheck = nullptr;    // child; runs while playing
+    QElapsedTimer m_sinceProgress;     // since the position last moved
     quint64 m_generation = 0;
     qint64 m_pendingSeek = kNoSeek;
     qint64 m_lastPosition = -1;
@@ -306,6 +317,20 @@ void MultimediaAudioPlayer::breakPlay(const QString &path, qint64 duration)
     m_announcedPath = path;
     m_durationHint = path.isEmpty() ? 0 : duration;
     post([](Output &output) { output.halt(); });
+}
+
+void MultimediaAudioPlayer::setVideoOutput(QObject *output)
+{
+    // The sink is looked up here, on the output's side: Qt asks an output for its sink through a
+    // method call that does not cross threads.
+    QVideoSink *sink = qobject_cast<QVideoSink *>(output);
+    if (!sink && output) {
+        sink = output->property("videoSink").value<QVideoSink *>();
+        if (!sink) {
+            qCWarning(lcPlatform) << "audio engine: no video sink in" << output;
+        }
+    }
+    post([sink](Output &out) { out.setVideoSink(sink); }, true);
 }
 
 void MultimediaAudioPlayer::pause(bool bPause)

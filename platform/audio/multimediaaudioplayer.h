@@ -40,6 +40,12 @@ public:
     // When not, reason says what is missing.
     static bool canPlay(QString *reason = nullptr);
 
+    // Shows the pictures of the videos played in output: a QVideoSink, or an object with a
+    // videoSink property, such as QML's VideoOutput; null for none. The output may live on
+    // another thread; it must outlive its use, so unset it before it goes. Blocks until the
+    // engine's thread took it.
+    void setVideoOutput(QObject *output);
+
 public Q_SLOTS:
     void play(const QString &path, qint64 seekPos) override;
     void breakPlay(const QString &path, qint64 duration) override;

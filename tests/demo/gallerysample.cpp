@@ -34,6 +34,21 @@ QString chatWithMost(AccountBase &account, const QList<int> &types)
     return best;
 }
 
+// The place of the newest video among the chat's photos and videos, newest first; -1 for none.
+int firstVideoPosition(AccountBase &account, const QString &dialogId)
+{
+    storage::ResourceSearchInfo info;
+    info.types = {CONTENT_PHOTO, CONTENT_VIDEO};
+    info.count = 1000;
+    const auto rows = account.storage()->resourceStorage()->infosBefore(dialogId, info);
+    for (int i = 0; i < rows.size(); ++i) {
+        if (rows.at(i).type == CONTENT_VIDEO) {
+            return i;
+        }
+    }
+    return -1;
+}
+
 } // namespace
 
 bool GallerySample::create(const QString &folder)
@@ -53,9 +68,14 @@ bool GallerySample::create(const QString &folder)
         } else if (photos == 0) {
             chatWithoutPhotos = dialog->dialogId();
         }
+        const int video = firstVideoPosition(account, dialog->dialogId());
+        if (video >= 0 && (videoPosition < 0 || video < videoPosition)) {
+            videoPosition = video;
+            videoChat = dialog->dialogId();
+        }
     }
     fileChat = chatWithMost(account, {CONTENT_FILE});
     musicChat = chatWithMost(account, {CONTENT_MUSIC});
     return photoChatMedia > 0 && !chatWithoutPhotos.isEmpty() && !fileChat.isEmpty()
-            && !musicChat.isEmpty();
+            && !musicChat.isEmpty() && !videoChat.isEmpty();
 }

@@ -16,4 +16,6 @@ public:
     QString fileChat;          // the chat with the most files
     QString musicChat;         // the chat with the most music
     int photoChatMedia = 0;
+    QString videoChat;      // the chat whose photo list shows a video nearest its top
+    int videoPosition = -1; // that video's place in the list, newest first
 };

@@ -1,8 +1,12 @@
+#include "accountmanager.h"
 #include "chatlistmodel.h"
 #include "contenttype.h"
 #include "dialogbase.h"
 #include "encodedmedia.h"
 #include "filedata.h"
+#include "filemanager.h"
+#include "filereferencestorage.h"
+#include "filestorage.h"
 #include "galleryaccount.h"
 #include "gallerycontroller.h"
 #include "gallerysample.h"
@@ -18,11 +22,14 @@
 #include "resourcemodel.h"
 #include "resourcestorage.h"
 #include "sampleaccount.h"
+#include "soundserverfixture.h"
 #include "userstorageprovider.h"
+#include "videoplayback.h"
 
 #include <QAbstractItemModelTester>
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <QVideoSink>
 #include <QtTest>
 
 namespace {
@@ -56,8 +63,12 @@ private Q_SLOTS:
     void sentPhotoShowsFirstAndDeleteTakesItAway();
     void deleteOnAnEmptyListChangesNothing();
     void songsShowTheirTags();
+    void videoStreamsWhileItDownloads();
 
 private:
+    // The item of a video message whose file is not downloaded yet; null when there is none.
+    std::unique_ptr<ResourceItem> videoNotDownloaded() const;
+
     MediaResource *openPhotoList(const QString &dialogId);
     int photoRows(const QString &dialogId) const;
 
@@ -68,10 +79,12 @@ private:
     std::unique_ptr<GalleryAccount> m_account;
     MediaMgr *m_hub = nullptr; // child of the account
     std::unique_ptr<GalleryController> m_controller;
+    SoundServerFixture m_sound;
 };
 
 void TestGalleryController::initTestCase()
 {
+    QVERIFY2(m_sound.start(), qPrintable(m_sound.errorString()));
     QVERIFY(m_dir.isValid());
     GallerySample sample;
     QVERIFY(sample.create(m_dir.path()));
@@ -84,6 +97,8 @@ void TestGalleryController::init()
 {
     m_account = std::make_unique<GalleryAccount>(SampleAccount::UserId, m_dir.path());
     QVERIFY(m_account->isValid());
+    // Registered as the host registers it: the stream server finds the files of its account.
+    AccountManager::getInstance()->addAccount(m_account.get());
     m_hub = new MediaMgr(m_account.get());
     m_controller = std::make_unique<GalleryController>(m_account.get(), m_hub);
 }
@@ -92,6 +107,7 @@ void TestGalleryController::cleanup()
 {
     m_controller.reset();
     closeHub(m_hub);
+    AccountManager::getInstance()->removeAccount(m_account.get());
     m_account.reset();
 }
 
@@ -236,6 +252,68 @@ void TestGalleryController::songsShowTheirTags()
     QVERIFY(files->title(photo).isEmpty());
     QVERIFY(files->artist(photo).isEmpty());
     QVERIFY(files->title(nullptr).isEmpty());
+}
+
+std::unique_ptr<ResourceItem> TestGalleryController::videoNotDownloaded() const
+{
+    const QList<storage::FileRecord> records =
+            m_account->storage()->fileStorage()->infosAfter(QString(), 100000);
+    for (const storage::FileRecord &record : records) {
+        const QSharedPointer<FileData> file =
+                m_account->fileManager()->filePtrWithId(record.fileId, true);
+        if (!file || file->type() != CONTENT_VIDEO || file->isComplete()) {
+            continue;
+        }
+        const auto rows =
+                m_account->storage()->fileReferenceStorage()->infosWithFileIds({record.fileId});
+        for (const storage::FileReferenceInfo &row : rows) {
+            const QSharedPointer<DialogBase> dialog = m_account->dialog(row.dialogId);
+            const auto message =
+                    dialog ? dialog->message(MessageKey(row.messageId, row.subMsgId)) : nullptr;
+            if (message && message->type() == CONTENT_VIDEO) {
+                return std::make_unique<ResourceItem>(message);
+            }
+        }
+    }
+    return nullptr;
+}
+
+// A video whose file is not on disk plays from the stream server, which starts its download; its
+// pictures reach the output while the bar's downloaded share grows to the whole file.
+void TestGalleryController::videoStreamsWhileItDownloads()
+{
+    const std::unique_ptr<ResourceItem> item = videoNotDownloaded();
+    QVERIFY2(item, "the sample has no video left to download");
+    const QSharedPointer<FileData> file = item->sourceFilePtr();
+    VideoPlayback *video = m_controller->video();
+    QVideoSink sink;
+    QSignalSpy frames(&sink, &QVideoSink::videoFrameChanged);
+    video->setVideoOutput(&sink);
+    QSignalSpy loaded(video, &VideoPlayback::itemChanged);
+    video->play(item.get());
+    QCOMPARE(video->item(), item.get());
+    QCOMPARE(loaded.count(), 1);
+    QVERIFY(video->isStreaming());
+    QVERIFY(video->isWaiting());
+    QTRY_VERIFY_WITH_TIMEOUT(video->position() > 500, 15000);
+    QVERIFY(!video->isWaiting());
+    QVERIFY(video->isPlaying());
+    QVERIFY(video->duration() > video->position());
+    QVERIFY(frames.count() > 5);
+    QTRY_COMPARE_WITH_TIMEOUT(video->downloaded(), 1.0, 15000);
+    QVERIFY(file->isComplete());
+
+    video->togglePause();
+    QTRY_VERIFY(!video->isPlaying());
+    video->seek(video->duration() + 10000);
+    QCOMPARE(video->position(), video->duration());
+    video->seekBy(-video->duration() * 2);
+    QCOMPARE(video->position(), 0);
+
+    video->stop();
+    QCOMPARE(video->item(), nullptr);
+    QVERIFY(!video->isStreaming());
+    QCOMPARE(loaded.count(), 2);
 }
 
 QTEST_MAIN(TestGalleryController)

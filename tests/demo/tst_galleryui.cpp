@@ -1,6 +1,7 @@
 #include "accountmanager.h"
 #include "audioevents.h"
 #include "audiotestsupport.h"
+#include "contenttype.h"
 #include "dialogbase.h"
 #include "encodedmedia.h"
 #include "galleryaccount.h"
@@ -21,6 +22,8 @@
 #include "mediasync.h"
 #include "resourceitem.h"
 #include "sampleaccount.h"
+#include "soundserverfixture.h"
+#include "videoplayback.h"
 
 #include <QDir>
 #include <QImage>
@@ -30,6 +33,7 @@
 #include <QQuickWindow>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QVideoSink>
 #include <QtTest>
 
 Q_IMPORT_QML_PLUGIN(MediaGalleryPlugin)
@@ -87,6 +91,7 @@ private Q_SLOTS:
     void dragTicksTilesAndForwardSendsThem();
     void filesTabListsDocuments();
     void musicRowPlaysInThePlayerBar();
+    void videoPlaysInTheViewer();
     void storageScreenMeasuresEveryChat();
     void keepMediaSettingsShowDefaultsAndExceptions();
     void downloadScreenFetchesChosenChats();
@@ -111,10 +116,13 @@ private:
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     QQuickWindow *m_window = nullptr;             // the engine's
     AudioTest::ScriptedEngine *m_audio = nullptr; // the player's
+    SoundServerFixture m_sound;
 };
 
 void TestGalleryUi::initTestCase()
 {
+    // Videos play their sound for real.
+    QVERIFY2(m_sound.start(), qPrintable(m_sound.errorString()));
     QVERIFY(m_dir.isValid());
     QVERIFY(m_sample.create(m_dir.path()));
     chooseGalleryRenderer();
@@ -122,7 +130,7 @@ void TestGalleryUi::initTestCase()
     QVERIFY(m_account->isValid());
     AccountManager::getInstance()->addAccount(m_account.get());
     setUpMediaLayer();
-    // The machine may have no sound device: the player gets an engine that plays nothing.
+    // The music player's steps are scripted: the player gets an engine that plays nothing.
     m_audio = AudioTest::installScriptedEngine();
     m_hub = new MediaMgr(m_account.get());
     m_hub->initConnection();
@@ -358,6 +366,60 @@ void TestGalleryUi::musicRowPlaysInThePlayerBar()
     screenshot(QStringLiteral("player"));
     MediaPlayer::instance()->stop();
     QTRY_VERIFY(!bar->isVisible());
+}
+
+// A video plays in the viewer: its pictures reach the output and are painted in this headless
+// window, the space bar pauses, the arrows and a click on the bar seek, and closing stops it.
+void TestGalleryUi::videoPlaysInTheViewer()
+{
+    m_controller->setCurrentChatId(m_sample.videoChat);
+    showTab(2);
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->property("pageReady").toBool(), 20000);
+    QList<QQuickItem *> tiles;
+    QTRY_VERIFY((tiles = visibleTiles()).size() > m_sample.videoPosition);
+    QQuickItem *tile = tiles.at(m_sample.videoPosition);
+    QCOMPARE(itemOf(tile)->type(), int(CONTENT_VIDEO));
+    QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(tile));
+    QTRY_VERIFY(preview()->resourceItem());
+    QCOMPARE(preview()->resourceItem()->mediaKey(), itemOf(tile)->mediaKey());
+
+    VideoPlayback *video = m_controller->video();
+    QQuickItem *output = findItem(QStringLiteral("videoOutput"));
+    QVERIFY(output);
+    auto *sink = output->property("videoSink").value<QVideoSink *>();
+    QVERIFY(sink);
+    QSignalSpy frames(sink, &QVideoSink::videoFrameChanged);
+    QQuickItem *play = findItem(QStringLiteral("videoPlay"));
+    QTRY_VERIFY(play && play->isVisible());
+    QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(play));
+    QTRY_VERIFY(video->isPlaying());
+    QTRY_VERIFY_WITH_TIMEOUT(video->position() > 700, 15000);
+    QVERIFY(frames.count() > 5);
+    QQuickItem *painted = findItem(QStringLiteral("videoFrames"));
+    QVERIFY(painted && painted->isVisible());
+    QVERIFY(painted->property("frameCount").toInt() > 0);
+    QVERIFY(findItem(QStringLiteral("videoBar"))->isVisible());
+    QVERIFY(!play->isVisible());
+    screenshot(QStringLiteral("video"));
+
+    QTest::keyClick(m_window, Qt::Key_Space);
+    QTRY_VERIFY(!video->isPlaying());
+    // The player confirms each seek with a position of its own, which may lag a step behind.
+    const qint64 duration = video->duration();
+    const qint64 ahead = qMin(video->position() + 5000, duration);
+    QTest::keyClick(m_window, Qt::Key_Right);
+    QTRY_VERIFY(qAbs(video->position() - ahead) < 100);
+    QTest::keyClick(m_window, Qt::Key_Left);
+    QTRY_VERIFY(qAbs(video->position() - qMax<qint64>(0, ahead - 5000)) < 100);
+    QQuickItem *track = findItem(QStringLiteral("videoTrack"));
+    QTest::mouseClick(m_window, Qt::LeftButton, {}, centreOf(track));
+    QTRY_VERIFY(qAbs(video->position() - duration / 2) < duration / 20);
+    QVERIFY(!video->isPlaying());
+    QCOMPARE(preview()->resourceItem()->mediaKey(), itemOf(tile)->mediaKey());
+
+    QTest::keyClick(m_window, Qt::Key_Escape);
+    QCOMPARE(video->item(), nullptr);
+    QVERIFY(!video->isPlaying());
 }
 
 void TestGalleryUi::storageScreenMeasuresEveryChat()
