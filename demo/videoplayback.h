@@ -26,7 +26,8 @@ class VideoPlayback : public QObject
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("the video player belongs to the gallery controller")
-    // The VideoOutput item (or a video sink) the frames go to.
+    // The VideoOutput item (or a video sink) the frames go to. The player draws into it from a
+    // thread of its own: unset it before it is destroyed.
     Q_PROPERTY(QObject *videoOutput READ videoOutput WRITE setVideoOutput NOTIFY videoOutputChanged)
     // The video loaded, playing or paused; null when stopped.
     Q_PROPERTY(ResourceItem *item READ item NOTIFY itemChanged)

@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QLockFile>
 #include <QProcess>
@@ -68,15 +69,20 @@ QStringList reproducible()
     return line("-map_metadata -1 -fflags +bitexact -flags +bitexact -threads 1");
 }
 
+// The pictures of a video: a moving test pattern.
+QStringList videoPictures(const Video &video)
+{
+    return line("-f lavfi -i") << QStringLiteral("testsrc2=size=%1x%2:rate=30:duration=%3")
+                                          .arg(video.width)
+                                          .arg(video.height)
+                                          .arg(seconds(video.durationMs));
+}
+
 // A moving test pattern, and a steady tone as its sound.
 Job videoJob(const Video &video)
 {
     const QString length = seconds(video.durationMs);
-    QStringList arguments = line("-f lavfi -i")
-            << QStringLiteral("testsrc2=size=%1x%2:rate=30:duration=%3")
-                       .arg(video.width)
-                       .arg(video.height)
-                       .arg(length);
+    QStringList arguments = videoPictures(video);
     arguments += line("-f lavfi -i")
             << QStringLiteral("sine=frequency=%1:sample_rate=48000:duration=%2")
                        .arg(video.toneHz)
@@ -87,6 +93,14 @@ Job videoJob(const Video &video)
         arguments += line("-movflags +faststart");
     }
     return {video.fileName, arguments + reproducible() + line("-f mp4"), Tone()};
+}
+
+Job posterJob(const Video &video)
+{
+    return {posterFileName(video),
+            videoPictures(video) + line("-frames:v 1 -vf scale=iw/3:-2 -q:v 4") + reproducible()
+                    + line("-f mjpeg"),
+            Tone()};
 }
 
 // Music and voice are tones computed here and read as WAV from ffmpeg's standard input: an ffmpeg
@@ -116,6 +130,7 @@ QList<Job> allJobs()
     QList<Job> jobs;
     for (const Video &video : videos()) {
         jobs.append(videoJob(video));
+        jobs.append(posterJob(video));
     }
     for (const Video &clip : liveClips()) {
         jobs.append(videoJob(clip));
@@ -289,6 +304,11 @@ const QList<Video> &videos()
                                       {QStringLiteral("clip2.mp4"), 360, 640, 5000, 659, false},
                                       {QStringLiteral("clip3.mp4"), 640, 360, 6000, 392, true}};
     return list;
+}
+
+QString posterFileName(const Video &video)
+{
+    return QFileInfo(video.fileName).completeBaseName() + QStringLiteral("_poster.jpg");
 }
 
 const QList<Video> &liveClips()

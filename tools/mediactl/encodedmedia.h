@@ -38,6 +38,8 @@ struct Voice
 };
 
 const QList<Video> &videos();
+// The JPEG of a video's first picture, a third of its width, as a client shows before playing.
+QString posterFileName(const Video &video);
 // Live photos' clips: a second or two.
 const QList<Video> &liveClips();
 const QList<Track> &tracks();

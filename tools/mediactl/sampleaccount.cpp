@@ -122,7 +122,8 @@ private:
     const QString m_mediaCache;
     int m_ordinal = 0; // media made so far; picks captions and pool files in turn
     AccountBase *m_account = nullptr;
-    QList<PoolFile> m_pictures, m_thumbs, m_videos, m_liveClips, m_documents, m_music, m_voices;
+    QList<PoolFile> m_pictures, m_thumbs, m_videos, m_posters, m_liveClips, m_documents, m_music,
+            m_voices;
     QList<storage::CacheFileInfo> m_cacheRows;
     SampleAccount::Report m_report;
     std::unordered_set<std::string> m_countedFileIds; // each file is counted once
@@ -212,6 +213,12 @@ bool Generator::addEncodedMedia()
     };
     addVideos(EncodedMedia::videos(), m_videos);
     addVideos(EncodedMedia::liveClips(), m_liveClips);
+    for (const EncodedMedia::Video &video : EncodedMedia::videos()) {
+        PoolFile poster = poolFile(EncodedMedia::posterFileName(video));
+        poster.width = video.width / 3;
+        poster.height = video.height / 3;
+        m_posters.append(poster);
+    }
     for (const EncodedMedia::Track &track : EncodedMedia::tracks()) {
         PoolFile file = poolFile(track.fileName);
         file.title = track.title;
@@ -302,13 +309,13 @@ void Generator::fillMedia(im::Message &message, SampleKind kind, int ordinal)
         break;
     }
     case Video: {
-        const PoolFile &clip = m_videos[ordinal % m_videos.size()];
+        const int index = ordinal % m_videos.size();
+        const PoolFile &clip = m_videos[index];
         message.set_type(CONTENT_VIDEO);
         message.set_duration(clip.durationMs);
         *message.mutable_file() = fileInfo(fileId, clip, QStringLiteral("VID_%1.mp4").arg(ordinal));
-        *message.mutable_thumb() =
-                fileInfo(QStringLiteral("t") + id, m_thumbs[ordinal % m_thumbs.size()],
-                         QStringLiteral("VID_%1_thumb.jpg").arg(ordinal));
+        *message.mutable_thumb() = fileInfo(QStringLiteral("t") + id, m_posters[index],
+                                            QStringLiteral("VID_%1_thumb.jpg").arg(ordinal));
         break;
     }
     case Document: {
