@@ -232,13 +232,19 @@ ResultCount MediaPreview::onLoadingData(const SearchKey &key, int count, int, in
     if (opening) {
         initStatus(m_anchor.key.messageId, m_anchor.dateTime);
     }
+    bool olderStalled = false;
     if (opening || direction == SearchModel::Older) {
+        const qint64 cursor = beforeMsgId();
         loadBeforeItems(page.older, dialog, key, m_type, count, m_remote);
+        olderStalled = page.older.isEmpty() && beforeMsgId() == cursor;
     }
     if (opening || direction == SearchModel::Newer) {
         loadAfterItems(page.newer, dialog, key, m_type, count, m_remote);
     }
-    page.canLoadOlder = hasMoreBefore();
+    // A server that failed leaves the loader its more-flag but brings nothing and moves no
+    // cursor; the preview asks for pages by itself near an end, and would ask again at once,
+    // page after page, so it takes the older side as ended until a trim opens it again.
+    page.canLoadOlder = hasMoreBefore() && !olderStalled;
     page.canLoadNewer = hasMoreAfter();
     handOver(std::move(page), opening);
     return {count, count};
