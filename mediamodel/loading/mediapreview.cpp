@@ -273,13 +273,7 @@ void MediaPreview::handOver(Page page, bool opening)
                      } else {
                          takeNewerPage(newer, canLoadNewer);
                          takeOlderPage(older, canLoadOlder);
-                         // Steps taken while the page loaded could not trim the side they
-                         // moved away from.
-                         if (!m_keepsAll && !older.isEmpty()) {
-                             trimNewerSide();
-                         } else if (!m_keepsAll && !newer.isEmpty()) {
-                             trimOlderSide();
-                         }
+                         trimBehindSteps(!older.isEmpty(), !newer.isEmpty());
                      }
                      prefetchNearEnds();
                  });
@@ -395,6 +389,24 @@ void MediaPreview::trimOlderSide()
     const ResourceItem *oldest = m_items.constLast();
     resumeOlderBeyond(oldest->messageId(), oldest->dateTime());
     m_canLoadOlder = true;
+}
+
+// Steps taken while a page loaded could not trim the side they moved away from; the page that
+// arrived does it. Cutting the newer side moves the index, which views bind to.
+void MediaPreview::trimBehindSteps(bool olderArrived, bool newerArrived)
+{
+    if (m_keepsAll) {
+        return;
+    }
+    if (olderArrived) {
+        const int index = m_currentIndex;
+        trimNewerSide();
+        if (m_currentIndex != index) {
+            Q_EMIT currentIndexChanged();
+        }
+    } else if (newerArrived) {
+        trimOlderSide();
+    }
 }
 
 void MediaPreview::removeRows(int first, int last)
