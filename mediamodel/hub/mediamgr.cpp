@@ -622,7 +622,8 @@ void MediaMgr::applyModelChanges()
 
 // A gallery borrowed from another dialog (a source dialog id is set) shows only what it loaded
 // itself: new items are not inserted there, replaced ones are. Items older than the loaded span
-// are left to paging, which would otherwise bring them a second time.
+// are left to paging, which would otherwise bring them a second time; once the list holds its
+// oldest item, no page is left to bring them (history synced from the server), and they go in.
 void MediaMgr::updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info, int type,
                                    DoOperator op, bool bHasUrl)
 {
@@ -634,7 +635,8 @@ void MediaMgr::updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info,
     ResourceModel *model = list->resourceModel();
     if (op == DO_UPDATE) {
         model->update(item);
-    } else if (op == DO_ADD && mgr->sourceDlgId().isEmpty() && model->canInsert(item)) {
+    } else if (op == DO_ADD && mgr->sourceDlgId().isEmpty()
+               && (list->hasLoadedOldest() || model->canInsert(item))) {
         model->insert(item);
     } else {
         delete item;

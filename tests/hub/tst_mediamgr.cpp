@@ -109,6 +109,8 @@ private Q_SLOTS:
     void newMediaReachesOpenListOfItsDialogOnly();
     void silentIngestTouchesNoModel();
     void listChangesKeepTheirOrder();
+    void olderMediaReachFullyLoadedList_data();
+    void olderMediaReachFullyLoadedList();
     void editedMediaReplacesRowsAndItem();
     void isMedia_data();
     void isMedia();
@@ -435,6 +437,42 @@ void TestMediaMgr::listChangesKeepTheirOrder()
     }
     std::sort(shown.begin(), shown.end());
     QCOMPARE(shown, QList<qint64>({3, 4}));
+}
+
+void TestMediaMgr::olderMediaReachFullyLoadedList_data()
+{
+    QTest::addColumn<int>("held");
+    QTest::addColumn<bool>("shown");
+    // A gallery opens on its first 100 items.
+    QTest::newRow("every page loaded: history synced later shows") << 3 << true;
+    QTest::newRow("pages left: paging brings it") << 150 << false;
+}
+
+// Media older than everything a list holds, stored after it opened (history synced from the
+// server), reach it when no page is left to bring them.
+void TestMediaMgr::olderMediaReachFullyLoadedList()
+{
+    QFETCH(int, held);
+    QFETCH(bool, shown);
+    const auto document = [](qint64 id) {
+        im::Message message = messageProto("a", id, CONTENT_FILE);
+        setFile(message.mutable_file(), QStringLiteral("doc%1").arg(id), "pdf");
+        return message;
+    };
+    QList<im::Message> messages;
+    for (int id = 1; id <= held; ++id) {
+        messages.append(document(1000 + id));
+    }
+    receive("a", messages, true);
+    ResourceModel *list = openGallery("a")->mediaResource(CONTENT_FILE)->resourceModel();
+    QAbstractItemModelTester tester(list);
+    QCOMPARE(rowCount(list), qMin(held, 100));
+
+    receive("a", {document(5)});
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(rowCount(list), qMin(held, 100) + (shown ? 1 : 0));
+    const ResourceItem *oldest = list->getResourceItem(rowCount(list) - 1);
+    QCOMPARE(oldest->messageId() == 5, shown);
 }
 
 void TestMediaMgr::editedMediaReplacesRowsAndItem()
