@@ -159,8 +159,9 @@ MediaMgr::MediaMgr(AccountBase *account)
 
 MediaMgr::~MediaMgr()
 {
-    m_localClearFuture.waitForFinished();
-    m_focusClearFuture.waitForFinished();
+    // A host may delete the hub without preparing it: a running cleanup stops at its next row
+    // rather than holding the caller for a whole pass.
+    stopCleanups();
     delete m_storageModel;
     delete m_keepSetting;
     delete m_preview;
@@ -378,9 +379,8 @@ void MediaMgr::loadLocalData(bool bFast)
     m_keepSetting->loadLocalData(bFast);
 }
 
-void MediaMgr::prepareToClearData(bool)
+void MediaMgr::stopCleanups()
 {
-    setClearing(true);
     QMutexLocker locker(&m_mutex);
     for (QFuture<void> *cleanup : {&m_localClearFuture, &m_focusClearFuture}) {
         if (!cleanup->isFinished()) {
@@ -388,6 +388,13 @@ void MediaMgr::prepareToClearData(bool)
             cleanup->waitForFinished();
         }
     }
+}
+
+void MediaMgr::prepareToClearData(bool)
+{
+    setClearing(true);
+    QMutexLocker locker(&m_mutex);
+    stopCleanups();
     // The loaders first: a page of theirs still queued on the pool is run by their wait, whereas
     // clearing the pool would drop it and leave that wait without end.
     for (const ResourceMgrHash *registry : {&m_resourceMgrs, &m_externResourceMgrs}) {

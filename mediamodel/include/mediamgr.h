@@ -222,6 +222,8 @@ private:
     // contents holds each candidate's restored ResourceData, in the same order.
     QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates,
                                     const QList<ResourceData> &contents);
+    // Cancels the running cleanups and waits for them.
+    void stopCleanups();
     void clearTempMedia();
     // The focus-loss cleanup: the cached files that only dialogs kept until focus loss name.
     // False when stopped.

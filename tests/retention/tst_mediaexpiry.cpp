@@ -84,6 +84,7 @@ private Q_SLOTS:
     void sizeLimitEvictsOldestFirst();
     void clearWhileRunningStartsNothing();
     void prepareToClearCancelsLongExpiry();
+    void deletingHubCancelsExpiry();
     void cancelBetweenRowsKeepsRowsOfFilesLeft();
     void progressCountsRowsAndBytes();
 
@@ -98,6 +99,7 @@ private:
     // thumbId is given.
     void addFile(const QString &fileId, int type, qint64 dateTime, const QStringList &dialogIds,
                  const QString &thumbId = QString());
+    void addExpiredFiles(QList<storage::CacheFileInfo> &rows);
     void writeFile(int type, const QString &fileId);
     bool onDisk(int type, const QString &fileId) const;
     bool hasRow(const QString &fileId) const;
@@ -136,7 +138,9 @@ void TestMediaExpiry::init()
 
 void TestMediaExpiry::cleanup()
 {
-    closeHub(m_hub);
+    if (m_hub) {
+        closeHub(m_hub);
+    }
     m_hub = nullptr;
     AppSettingModel::instance()->setLocalCacheMaxSize(0);
     m_account.reset();
@@ -317,11 +321,9 @@ void TestMediaExpiry::clearWhileRunningStartsNothing()
     QCOMPARE(cleared.count(), 2);
 }
 
-void TestMediaExpiry::prepareToClearCancelsLongExpiry()
+void TestMediaExpiry::addExpiredFiles(QList<storage::CacheFileInfo> &rows)
 {
-    setKeepTimes(1, 1, {});
     constexpr int Count = 3000;
-    QList<storage::CacheFileInfo> rows;
     for (int i = 0; i < Count; ++i) {
         const QString id = QStringLiteral("e%1").arg(i, 5, 10, QLatin1Char('0'));
         writeFile(CONTENT_FILE, id);
@@ -329,6 +331,13 @@ void TestMediaExpiry::prepareToClearCancelsLongExpiry()
     }
     QVERIFY(m_account->storage()->cacheFileStorage()->save(rows));
     addTempFile();
+}
+
+void TestMediaExpiry::prepareToClearCancelsLongExpiry()
+{
+    setKeepTimes(1, 1, {});
+    QList<storage::CacheFileInfo> rows;
+    addExpiredFiles(rows);
 
     m_hub->clearLocalMedia();
     m_hub->prepareToClearData(false);
@@ -346,6 +355,21 @@ void TestMediaExpiry::prepareToClearCancelsLongExpiry()
     // And no cleanup starts any more.
     runCleanup();
     QCOMPARE(m_account->storage()->cacheFileStorage()->count(), left);
+}
+
+// A host that deletes the hub without preparing it first does not wait for a whole pass.
+void TestMediaExpiry::deletingHubCancelsExpiry()
+{
+    setKeepTimes(1, 1, {});
+    QList<storage::CacheFileInfo> rows;
+    addExpiredFiles(rows);
+
+    m_hub->clearLocalMedia();
+    delete m_hub;
+    m_hub = nullptr;
+
+    QCOMPARE(m_account->storage()->bufferFileStorage()->infos(10).size(), 1);
+    QVERIFY(m_account->storage()->cacheFileStorage()->count() > 0);
 }
 
 void TestMediaExpiry::cancelBetweenRowsKeepsRowsOfFilesLeft()
