@@ -17,8 +17,9 @@ struct CacheFileInfo;
 //
 // First by age: the cache-file table is walked oldest first, a page of LOAD_COUNT rows at a
 // time, up to the cut-off of the shortest keep time. A file goes when it is older than the keep
-// time of every dialog that names it, as its source or its thumbnail; a file that no dialog names
-// goes at the cut-off; a dialog that keeps media for ever (or until focus loss) keeps its files.
+// time of every dialog that names it, as its source, its thumbnail or its live-photo video; a
+// file that no dialog names goes at the cut-off; a dialog that keeps media for ever (or until
+// focus loss) keeps its files.
 // Then by size: while the rows' total exceeds the cache size limit, the oldest files go, whatever
 // their dialogs' keep times, until the total is within the limit.
 //

@@ -10,6 +10,7 @@
 #include "mediakeepsetting.h"
 #include "mediamgr.h"
 #include "mediamodellog_p.h"
+#include "resourcedata.h"
 #include "userstorageprovider.h"
 
 MediaExpiry::Limits MediaExpiry::limitsAt(const MediaMgr *hub, qint64 now)
@@ -127,6 +128,13 @@ MediaExpiry::dialogsNaming(const QList<storage::CacheFileInfo> &rows) const
     }
     for (const storage::FileReferenceInfo &ref : references->infosWithThumbIds(fileIds)) {
         naming[ref.thumbId].insert(ref.dialogId);
+    }
+    // A live photo's video is its resource's, named by the record alone when a thumbnail takes
+    // the row's thumbnail id.
+    for (const storage::FileReferenceInfo &ref : references->infosWithLivePhotoIds(fileIds)) {
+        ResourceData data;
+        data.deserialize(ref.data);
+        naming[data.livePhotoId].insert(ref.dialogId);
     }
     return naming;
 }

@@ -81,6 +81,8 @@ private Q_SLOTS:
     void expiresByEachChatsKeepTime_data();
     void expiresByEachChatsKeepTime();
     void thumbnailGoesWithItsChat();
+    void livePhotoVideoKeptByItsChat_data();
+    void livePhotoVideoKeptByItsChat();
     void sizeLimitEvictsOldestFirst();
     void clearWhileRunningStartsNothing();
     void prepareToClearCancelsLongExpiry();
@@ -96,9 +98,9 @@ private Q_SLOTS:
 private:
     void setKeepTimes(int privateKeepTime, int groupKeepTime, const QMap<QString, int> &own);
     // A cached file of type, named by the message rows of the dialogs, with a thumbnail when
-    // thumbId is given.
+    // thumbId is given and a live-photo video when livePhotoId is.
     void addFile(const QString &fileId, int type, qint64 dateTime, const QStringList &dialogIds,
-                 const QString &thumbId = QString());
+                 const QString &thumbId = QString(), const QString &livePhotoId = QString());
     void addExpiredFiles(QList<storage::CacheFileInfo> &rows);
     void writeFile(int type, const QString &fileId);
     bool onDisk(int type, const QString &fileId) const;
@@ -159,7 +161,8 @@ void TestMediaExpiry::setKeepTimes(int privateKeepTime, int groupKeepTime,
 }
 
 void TestMediaExpiry::addFile(const QString &fileId, int type, qint64 dateTime,
-                              const QStringList &dialogIds, const QString &thumbId)
+                              const QStringList &dialogIds, const QString &thumbId,
+                              const QString &livePhotoId)
 {
     writeFile(type, fileId);
     QList<storage::CacheFileInfo> cacheRows {{fileId, type, "bin", FileSize, dateTime}};
@@ -167,19 +170,29 @@ void TestMediaExpiry::addFile(const QString &fileId, int type, qint64 dateTime,
     data.fileId = fileId;
     data.suffix = "bin";
     data.size = FileSize;
-    if (!thumbId.isEmpty()) {
-        writeFile(CONTENT_PHOTO, thumbId);
-        cacheRows.append({thumbId, CONTENT_PHOTO, "bin", FileSize, dateTime});
-        data.thumbId = thumbId;
-        data.thumbSuffix = "bin";
-        data.thumbSize = FileSize;
-    }
+    // The thumbnail or the live-photo video, cached in the folder of its own type.
+    const auto addCompanion = [&](const QString &id, int companionType, QString &recordId,
+                                  QString &recordSuffix, qint64 &recordSize) {
+        if (id.isEmpty()) {
+            return;
+        }
+        writeFile(companionType, id);
+        cacheRows.append({id, companionType, "bin", FileSize, dateTime});
+        recordId = id;
+        recordSuffix = "bin";
+        recordSize = FileSize;
+    };
+    addCompanion(thumbId, CONTENT_PHOTO, data.thumbId, data.thumbSuffix, data.thumbSize);
+    addCompanion(livePhotoId, CONTENT_VIDEO, data.livePhotoId, data.livePhotoSuffix,
+                 data.livePhotoSize);
     QVERIFY(m_account->storage()->cacheFileStorage()->save(cacheRows));
     QByteArray json;
     data.serialize(json);
+    // As ingest writes them: the thumbnail names the row, else the live-photo video.
+    const QString namedThumbId = thumbId.isEmpty() ? livePhotoId : thumbId;
     QList<storage::FileReferenceInfo> refs;
     for (const QString &dialogId : dialogIds) {
-        refs.append({dialogId, m_nextMessageId++, 0, type, dateTime, thumbId, fileId, json});
+        refs.append({dialogId, m_nextMessageId++, 0, type, dateTime, namedThumbId, fileId, json});
     }
     QVERIFY(m_hub->fileReferenceDb()->save(refs));
 }
@@ -272,6 +285,34 @@ void TestMediaExpiry::thumbnailGoesWithItsChat()
     QVERIFY(!hasRow("old_t"));
     QVERIFY(onDisk(CONTENT_PHOTO, "young") && onDisk(CONTENT_PHOTO, "young_t"));
     QVERIFY(hasRow("young_t"));
+}
+
+void TestMediaExpiry::livePhotoVideoKeptByItsChat_data()
+{
+    QTest::addColumn<QString>("dialogId");
+    QTest::addColumn<bool>("withThumbnail");
+    QTest::addColumn<bool>("expired");
+    // p keeps a week, pf for ever; the week makes the shortest keep time finite.
+    QTest::newRow("chat keeping for ever, with a thumbnail") << "pf" << true << false;
+    QTest::newRow("chat keeping for ever, without a thumbnail") << "pf" << false << false;
+    QTest::newRow("chat past its week, with a thumbnail") << "p" << true << true;
+    QTest::newRow("chat past its week, without a thumbnail") << "p" << false << true;
+}
+
+// The video of a live photo is its resource's, whether or not a thumbnail stands in the
+// reference row's place for it: it goes when its chat's keep time lets it go.
+void TestMediaExpiry::livePhotoVideoKeptByItsChat()
+{
+    QFETCH(QString, dialogId);
+    QFETCH(bool, withThumbnail);
+    QFETCH(bool, expired);
+    setKeepTimes(7, 30, {{"pf", -1}});
+    addFile("live", CONTENT_PHOTO, daysAgo(60), {dialogId}, withThumbnail ? "live_t" : QString(),
+            "live_v");
+    runCleanup();
+    QCOMPARE(!onDisk(CONTENT_PHOTO, "live"), expired);
+    QCOMPARE(!onDisk(CONTENT_VIDEO, "live_v"), expired);
+    QCOMPARE(!hasRow("live_v"), expired);
 }
 
 // The limit's change starts the cleanup at once; ages alone keep everything here.
