@@ -15,6 +15,7 @@
 #include "mediamgr.h"
 #include "mediasearch.h"
 #include "messagebase.h"
+#include "readonlyfolder.h"
 #include "resourcedata.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
@@ -118,6 +119,7 @@ private Q_SLOTS:
     void sharedFileSurvivesFirstRemoval();
     void quotedRowNeverDeletesFile();
     void rangeRemovalPrunesRowsAndList();
+    void undeletableFileKeepsItsRow();
     void clearResourceDbForgetsDialog();
     void filesOnDisk_data();
     void filesOnDisk();
@@ -573,6 +575,32 @@ void TestMediaMgr::rangeRemovalPrunesRowsAndList()
         QCOMPARE(cacheFileExists(CONTENT_PHOTO, QStringLiteral("r%1").arg(id), "jpg"),
                  id < 2 || id > 4);
     }
+}
+
+// A file that cannot be deleted keeps its cache row, so that the storage view still counts it
+// and a later cleanup tries again; the file beside it goes with its row.
+void TestMediaMgr::undeletableFileKeepsItsRow()
+{
+    receive("a", {photo("a", 1, "kept"), photo("a", 2, "gone")});
+    writeCacheFile(CONTENT_PHOTO, "kept", "jpg");
+    QDir().mkpath(m_hub->mediaBaseDir(CONTENT_FILE));
+    im::Message document = messageProto("a", 3, CONTENT_FILE);
+    setFile(document.mutable_file(), "doc", "pdf");
+    receive("a", {document});
+    writeCacheFile(CONTENT_FILE, "doc", "pdf");
+    storage::CacheFileStorage *cache = m_account->storage()->cacheFileStorage();
+    QVERIFY(cache->save({{"kept", CONTENT_PHOTO, "jpg", 100, BaseTime},
+                         {"doc", CONTENT_FILE, "pdf", 100, BaseTime}}));
+
+    ReadOnlyFolder locked(m_hub->mediaBaseDir(CONTENT_PHOTO));
+    QVERIFY(locked.isLocked());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not be deleted"));
+    m_hub->removeResource("a", QList<qint64> {1, 3}, true);
+    QVERIFY(rowsOf("a").size() == 1);
+    QVERIFY(cacheFileExists(CONTENT_PHOTO, "kept", "jpg"));
+    QCOMPARE(cache->infosWithFileIds({"kept"}).size(), 1);
+    QVERIFY(!cacheFileExists(CONTENT_FILE, "doc", "pdf"));
+    QVERIFY(cache->infosWithFileIds({"doc"}).isEmpty());
 }
 
 void TestMediaMgr::clearResourceDbForgetsDialog()

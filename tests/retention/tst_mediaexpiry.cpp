@@ -14,6 +14,7 @@
 #include "mediaexpiry.h"
 #include "mediakeepsetting.h"
 #include "mediamgr.h"
+#include "readonlyfolder.h"
 #include "resourcedata.h"
 #include "userstorageprovider.h"
 
@@ -83,6 +84,7 @@ private Q_SLOTS:
     void thumbnailGoesWithItsChat();
     void livePhotoVideoKeptByItsChat_data();
     void livePhotoVideoKeptByItsChat();
+    void undeletableFileKeepsItsRow();
     void sizeLimitEvictsOldestFirst();
     void clearWhileRunningStartsNothing();
     void prepareToClearCancelsLongExpiry();
@@ -313,6 +315,23 @@ void TestMediaExpiry::livePhotoVideoKeptByItsChat()
     QCOMPARE(!onDisk(CONTENT_PHOTO, "live"), expired);
     QCOMPARE(!onDisk(CONTENT_VIDEO, "live_v"), expired);
     QCOMPARE(!hasRow("live_v"), expired);
+}
+
+// A file that cannot be deleted keeps its row, and the pass counts only what it deleted.
+void TestMediaExpiry::undeletableFileKeepsItsRow()
+{
+    setKeepTimes(7, 7, {});
+    addFile("stuck", CONTENT_FILE, daysAgo(20), {"p"});
+    addFile("freed", CONTENT_VIDEO, daysAgo(20), {"p"});
+    ReadOnlyFolder locked(m_hub->mediaBaseDir(CONTENT_FILE));
+    QVERIFY(locked.isLocked());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not be deleted"));
+    MediaExpiry expiry(m_hub, MediaExpiry::limitsAt(m_hub, Now));
+    const MediaExpiry::Summary summary = expiry.run();
+    QCOMPARE(summary.files, 1);
+    QCOMPARE(summary.bytes, FileSize);
+    QVERIFY(onDisk(CONTENT_FILE, "stuck") && hasRow("stuck"));
+    QVERIFY(!onDisk(CONTENT_VIDEO, "freed") && !hasRow("freed"));
 }
 
 // The limit's change starts the cleanup at once; ages alone keep everything here.
