@@ -1091,19 +1091,8 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
         if (batch.isEmpty()) {
             return;
         }
-        QList<CachedFile> files;
-        for (const RemovedFile &file : std::as_const(batch)) {
-            files.append(cachedFileAt(file.fileId, file.path));
-        }
-        const QList<QString> gone =
-                deleteCachedFiles(deletion.fileDataMgr, deletion.cacheFiles, files);
-        const QSet<QString> goneIds(gone.cbegin(), gone.cend());
-        QList<RemovedFile> removed;
-        for (const RemovedFile &file : std::as_const(batch)) {
-            if (goneIds.contains(file.fileId)) {
-                removed.append(file);
-            }
-        }
+        const QList<RemovedFile> removed =
+                deleteRecordedFiles(deletion.fileDataMgr, deletion.cacheFiles, batch);
         bKindGone = bKindGone && removed.size() == batch.size();
         bAllGone = bAllGone && bKindGone;
         batch.clear();
@@ -1238,24 +1227,38 @@ void MediaStorageModel::deleteMediaItem(MediaContentItem *mediaInfo)
     if (!bKnown) {
         return;
     }
-    const QList<RemovedFile> files = filesOfContent(content);
+    const QList<RemovedFile> removed = deleteRecordedFiles(
+            m_mgr->fileDataMgr(), m_mgr->account()->storage()->cacheFileStorage(),
+            filesOfContent(content));
+    // The item stays listed while its own file is there.
+    const bool bSourceGone =
+            std::any_of(removed.cbegin(), removed.cend(), [&content](const RemovedFile &file) {
+                return file.fileId == content.fileId;
+            });
+    if (bSourceGone) {
+        forgetContent(*record, content);
+    }
+    applyRemoved(m_generation, removed);
+}
+
+QList<MediaStorageModel::RemovedFile>
+MediaStorageModel::deleteRecordedFiles(FileDataMgr *fileDataMgr,
+                                       storage::CacheFileStorage *cacheFiles,
+                                       const QList<RemovedFile> &files)
+{
     QList<CachedFile> cached;
     for (const RemovedFile &file : files) {
         cached.append(cachedFileAt(file.fileId, file.path));
     }
-    const QList<QString> gone = deleteCachedFiles(
-            m_mgr->fileDataMgr(), m_mgr->account()->storage()->cacheFileStorage(), cached);
-    // The item stays listed while its own file is there.
-    if (gone.contains(content.fileId)) {
-        forgetContent(*record, content);
-    }
+    const QList<QString> gone = deleteCachedFiles(fileDataMgr, cacheFiles, cached);
+    const QSet<QString> goneIds(gone.cbegin(), gone.cend());
     QList<RemovedFile> removed;
     for (const RemovedFile &file : files) {
-        if (gone.contains(file.fileId)) {
+        if (goneIds.contains(file.fileId)) {
             removed.append(file);
         }
     }
-    applyRemoved(m_generation, removed);
+    return removed;
 }
 
 void MediaStorageModel::messageRemoved(const QString &dialogId, qint64 messageId)
