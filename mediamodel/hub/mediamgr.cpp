@@ -44,6 +44,7 @@
 #include "resourcelinkitem.h"
 #include "resourcemodel.h"
 #include "searchservicecmd.h"
+#include "storage/cachedfiles_p.h"
 #include "streamserver.h"
 #include "tempfilemgr.h"
 #include "threadmanager.h"
@@ -159,8 +160,9 @@ MediaMgr::MediaMgr(AccountBase *account)
 
 MediaMgr::~MediaMgr()
 {
-    m_localClearFuture.waitForFinished();
-    m_focusClearFuture.waitForFinished();
+    // A host may delete the hub without preparing it: a running cleanup stops at its next row
+    // rather than holding the caller for a whole pass.
+    stopCleanups();
     delete m_storageModel;
     delete m_keepSetting;
     delete m_preview;
@@ -378,9 +380,8 @@ void MediaMgr::loadLocalData(bool bFast)
     m_keepSetting->loadLocalData(bFast);
 }
 
-void MediaMgr::prepareToClearData(bool)
+void MediaMgr::stopCleanups()
 {
-    setClearing(true);
     QMutexLocker locker(&m_mutex);
     for (QFuture<void> *cleanup : {&m_localClearFuture, &m_focusClearFuture}) {
         if (!cleanup->isFinished()) {
@@ -388,6 +389,13 @@ void MediaMgr::prepareToClearData(bool)
             cleanup->waitForFinished();
         }
     }
+}
+
+void MediaMgr::prepareToClearData(bool)
+{
+    setClearing(true);
+    QMutexLocker locker(&m_mutex);
+    stopCleanups();
     // The loaders first: a page of theirs still queued on the pool is run by their wait, whereas
     // clearing the pool would drop it and leave that wait without end.
     for (const ResourceMgrHash *registry : {&m_resourceMgrs, &m_externResourceMgrs}) {
@@ -622,7 +630,8 @@ void MediaMgr::applyModelChanges()
 
 // A gallery borrowed from another dialog (a source dialog id is set) shows only what it loaded
 // itself: new items are not inserted there, replaced ones are. Items older than the loaded span
-// are left to paging, which would otherwise bring them a second time.
+// are left to paging, which would otherwise bring them a second time; once the list holds its
+// oldest item, no page is left to bring them (history synced from the server), and they go in.
 void MediaMgr::updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info, int type,
                                    DoOperator op, bool bHasUrl)
 {
@@ -634,7 +643,8 @@ void MediaMgr::updateResourceModel(MediaResourceMgr *mgr, const MediaInfo &info,
     ResourceModel *model = list->resourceModel();
     if (op == DO_UPDATE) {
         model->update(item);
-    } else if (op == DO_ADD && mgr->sourceDlgId().isEmpty() && model->canInsert(item)) {
+    } else if (op == DO_ADD && mgr->sourceDlgId().isEmpty()
+               && (list->hasLoadedOldest() || model->canInsert(item))) {
         model->insert(item);
     } else {
         delete item;
@@ -704,14 +714,24 @@ bool MediaMgr::allFileInLocal(const ResourceData &data, int type, qint64 &missin
     return missingSize == 0 && missingExtraSize == 0;
 }
 
-// The live-photo video is looked for in the photo folder but deleted from the video folder.
 void MediaMgr::deleteFiles(int type, const ResourceData &data, bool bNotify)
 {
-    FileDataMgr *files = fileDataMgr();
-    files->deleteCacheFile(mediaBaseDir(type), data.fileId, data.suffix, bNotify);
-    files->deleteCacheFile(mediaBaseDir(CONTENT_PHOTO), data.thumbId, data.thumbSuffix, bNotify);
-    files->deleteCacheFile(mediaBaseDir(CONTENT_VIDEO), data.livePhotoId, data.livePhotoSuffix,
-                           bNotify);
+    deleteResourceFiles({{type, data}}, bNotify);
+}
+
+// The live-photo video is looked for in the photo folder but deleted from the video folder.
+QList<QString> MediaMgr::deleteResourceFiles(const QList<std::pair<int, ResourceData>> &resources,
+                                             bool bNotify)
+{
+    QList<CachedFile> files;
+    files.reserve(3 * resources.size());
+    for (const auto &[type, data] : resources) {
+        files.append({data.fileId, mediaBaseDir(type), data.suffix});
+        files.append({data.thumbId, mediaBaseDir(CONTENT_PHOTO), data.thumbSuffix});
+        files.append({data.livePhotoId, mediaBaseDir(CONTENT_VIDEO), data.livePhotoSuffix});
+    }
+    return deleteCachedFiles(fileDataMgr(), m_account->storage()->cacheFileStorage(), files,
+                             bNotify);
 }
 
 void MediaMgr::deleteMedias(const QList<storage::FileReferenceInfo> &rows)
@@ -732,16 +752,12 @@ void MediaMgr::deleteMedias(const QList<storage::FileReferenceInfo> &rows)
         }
     }
     for (qsizetype from = 0; from < candidates.size(); from += LOAD_COUNT) {
-        const QList<QString> deleted =
-                deletableFileIds(candidates.mid(from, LOAD_COUNT), contents.mid(from, LOAD_COUNT));
-        if (!deleted.isEmpty()) {
-            m_account->storage()->cacheFileStorage()->removeWithFileIds(deleted);
-        }
+        deleteUnnamedFiles(candidates.mid(from, LOAD_COUNT), contents.mid(from, LOAD_COUNT));
     }
 }
 
-QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo> &candidates,
-                                          const QList<ResourceData> &contents)
+void MediaMgr::deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
+                                  const QList<ResourceData> &contents)
 {
     QList<QString> fileIds;
     fileIds.reserve(candidates.size());
@@ -749,15 +765,13 @@ QList<QString> MediaMgr::deletableFileIds(const QList<storage::FileReferenceInfo
         fileIds.append(row.fileId);
     }
     const QMap<QString, int> stillNamed = fileReferenceDb()->fileReferences(fileIds);
-    QList<QString> deleted;
+    QList<std::pair<int, ResourceData>> unnamed;
     for (qsizetype i = 0; i < candidates.size(); ++i) {
-        if (stillNamed.contains(fileIds.at(i))) {
-            continue;
+        if (!stillNamed.contains(fileIds.at(i))) {
+            unnamed.append({candidates.at(i).type, contents.at(i)});
         }
-        deleteFiles(candidates.at(i).type, contents.at(i), false);
-        deleted.append(fileIds.at(i));
     }
-    return deleted;
+    deleteResourceFiles(unnamed, false);
 }
 
 // ---- removal ----
@@ -917,15 +931,20 @@ void MediaMgr::clearTempMedia()
         if (page.isEmpty()) {
             return;
         }
-        QList<QString> fileIds;
+        QList<CachedFile> files;
         for (const storage::BufferFileInfo &info : page) {
-            Util::deleteFile(ModelBaseUtil::makeMediaPath(cacheRoot, info.category, info.kind)
-                             + cacheFileName(info.fileId, info.suffix));
-            fileIds.append(info.fileId);
+            files.append({info.fileId,
+                          ModelBaseUtil::makeMediaPath(cacheRoot, info.category, info.kind),
+                          info.suffix});
         }
-        storage->cacheFileStorage()->removeWithFileIds(fileIds);
-        if (!storage->bufferFileStorage()->remove(fileIds)) {
+        const QList<QString> gone =
+                deleteCachedFiles(fileDataMgr(), storage->cacheFileStorage(), files);
+        if (!gone.isEmpty() && !storage->bufferFileStorage()->remove(gone)) {
             qCWarning(lcMedia) << "temporary files cleanup stopped: their rows stay";
+            return;
+        }
+        // The oldest rows come first again: a file that stayed would be met on every page.
+        if (gone.size() < page.size()) {
             return;
         }
     }
@@ -981,23 +1000,17 @@ void MediaMgr::deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<Q
 {
     const auto byFileId = groupRows(fileReferenceDb()->infosWithFileIds(fileIds),
                                     &storage::FileReferenceInfo::fileId);
-    QList<QString> removed;
+    QList<std::pair<int, ResourceData>> resources;
     for (auto it = byFileId.cbegin(); it != byFileId.cend(); ++it) {
         if (!allLoseOnFocus(*m_keepSetting, it.value())) {
             continue;
         }
         ResourceData data;
         data.deserialize(it.value().constFirst().data);
-        deleteFiles(type, data, false);
-        for (const QString &id : {data.fileId, data.thumbId, data.livePhotoId}) {
-            if (!id.isEmpty()) {
-                removed.append(id);
-                deleted.insert(id);
-            }
-        }
+        resources.append({type, data});
     }
-    if (!removed.isEmpty()) {
-        m_account->storage()->cacheFileStorage()->removeWithFileIds(removed);
+    for (const QString &id : deleteResourceFiles(resources, false)) {
+        deleted.insert(id);
     }
 }
 
@@ -1005,20 +1018,16 @@ void MediaMgr::deleteThumbMedia(const QList<QString> &thumbIds)
 {
     const auto byThumbId = groupRows(fileReferenceDb()->infosWithThumbIds(thumbIds),
                                      &storage::FileReferenceInfo::thumbId);
-    QList<QString> removed;
+    QList<CachedFile> thumbs;
     for (auto it = byThumbId.cbegin(); it != byThumbId.cend(); ++it) {
         if (!allLoseOnFocus(*m_keepSetting, it.value())) {
             continue;
         }
         ResourceData data;
         data.deserialize(it.value().constFirst().data);
-        fileDataMgr()->deleteCacheFile(mediaBaseDir(CONTENT_PHOTO), it.key(), data.thumbSuffix,
-                                       false);
-        removed.append(it.key());
+        thumbs.append({it.key(), mediaBaseDir(CONTENT_PHOTO), data.thumbSuffix});
     }
-    if (!removed.isEmpty()) {
-        m_account->storage()->cacheFileStorage()->removeWithFileIds(removed);
-    }
+    deleteCachedFiles(fileDataMgr(), m_account->storage()->cacheFileStorage(), thumbs);
 }
 
 // ---- selections and single-item actions ----

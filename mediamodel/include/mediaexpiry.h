@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cachefilestorage.h"
 #include "mediamodel_export.h"
 
 #include <QHash>
@@ -9,16 +10,14 @@
 #include <functional>
 
 class MediaMgr;
-namespace storage {
-struct CacheFileInfo;
-}
 
 // One pass over an account's media cache that deletes what the retention settings no longer keep.
 //
 // First by age: the cache-file table is walked oldest first, a page of LOAD_COUNT rows at a
 // time, up to the cut-off of the shortest keep time. A file goes when it is older than the keep
-// time of every dialog that names it, as its source or its thumbnail; a file that no dialog names
-// goes at the cut-off; a dialog that keeps media for ever (or until focus loss) keeps its files.
+// time of every dialog that names it, as its source, its thumbnail or its live-photo video; a
+// file that no dialog names goes at the cut-off; a dialog that keeps media for ever (or until
+// focus loss) keeps its files.
 // Then by size: while the rows' total exceeds the cache size limit, the oldest files go, whatever
 // their dialogs' keep times, until the total is within the limit.
 //
@@ -76,8 +75,9 @@ private:
     bool isExpired(const storage::CacheFileInfo &row, const QSet<QString> &dialogIds);
     qint64 keepTimeOf(const QString &dialogId);
     bool isInScope(const storage::CacheFileInfo &row) const;
-    void deleteFile(const storage::CacheFileInfo &row);
-    void removeDeletedRows();
+    // Deletes the files chosen so far with their rows; returns the bytes freed, as the rows
+    // recorded them. Files that stay are counted nowhere.
+    qint64 deleteChosen();
     bool isCancelled();
     void report(Stage stage, qint64 done, qint64 total) const;
 
@@ -85,7 +85,7 @@ private:
     const Limits m_limits;
     ProgressFn m_progress;
     CancelFn m_cancel;
-    QHash<QString, qint64> m_keepTimes; // per dialog, read once per pass
-    QList<QString> m_deletedIds;        // files deleted whose rows are still to go
+    QHash<QString, qint64> m_keepTimes;     // per dialog, read once per pass
+    QList<storage::CacheFileInfo> m_chosen; // files of the page to delete at its end
     Summary m_summary;
 };

@@ -47,7 +47,9 @@ public:
     // One page of one dialog: older items appended to out, newer items put in front of it, so that
     // out stays newest first. Local pages are topped up until more than half of loadCount is in
     // hand. fromRemote takes an older page from the server (when the account reaches it) in one
-    // round; for newer pages it only limits the load to one round.
+    // round; for newer pages it only limits the load to one round. A server that fails leaves
+    // the page empty and the more-flag as it was, so that the next page asks again. A loadCount
+    // below 1 loads nothing.
     ResultCount loadBeforeItems(QList<ResourceItem *> &out, QSharedPointer<DialogBase> dialog,
                                 const SearchKey &key, int type, int loadCount, bool fromRemote);
     ResultCount loadAfterItems(QList<ResourceItem *> &out, QSharedPointer<DialogBase> dialog,

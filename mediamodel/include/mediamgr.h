@@ -86,6 +86,7 @@ public:
     // the source file apart from its thumbnail and live-photo video.
     bool allFileInLocal(const ResourceData &data, int type, qint64 &missingSize,
                         qint64 &missingExtraSize) const;
+    // Deletes the record's files from the cache; the cache rows of the files gone go too.
     void deleteFiles(int type, const ResourceData &data, bool bNotify);
     // Deletes the files of removed rows that no remaining row names. Off the main thread.
     void deleteMedias(const QList<storage::FileReferenceInfo> &rows);
@@ -218,10 +219,16 @@ private:
     // that id too.
     void stopPlayback(const QString &dialogId, const std::function<void(const QString &)> &stop);
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
-    // Deletes the files of the candidates that no row names any more and returns their ids.
-    // contents holds each candidate's restored ResourceData, in the same order.
-    QList<QString> deletableFileIds(const QList<storage::FileReferenceInfo> &candidates,
-                                    const QList<ResourceData> &contents);
+    // Deletes the files of the candidates that no row names any more. contents holds each
+    // candidate's restored ResourceData, in the same order.
+    void deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
+                            const QList<ResourceData> &contents);
+    // Deletes the files of the records, each of its content type, with their thumbnails and
+    // live-photo videos; returns the ids of the files gone, whose cache rows went with them.
+    QList<QString> deleteResourceFiles(const QList<std::pair<int, ResourceData>> &resources,
+                                       bool bNotify);
+    // Cancels the running cleanups and waits for them.
+    void stopCleanups();
     void clearTempMedia();
     // The focus-loss cleanup: the cached files that only dialogs kept until focus loss name.
     // False when stopped.

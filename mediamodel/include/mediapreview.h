@@ -135,6 +135,7 @@ private:
 
     void trimNewerSide();
     void trimOlderSide();
+    void trimBehindSteps(bool olderArrived, bool newerArrived);
     void removeRows(int first, int last);
     void removeIf(const std::function<bool(const ResourceItem *)> &matches);
     void setCurrent(int index);

@@ -38,7 +38,9 @@ public:
     Q_INVOKABLE void searchMediaInfo(const QString &dialogId, int type, const QString &keyword,
                                      qint64 userId = 0, qint64 startTime = 0, qint64 endTime = 0,
                                      const QString &sourceDlgId = QString());
-    // Starts a search unless the same one (key, type and dialog) is already under way.
+    // Starts a search unless the same one (key, type and dialog) is already under way. A search
+    // made for dialogs as a whole always spans them; any other spans all dialogs only when
+    // bGlobalSearch is set.
     Q_INVOKABLE void searchMediaInfo(const QString &dialogId, int type, const SearchKey &key,
                                      bool bGlobalSearch);
     // The next older page of the running search.
@@ -80,8 +82,12 @@ private:
     ResourceModel *m_currentModel = nullptr;
     QSharedPointer<DialogBase> m_dialog;
     const QList<QString> m_dialogIds;
+    const bool m_alwaysGlobal; // made as a search across dialogs
     int m_type = 0;
     bool m_remote = false;
+    // The next page is the first of a search, whatever the query's offset: a page that showed
+    // nothing leaves the offset at 0, and the page after it must not start over.
+    bool m_firstPagePending = false;
     // Last, so that it quits and waits before anything a running page touches goes away.
     SearchSingleQuery m_query;
 };

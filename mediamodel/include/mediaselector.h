@@ -99,8 +99,9 @@ public Q_SLOTS:
     void deleteMessages(bool bRevocable);
     // Hands the forwardable ticked messages to the cloud drive folder nodeLocalId; then clears.
     void transferToCloudDrive(qlonglong nodeLocalId);
-    // Copies the ticked files into folderPath, renaming on clashes; then clears the selection.
-    // An empty or missing folder leaves everything as it was.
+    // Copies the ticked files into folderPath (a path or a file:// URL), renaming on clashes; then
+    // clears the selection. A folder that is missing or cannot be written leaves everything as
+    // it was, with a warning.
     void batchSaveAs(const QString &folderPath);
 
 Q_SIGNALS:

@@ -13,12 +13,16 @@
 #include <memory>
 #include <vector>
 
+class FileDataMgr;
 class MediaContentItem;
 class MediaMgr;
 class MediaSizeBaseModel;
 class MediaSizeModel;
 class MediaStorageViewModel;
 struct CacheFileRecord;
+namespace storage {
+class CacheFileStorage;
+}
 struct DialogScanRecord;
 struct MediaContentRecord;
 
@@ -161,6 +165,10 @@ private:
                                       const QList<int> &dataTypes) const;
     QList<RemovedFile> filesOfContent(const MediaContentRecord &content) const;
     QStringList miscellaneousFolders() const;
+    // Deletes the files with their cache rows; returns those gone. Any thread.
+    static QList<RemovedFile> deleteRecordedFiles(FileDataMgr *fileDataMgr,
+                                                  storage::CacheFileStorage *cacheFiles,
+                                                  const QList<RemovedFile> &files);
     void removeMessage(const QString &dialogId, qint64 messageId);
 
     // Worker side: read only their input and the stop flags.

@@ -31,8 +31,8 @@ class MediaMgr;
 // A run takes the files of the checked kinds of the selected chats, a file id once per run, and
 // matches each report of the file library to the run by file id; reports of files the run does
 // not wait for are ignored. A run ends when every one of its files has reported. Progress counts
-// files over the whole run, a retry included. Thumbnails and live-photo videos are not part of a
-// run: the gallery fetches those as it shows them.
+// files over the whole run, a retry included. A resource's thumbnail and live-photo video are
+// counted and fetched with it, so that a chat downloaded in full needs the network no more.
 //
 // A cancelled run keeps the partial files, so that a later run continues them; they never count
 // as complete, and the chats keep what they still need.
@@ -107,6 +107,8 @@ public Q_SLOTS:
     void download();
     void pause();
     void cancel();
+    // Resumes a run: the failed files again, and those the run had not started yet (it stopped
+    // because the account could not download).
     void retry();
     void quitView();
     void onDownloadSpeed(qlonglong speed);
@@ -144,6 +146,9 @@ private:
                                        const std::shared_ptr<std::atomic<bool>> &cancelled);
     static void addCachedFiles(MediaMgr *hub, const DialogBase &dialog, qint64 fileCutOff,
                                QSet<QString> &seen, QList<SyncFile> &files);
+    // Adds file, kept in the cache folder of folderType, unless it is on disk or listed already.
+    static void addMissingFile(const MediaMgr &hub, int folderType, const QString &suffix,
+                               const SyncFile &file, QSet<QString> &seen, QList<SyncFile> &files);
     static void addMusicFiles(MediaMgr *hub, const QSharedPointer<DialogBase> &dialog,
                               qint64 fileCutOff,
                               const std::shared_ptr<std::atomic<bool>> &cancelled,

@@ -242,6 +242,10 @@ ResultCount MediaLoader::loadAfterItems(QList<ResourceItem *> &out, const QList<
 ResultCount MediaLoader::loadPages(QList<ResourceItem *> &out, int loadCount, bool oneRound,
                                    bool newer, const PageLoader &loadPage)
 {
+    // With no count there is nothing to gather, and the top-up below would never be satisfied.
+    if (loadCount < 1) {
+        return {};
+    }
     const bool &hasMore = newer ? m_hasMoreAfter : m_hasMoreBefore;
     forever {
         QList<ResourceItem *> page;
@@ -328,11 +332,11 @@ void MediaLoader::loadBeforeFromRemote(QList<ResourceItem *> &page,
     const QVariantMap reply = SearchServiceCmd(m_account).searchMessage(req);
     const int code = reply.value(QStringLiteral("code")).toInt();
     if (code != 0) {
-        // Asking again would fail the same way, page after page; the list ends here instead and
-        // a refresh starts over.
-        qCWarning(lcMedia).nospace() << "remote media search of " << dialog->dialogId()
-                                     << " failed with code " << code << ": no older items";
-        m_hasMoreBefore = false;
+        // A server fault may pass: the page ends empty, the cursor stays, and the list keeps
+        // what it knew of more, so that the next page asks again.
+        qCWarning(lcMedia).nospace()
+                << "remote media search of " << dialog->dialogId() << " failed with code " << code
+                << ": no older items this time";
         return;
     }
     if (isQuit()) {
@@ -350,8 +354,8 @@ QList<ResourceItem *> MediaLoader::makeRemoteItems(const QSharedPointer<DialogBa
     im::chat::SearchMessageResp resp;
     if (!resp.ParseFromArray(reply.constData(), int(reply.size()))) {
         qCWarning(lcMedia).nospace() << "remote media search of " << dialog->dialogId()
-                                     << " returned a reply that does not parse: no older items";
-        m_hasMoreBefore = false;
+                                     << " returned a reply that does not parse: no older items "
+                                        "this time";
         return {};
     }
     m_hasMoreBefore = resp.has_more();

@@ -232,13 +232,19 @@ ResultCount MediaPreview::onLoadingData(const SearchKey &key, int count, int, in
     if (opening) {
         initStatus(m_anchor.key.messageId, m_anchor.dateTime);
     }
+    bool olderStalled = false;
     if (opening || direction == SearchModel::Older) {
+        const qint64 cursor = beforeMsgId();
         loadBeforeItems(page.older, dialog, key, m_type, count, m_remote);
+        olderStalled = page.older.isEmpty() && beforeMsgId() == cursor;
     }
     if (opening || direction == SearchModel::Newer) {
         loadAfterItems(page.newer, dialog, key, m_type, count, m_remote);
     }
-    page.canLoadOlder = hasMoreBefore();
+    // A server that failed leaves the loader its more-flag but brings nothing and moves no
+    // cursor; the preview asks for pages by itself near an end, and would ask again at once,
+    // page after page, so it takes the older side as ended until a trim opens it again.
+    page.canLoadOlder = hasMoreBefore() && !olderStalled;
     page.canLoadNewer = hasMoreAfter();
     handOver(std::move(page), opening);
     return {count, count};
@@ -267,13 +273,7 @@ void MediaPreview::handOver(Page page, bool opening)
                      } else {
                          takeNewerPage(newer, canLoadNewer);
                          takeOlderPage(older, canLoadOlder);
-                         // Steps taken while the page loaded could not trim the side they
-                         // moved away from.
-                         if (!m_keepsAll && !older.isEmpty()) {
-                             trimNewerSide();
-                         } else if (!m_keepsAll && !newer.isEmpty()) {
-                             trimOlderSide();
-                         }
+                         trimBehindSteps(!older.isEmpty(), !newer.isEmpty());
                      }
                      prefetchNearEnds();
                  });
@@ -389,6 +389,24 @@ void MediaPreview::trimOlderSide()
     const ResourceItem *oldest = m_items.constLast();
     resumeOlderBeyond(oldest->messageId(), oldest->dateTime());
     m_canLoadOlder = true;
+}
+
+// Steps taken while a page loaded could not trim the side they moved away from; the page that
+// arrived does it. Cutting the newer side moves the index, which views bind to.
+void MediaPreview::trimBehindSteps(bool olderArrived, bool newerArrived)
+{
+    if (m_keepsAll) {
+        return;
+    }
+    if (olderArrived) {
+        const int index = m_currentIndex;
+        trimNewerSide();
+        if (m_currentIndex != index) {
+            Q_EMIT currentIndexChanged();
+        }
+    } else if (newerArrived) {
+        trimOlderSide();
+    }
 }
 
 void MediaPreview::removeRows(int first, int last)

@@ -101,7 +101,7 @@ ResultCount MediaResource::onLoadingData(const SearchKey &key, int count, int of
     const ResultCount result = dialogIds.isEmpty()
             ? loadBeforeItems(items, dialog, key, m_model->type(), count, false)
             : loadBeforeItems(items, dialogIds, key, m_model->type(), count);
-    handOver(items, offset == 0);
+    handOver(items, offset == 0, !hasMoreBefore());
     return result;
 }
 
@@ -110,16 +110,18 @@ void MediaResource::setIsQuerying(bool querying)
     runOnOwnerThread(this, [this, querying] { setQuerying(querying); });
 }
 
-// The first page of a search replaces the list, so that a refresh shows each item once.
-void MediaResource::handOver(const QList<ResourceItem *> &items, bool firstPage)
+// The first page of a search replaces the list, so that a refresh shows each item once. The last
+// one is handed over even when empty, for the list to know it is complete.
+void MediaResource::handOver(const QList<ResourceItem *> &items, bool firstPage, bool lastPage)
 {
-    if (items.isEmpty() && !firstPage) {
+    if (items.isEmpty() && !firstPage && !lastPage) {
         return;
     }
-    handOverPage(this, items, [this, firstPage](QList<ResourceItem *> &page) {
+    handOverPage(this, items, [this, firstPage, lastPage](QList<ResourceItem *> &page) {
         if (m_query.isQuit()) {
             return;
         }
+        m_loadedOldest = lastPage;
         if (firstPage) {
             m_model->resetItems(std::exchange(page, {}));
         } else {

@@ -35,6 +35,9 @@ public:
 
     ResourceModel *resourceModel() const { return m_model; }
     bool isQuerying() const;
+    // Whether the list holds its oldest item: its last page found nothing older. Then no page
+    // will bring what the host stores later, however old. This object's thread.
+    bool hasLoadedOldest() const { return m_loadedOldest; }
 
     // Starts loading the next older page and returns at once; ignored while a page loads.
     Q_INVOKABLE void loadBefore(int loadCount);
@@ -56,12 +59,13 @@ Q_SIGNALS:
     void startDestroy();
 
 private:
-    void handOver(const QList<ResourceItem *> &items, bool firstPage);
+    void handOver(const QList<ResourceItem *> &items, bool firstPage, bool lastPage);
     void setQuerying(bool querying);
 
     const QWeakPointer<DialogBase> m_dialog;
     ResourceModel *const m_model;         // child
     std::atomic<bool> m_querying {false}; // changed on this object's thread only
+    bool m_loadedOldest = false;          // this object's thread, set as pages are taken
     mutable QRecursiveMutex m_mutex;      // guards the members below against the worker
     QList<QString> m_dialogIds;
     QString m_sourceDlgId;

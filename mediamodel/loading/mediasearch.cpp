@@ -36,6 +36,7 @@ MediaSearch::MediaSearch(AccountBase *account, bool globalSearch, const QList<QS
                                            : new MediaModel(PHOTO_TYPE, this)))
     , m_currentModel(m_resourceModel)
     , m_dialogIds(dialogIds)
+    , m_alwaysGlobal(globalSearch)
     , m_query(this)
 {
     setQuery(&m_query);
@@ -90,9 +91,8 @@ void MediaSearch::searchMediaInfo(const QString &dialogId, int type, const Searc
         m_type = type;
         m_remote = m_dialog && m_dialog->isValid() && m_dialog->canSearchRemote()
                 && m_dialog->hasRemoteHistory();
-        if (bGlobalSearch) {
-            setGlobalSearch(true);
-        }
+        m_firstPagePending = true;
+        setGlobalSearch(m_alwaysGlobal || bGlobalSearch);
         if (type == PHOTO_TYPE || type == VIDEO_TYPE) {
             m_currentModel = m_mediaModel;
         } else {
@@ -138,24 +138,26 @@ ResourceModel *MediaSearch::currentModel() const
     return m_currentModel;
 }
 
-ResultCount MediaSearch::onLoadingData(const SearchKey &key, int count, int offset)
+ResultCount MediaSearch::onLoadingData(const SearchKey &key, int count, int)
 {
     QSharedPointer<DialogBase> dialog;
     ResourceModel *model = nullptr;
     int type = 0;
     bool remote = false;
+    bool firstPage = false;
     {
         QMutexLocker locker(&m_mutex);
         dialog = m_dialog;
         model = m_currentModel;
         type = m_type;
         remote = m_remote;
+        firstPage = std::exchange(m_firstPagePending, false);
     }
     const bool acrossDialogs = isGlobalSearch() && !m_dialogIds.isEmpty();
     if (!dialog && !acrossDialogs) {
         return {};
     }
-    if (offset == 0) {
+    if (firstPage) {
         initStatus(startCursor(dialog, key), key.endTime);
     }
     QList<ResourceItem *> items;
@@ -166,7 +168,6 @@ ResultCount MediaSearch::onLoadingData(const SearchKey &key, int count, int offs
         qDeleteAll(items);
         return {};
     }
-    const bool firstPage = offset == 0;
     handOverPage(this, items, [this, model, firstPage](QList<ResourceItem *> &page) {
         if (m_query.isQuit() || currentModel() != model) {
             return;

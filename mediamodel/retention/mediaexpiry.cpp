@@ -10,6 +10,8 @@
 #include "mediakeepsetting.h"
 #include "mediamgr.h"
 #include "mediamodellog_p.h"
+#include "resourcedata.h"
+#include "storage/cachedfiles_p.h"
 #include "userstorageprovider.h"
 
 MediaExpiry::Limits MediaExpiry::limitsAt(const MediaMgr *hub, qint64 now)
@@ -63,15 +65,15 @@ void MediaExpiry::expireByAge()
         const QHash<QString, QSet<QString>> naming = dialogsNaming(page);
         for (const storage::CacheFileInfo &row : page) {
             if (isCancelled()) {
-                removeDeletedRows();
+                deleteChosen();
                 return;
             }
             if (row.dateTime < m_limits.cutOff && isInScope(row)
                 && isExpired(row, naming.value(row.fileId))) {
-                deleteFile(row);
+                m_chosen.append(row);
             }
         }
-        removeDeletedRows();
+        deleteChosen();
         done += page.size();
         report(AgeStage, done, total);
         if (cursor.dateTime >= m_limits.cutOff) {
@@ -94,20 +96,22 @@ void MediaExpiry::evictBySize()
             break;
         }
         cursor = page.constLast();
+        // Files that cannot be deleted free nothing: the next page makes up for them.
+        qint64 planned = freed;
         for (const storage::CacheFileInfo &row : page) {
-            if (freed >= excess) {
+            if (planned >= excess) {
                 break;
             }
             if (isCancelled()) {
-                removeDeletedRows();
+                deleteChosen();
                 return;
             }
             if (isInScope(row)) {
-                deleteFile(row);
-                freed += row.size;
+                m_chosen.append(row);
+                planned += row.size;
             }
         }
-        removeDeletedRows();
+        freed += deleteChosen();
         report(SizeStage, qMin(freed, excess), excess);
     }
 }
@@ -127,6 +131,13 @@ MediaExpiry::dialogsNaming(const QList<storage::CacheFileInfo> &rows) const
     }
     for (const storage::FileReferenceInfo &ref : references->infosWithThumbIds(fileIds)) {
         naming[ref.thumbId].insert(ref.dialogId);
+    }
+    // A live photo's video is its resource's, named by the record alone when a thumbnail takes
+    // the row's thumbnail id.
+    for (const storage::FileReferenceInfo &ref : references->infosWithLivePhotoIds(fileIds)) {
+        ResourceData data;
+        data.deserialize(ref.data);
+        naming[data.livePhotoId].insert(ref.dialogId);
     }
     return naming;
 }
@@ -156,25 +167,23 @@ bool MediaExpiry::isInScope(const storage::CacheFileInfo &row) const
     return m_limits.directories.contains(m_hub->mediaBaseDir(row.type));
 }
 
-void MediaExpiry::deleteFile(const storage::CacheFileInfo &row)
+qint64 MediaExpiry::deleteChosen()
 {
-    m_hub->fileDataMgr()->deleteCacheFile(m_hub->mediaBaseDir(row.type), row.fileId, row.suffix,
-                                          false);
-    m_deletedIds.append(row.fileId);
-    ++m_summary.files;
-    m_summary.bytes += row.size;
-}
-
-void MediaExpiry::removeDeletedRows()
-{
-    if (m_deletedIds.isEmpty()) {
-        return;
+    QList<CachedFile> files;
+    QHash<QString, qint64> sizes;
+    for (const storage::CacheFileInfo &row : std::as_const(m_chosen)) {
+        files.append({row.fileId, m_hub->mediaBaseDir(row.type), row.suffix});
+        sizes.insert(row.fileId, row.size);
     }
-    if (!m_hub->account()->storage()->cacheFileStorage()->removeWithFileIds(m_deletedIds)) {
-        qCWarning(lcMedia) << "rows of" << m_deletedIds.size()
-                           << "expired files stay; the next cleanup retries them";
+    m_chosen.clear();
+    qint64 freed = 0;
+    for (const QString &fileId : deleteCachedFiles(
+                 m_hub->fileDataMgr(), m_hub->account()->storage()->cacheFileStorage(), files)) {
+        ++m_summary.files;
+        freed += sizes.value(fileId);
     }
-    m_deletedIds.clear();
+    m_summary.bytes += freed;
+    return freed;
 }
 
 bool MediaExpiry::isCancelled()

@@ -19,6 +19,7 @@
 
 #include <QFileInfo>
 #include <QJSEngine>
+#include <QUrl>
 #include <limits>
 
 namespace {
@@ -546,9 +547,13 @@ void MediaSelector::batchSaveAs(const QString &folderPath)
     if (m_selection.isEmpty()) {
         return;
     }
-    if (folderPath.isEmpty() || !QFileInfo(folderPath).isDir()) {
+    // A folder dialog hands its choice over as a file:// URL.
+    const QUrl url(folderPath);
+    const QString folder = url.isLocalFile() ? url.toLocalFile() : folderPath;
+    const QFileInfo info(folder);
+    if (folder.isEmpty() || !info.isDir() || !info.isWritable()) {
         qCWarning(lcMedia) << "cannot save the selected files into" << folderPath
-                           << ": not a folder; the selection stays";
+                           << ": not a folder that can be written; the selection stays";
         return;
     }
     FileManager *files = m_account->fileManager();
@@ -558,7 +563,7 @@ void MediaSelector::batchSaveAs(const QString &folderPath)
         if (!file || !file->canSave() || !file->sourceFilePtr() || file->displayName().isEmpty()) {
             continue;
         }
-        const QString target = Util::makeFilePath(folderPath, file->displayName(), QString());
+        const QString target = Util::makeFilePath(folder, file->displayName(), QString());
         files->saveAsFile(file->sourceFilePtr()->fileId(), target, 0);
     }
     clearSelected();

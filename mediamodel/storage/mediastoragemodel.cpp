@@ -2,6 +2,7 @@
 
 #include "accountbase.h"
 #include "appdirmanager.h"
+#include "cachedfiles_p.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
 #include "constants.h"
@@ -153,6 +154,17 @@ bool measureFolder(const QString &folder, bool bRecursive, const std::function<b
 {
     return walkFiles(folder, bRecursive, stopped,
                      [&bytes](const QString &, const char *, qint64 size) { bytes += size; });
+}
+
+// The file library names a cached file by its folder, its id and its suffix; the scan knows it
+// by its path, whose name is the id and the suffix.
+CachedFile cachedFileAt(const QString &fileId, const QString &path)
+{
+    const qsizetype nameStart = path.lastIndexOf(QLatin1Char('/')) + 1;
+    Q_ASSERT(QStringView(path).sliced(nameStart).startsWith(fileId));
+    const qsizetype suffixStart = nameStart + fileId.size() + 1;
+    return {fileId, path.left(nameStart),
+            suffixStart <= path.size() ? path.sliced(suffixStart) : QString()};
 }
 
 template<typename Fn> void post(MediaStorageModel *model, Fn fn)
@@ -375,15 +387,16 @@ struct MediaStorageModel::RemovedFile
     qint64 size = 0;
 };
 
-// What a deletion is given: files one by one, then whole folders, then the cache-file rows.
+// What a deletion is given: files in batches, then whole folders, then the cache-file rows.
 struct MediaStorageModel::Deletion
 {
     int generation = 0;
     QList<RemovedFile> files;               // grouped by kind of data when bStageByType
     bool bStageByType = false;              // a kind is emptied once its last file is gone
     QList<QPair<int, QStringList>> folders; // kind of data and the folders that hold it
-    bool bRemoveAllRows = false;
+    bool bRemoveAllRows = false;            // when every file went
     storage::CacheFileStorage *cacheFiles = nullptr;
+    FileDataMgr *fileDataMgr = nullptr;
 };
 
 struct MediaStorageModel::DialogRecord
@@ -1059,42 +1072,51 @@ void MediaStorageModel::startDeletion(std::unique_ptr<Deletion> deletion)
         m_plannedBytes += m_totalSizeModel->sizeOf(stage.first);
     }
     m_removedBytes = 0;
+    deletion->fileDataMgr = m_mgr->fileDataMgr();
     const std::shared_ptr<const Deletion> work(std::move(deletion));
     m_deletion = QtConcurrent::run(QThreadPool::globalInstance(),
                                    [this, work] { runDeletion(this, *work); });
 }
 
+// Files go in batches of a hundredth of them, each batch posted as one step of the progress. A
+// file that stays keeps its row and its bytes, and the kind it belongs to is not emptied.
 void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &deletion)
 {
     const int generation = deletion.generation;
     const qsizetype batchSize = deletion.files.size() / 100;
     QList<RemovedFile> batch;
-    QList<QString> goneIds;
-    const auto postBatch = [&] {
-        if (!batch.isEmpty()) {
-            post(model, [model, generation, removed = std::exchange(batch, {})] {
-                model->applyDeleted(generation, removed);
-            });
+    bool bKindGone = true;
+    bool bAllGone = true;
+    const auto deleteBatch = [&] {
+        if (batch.isEmpty()) {
+            return;
         }
+        const QList<RemovedFile> removed =
+                deleteRecordedFiles(deletion.fileDataMgr, deletion.cacheFiles, batch);
+        bKindGone = bKindGone && removed.size() == batch.size();
+        bAllGone = bAllGone && bKindGone;
+        batch.clear();
+        post(model, [model, generation, removed] { model->applyDeleted(generation, removed); });
     };
     for (qsizetype i = 0; i < deletion.files.size() && !model->m_cancel; ++i) {
         const RemovedFile &file = deletion.files.at(i);
-        Util::deleteFile(file.path);
-        goneIds.append(file.fileId);
         batch.append(file);
         const bool bLastOfKind = deletion.bStageByType
                 && (i + 1 == deletion.files.size()
                     || deletion.files.at(i + 1).dataType != file.dataType);
         if (batch.size() > batchSize || bLastOfKind) {
-            postBatch();
+            deleteBatch();
         }
         if (bLastOfKind) {
             const int dataType = file.dataType;
-            post(model,
-                 [model, generation, dataType] { model->finishStage(generation, dataType); });
+            if (bKindGone) {
+                post(model,
+                     [model, generation, dataType] { model->finishStage(generation, dataType); });
+            }
+            bKindGone = true;
         }
     }
-    postBatch();
+    deleteBatch();
     for (const auto &stage : deletion.folders) {
         if (model->m_cancel) {
             break;
@@ -1105,10 +1127,8 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
         const int dataType = stage.first;
         post(model, [model, generation, dataType] { model->finishStage(generation, dataType); });
     }
-    if (deletion.bRemoveAllRows && !model->m_cancel) {
+    if (deletion.bRemoveAllRows && bAllGone && !model->m_cancel) {
         deletion.cacheFiles->removeAll();
-    } else {
-        deletion.cacheFiles->removeWithFileIds(goneIds);
     }
     post(model, [model] { model->finishDeletion(); });
 }
@@ -1207,15 +1227,38 @@ void MediaStorageModel::deleteMediaItem(MediaContentItem *mediaInfo)
     if (!bKnown) {
         return;
     }
-    forgetContent(*record, content);
-    const QList<RemovedFile> files = filesOfContent(content);
-    QList<QString> fileIds;
-    for (const RemovedFile &file : files) {
-        Util::deleteFile(file.path);
-        fileIds.append(file.fileId);
+    const QList<RemovedFile> removed = deleteRecordedFiles(
+            m_mgr->fileDataMgr(), m_mgr->account()->storage()->cacheFileStorage(),
+            filesOfContent(content));
+    // The item stays listed while its own file is there.
+    const bool bSourceGone =
+            std::any_of(removed.cbegin(), removed.cend(), [&content](const RemovedFile &file) {
+                return file.fileId == content.fileId;
+            });
+    if (bSourceGone) {
+        forgetContent(*record, content);
     }
-    m_mgr->account()->storage()->cacheFileStorage()->removeWithFileIds(fileIds);
-    applyRemoved(m_generation, files);
+    applyRemoved(m_generation, removed);
+}
+
+QList<MediaStorageModel::RemovedFile>
+MediaStorageModel::deleteRecordedFiles(FileDataMgr *fileDataMgr,
+                                       storage::CacheFileStorage *cacheFiles,
+                                       const QList<RemovedFile> &files)
+{
+    QList<CachedFile> cached;
+    for (const RemovedFile &file : files) {
+        cached.append(cachedFileAt(file.fileId, file.path));
+    }
+    const QList<QString> gone = deleteCachedFiles(fileDataMgr, cacheFiles, cached);
+    const QSet<QString> goneIds(gone.cbegin(), gone.cend());
+    QList<RemovedFile> removed;
+    for (const RemovedFile &file : files) {
+        if (goneIds.contains(file.fileId)) {
+            removed.append(file);
+        }
+    }
+    return removed;
 }
 
 void MediaStorageModel::messageRemoved(const QString &dialogId, qint64 messageId)

@@ -237,7 +237,8 @@ MediaSync::countChats(MediaMgr *hub, const QList<QString> &dialogIds, qint64 fil
     return counts;
 }
 
-// Photos, videos, voice and files: their file-reference rows name the files.
+// Photos, videos, voice and files: their file-reference rows name the files, with the
+// thumbnail and the live-photo video of each, which count with the resource's kind.
 void MediaSync::addCachedFiles(MediaMgr *hub, const DialogBase &dialog, qint64 fileCutOff,
                                QSet<QString> &seen, QList<SyncFile> &files)
 {
@@ -253,11 +254,30 @@ void MediaSync::addCachedFiles(MediaMgr *hub, const DialogBase &dialog, qint64 f
         qint64 missingSize = 0;
         qint64 missingExtraSize = 0;
         hub->allFileInLocal(data, row.type, missingSize, missingExtraSize);
+        const int kind = MediaChatItem::kindOfType(row.type);
         if (missingSize > 0) {
-            files.append({data.fileId, dialog.dialogId(), MediaChatItem::kindOfType(row.type),
-                          missingSize});
+            files.append({data.fileId, dialog.dialogId(), kind, missingSize});
+        }
+        if (missingExtraSize > 0) {
+            addMissingFile(*hub, CONTENT_PHOTO, data.thumbSuffix,
+                           {data.thumbId, dialog.dialogId(), kind, data.thumbSize}, seen, files);
+            addMissingFile(*hub, CONTENT_VIDEO, data.livePhotoSuffix,
+                           {data.livePhotoId, dialog.dialogId(), kind, data.livePhotoSize}, seen,
+                           files);
         }
     }
+}
+
+// The folders are those allFileInLocal looks in.
+void MediaSync::addMissingFile(const MediaMgr &hub, int folderType, const QString &suffix,
+                               const SyncFile &file, QSet<QString> &seen, QList<SyncFile> &files)
+{
+    if (file.fileId.isEmpty() || file.size < 1 || seen.contains(file.fileId)
+        || hub.fileExist(folderType, file.fileId, suffix)) {
+        return;
+    }
+    seen.insert(file.fileId);
+    files.append(file);
 }
 
 // Music is not kept in the file-reference table; its files are those of the messages that the
@@ -615,6 +635,8 @@ void MediaSync::cancel()
     m_failed.clear();
 }
 
+// A run stopped because the account could not download has its unstarted files still waiting:
+// they go on as well as the failed ones.
 void MediaSync::retry()
 {
     if (!m_account->canDownload()) {
@@ -622,7 +644,7 @@ void MediaSync::retry()
         return;
     }
     QMutexLocker locker(&m_mutex);
-    if (m_failed.isEmpty()) {
+    if (m_failed.isEmpty() && m_waiting.isEmpty()) {
         return;
     }
     m_waiting.append(m_failed);

@@ -105,6 +105,12 @@ QString Util::makeFilePath(const QString &folder, const QString &name, const QSt
     }
 }
 
+void Util::releaseFilePath(const QString &path)
+{
+    QMutexLocker locker(&s_reservedMutex);
+    s_reserved.remove(path);
+}
+
 void Util::releaseFilePaths()
 {
     QMutexLocker locker(&s_reservedMutex);

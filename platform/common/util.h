@@ -19,13 +19,16 @@ public:
     // Joins path parts with exactly one separator between them.
     static QString joinPath(const QString &folder, const QString &name);
 
-    // A path in folder for a file called name that neither exists nor was handed out before by
-    // this process, so two files of the same name saved in one batch land side by side:
-    // "a.txt", "a (1).txt", "a (2).txt". A non-empty forcedSuffix replaces the name's extension.
+    // A path in folder for a file called name that neither exists nor is held for a copy, so two
+    // files of the same name saved in one batch land side by side: "a.txt", "a (1).txt",
+    // "a (2).txt". The path is held until releaseFilePath(); FileManager::saveAsFile releases
+    // its target when the copy ends. A non-empty forcedSuffix replaces the name's extension.
     // Characters that cannot stand in a file name are replaced by '_'.
     static QString makeFilePath(const QString &folder, const QString &name,
                                 const QString &forcedSuffix);
-    // Forgets the paths handed out by makeFilePath, e.g. once a batch has been written.
+    // Lets makeFilePath hand out path again once nothing is there: its copy is done or failed.
+    static void releaseFilePath(const QString &path);
+    // Forgets every path handed out by makeFilePath.
     static void releaseFilePaths();
 
 private:

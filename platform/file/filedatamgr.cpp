@@ -34,12 +34,12 @@ FileDataMgr::FileDataMgr(FileRegistry *registry, DownloadFileMgr *downloads, QOb
             &FileDataMgr::updateMediaSync, Qt::DirectConnection);
 }
 
-void FileDataMgr::deleteCacheFile(const QString &directory, const QString &fileId,
+bool FileDataMgr::deleteCacheFile(const QString &directory, const QString &fileId,
                                   const QString &suffix, bool bNotify)
 {
     // Records name their optional thumbnail and live-photo files with an empty id: nothing to do.
     if (fileId.isEmpty()) {
-        return;
+        return true;
     }
     const QString path = cachedFilePath(directory, fileId, suffix);
     const QSharedPointer<FileData> file = m_registry->file(fileId, true);
@@ -48,18 +48,20 @@ void FileDataMgr::deleteCacheFile(const QString &directory, const QString &fileI
         m_downloads->stop(fileId, true);
     }
     // The partial file first: a download finishing in between renames it to path, deleted next.
-    Util::deleteFile(path + QLatin1String(CACHE_SUFFIX));
-    Util::deleteFile(path);
+    const bool partialGone = Util::deleteFile(path + QLatin1String(CACHE_SUFFIX));
+    const bool copyGone = Util::deleteFile(path);
     // The record is written only when it changes: a chat's removal resets thousands of files,
-    // most of which were never downloaded.
-    if (isItsCopy && (file->fileState() != BaseFile::StateNone || file->downloadedBytes() != 0)) {
+    // most of which were never downloaded. A copy still there is still complete.
+    if (copyGone && isItsCopy
+        && (file->fileState() != BaseFile::StateNone || file->downloadedBytes() != 0)) {
         file->setFileState(BaseFile::StateNone);
         file->setDownloadedBytes(0);
         m_registry->saveState(*file);
     }
-    if (bNotify) {
+    if (bNotify && copyGone) {
         Q_EMIT fileRemoved(fileId);
     }
+    return partialGone && copyGone;
 }
 
 void FileDataMgr::addFileSize(const QString &directory, const QString &fileId,

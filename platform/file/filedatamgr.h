@@ -22,10 +22,11 @@ public:
     FileDataMgr(FileRegistry *registry, DownloadFileMgr *downloads, QObject *parent = nullptr);
 
     // Deletes directory + fileId[.suffix] and its partial download, stopping the file's download
-    // when it writes there. The file's FileData is then no longer complete: StateNone with 0 bytes,
-    // its registry row updated. Its cache-file row is the caller's to remove. bNotify: emit
-    // fileRemoved.
-    void deleteCacheFile(const QString &directory, const QString &fileId, const QString &suffix,
+    // when it writes there. Once the copy is gone the file's FileData is no longer complete:
+    // StateNone with 0 bytes, its registry row updated. Its cache-file row is the caller's to
+    // remove. bNotify: emit fileRemoved once the copy is gone. Returns whether both files are
+    // gone (true for an empty id, which names nothing).
+    bool deleteCacheFile(const QString &directory, const QString &fileId, const QString &suffix,
                          bool bNotify);
     // Adds the size of directory + fileId[.suffix] to size when that file exists; size is never
     // reset, so one accumulator can gather many files.

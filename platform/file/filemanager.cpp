@@ -5,6 +5,7 @@
 #include "fileregistry_p.h"
 #include "platformlog.h"
 #include "tempfilemgr.h"
+#include "util.h"
 
 #include <QDir>
 #include <QFile>
@@ -102,7 +103,7 @@ void FileManager::startSaveAs(const QString &fileId, const QString &targetPath)
     if (!file || targetPath.isEmpty()) {
         qCWarning(lcPlatform) << "cannot save" << fileId << "as" << targetPath
                               << (file ? "" : ": unknown file");
-        Q_EMIT saveAsFinished(fileId, targetPath, false);
+        finishSaveAs(fileId, targetPath, false);
         return;
     }
     if (file->isComplete() && FileRegistry::isOnDisk(*file)) {
@@ -123,7 +124,7 @@ void FileManager::onDownloadFinished(const QString &fileId, bool ok)
         if (ok && file) {
             copyInBackground(fileId, file->localPath(), target);
         } else {
-            Q_EMIT saveAsFinished(fileId, target, false);
+            finishSaveAs(fileId, target, false);
         }
     }
 }
@@ -134,10 +135,17 @@ void FileManager::copyInBackground(const QString &fileId, const QString &sourceP
     m_copyPool.start([this, fileId, sourcePath, targetPath] {
         const bool ok = copyFile(sourcePath, targetPath);
         QMetaObject::invokeMethod(
-                this,
-                [this, fileId, targetPath, ok] { Q_EMIT saveAsFinished(fileId, targetPath, ok); },
+                this, [this, fileId, targetPath, ok] { finishSaveAs(fileId, targetPath, ok); },
                 Qt::QueuedConnection);
     });
+}
+
+// The name was held only so that two copies of one batch do not take it both; a copy done
+// stands in the folder under it, a copy failed leaves it free.
+void FileManager::finishSaveAs(const QString &fileId, const QString &targetPath, bool ok)
+{
+    Util::releaseFilePath(targetPath);
+    Q_EMIT saveAsFinished(fileId, targetPath, ok);
 }
 
 void FileManager::stopFile(const QString &fileId, int bDeleteTemp, int reason, int downloadType)

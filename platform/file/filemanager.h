@@ -52,7 +52,8 @@ public:
     QList<QSharedPointer<FileData>> registerFiles(const QList<storage::FileRecord> &records);
 
     // Copies the file to targetPath, replacing what is there, after downloading it when it is not
-    // complete. flags: 0, a plain copy. Asynchronous; ends with saveAsFinished.
+    // complete. flags: 0, a plain copy. Asynchronous; ends with saveAsFinished, by which time
+    // targetPath is no longer held by Util::makeFilePath.
     void saveAsFile(const QString &fileId, const QString &targetPath, int flags);
     // Stops the file's download. bDeleteTemp: also delete the partial file. reason: why (0 = the
     // user); downloadType: the DownloadType of the caller. Asynchronous.
@@ -66,6 +67,7 @@ private:
     void onDownloadFinished(const QString &fileId, bool ok);
     void copyInBackground(const QString &fileId, const QString &sourcePath,
                           const QString &targetPath);
+    void finishSaveAs(const QString &fileId, const QString &targetPath, bool ok);
 
     std::unique_ptr<FileRegistry> m_registry;
     DownloadFileMgr *m_downloadFileMgr = nullptr; // child

@@ -1,5 +1,6 @@
 #include "database.h"
 
+#include "livephotoindex_p.h"
 #include "platformlog.h"
 #include "sqlhelpers_p.h"
 
@@ -53,6 +54,11 @@ const QStringList &schemaStatements()
             QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_thumb ON file_reference "
                            "(thumb_id) WHERE thumb_id != ''"),
             QStringLiteral("DROP INDEX IF EXISTS file_reference_dialog_time"),
+            // The video of a live photo with a thumbnail is named by neither id column, only by
+            // the record; the expiry asks which rows name it.
+            QStringLiteral("CREATE INDEX IF NOT EXISTS file_reference_live_photo ON file_reference "
+                           "(%1) WHERE %2")
+                    .arg(LivePhotoIndex::expression(), LivePhotoIndex::condition()),
 
             QStringLiteral(
                     "CREATE TABLE IF NOT EXISTS cache_file ("

@@ -1,6 +1,7 @@
 #include "filereferencestorage.h"
 
 #include "database.h"
+#include "livephotoindex_p.h"
 #include "platformlog.h"
 #include "sqlhelpers_p.h"
 #include "whereclause_p.h"
@@ -162,6 +163,19 @@ QList<FileReferenceInfo> FileReferenceStorage::infosWithFileIds(const QList<QStr
 QList<FileReferenceInfo> FileReferenceStorage::infosWithThumbIds(const QList<QString> &thumbIds)
 {
     return rowsWithIds(m_db, QStringLiteral("thumb_id"), thumbIds);
+}
+
+QList<FileReferenceInfo>
+FileReferenceStorage::infosWithLivePhotoIds(const QList<QString> &livePhotoIds)
+{
+    QList<FileReferenceInfo> rows;
+    const bool ok =
+            Sql::selectWithIds(m_db->connection(),
+                               selectColumns() + QStringLiteral(" WHERE ")
+                                       + LivePhotoIndex::condition() + QStringLiteral(" AND ")
+                                       + LivePhotoIndex::expression() + QStringLiteral(" IN (%1)"),
+                               {}, livePhotoIds, rowAt, rows);
+    return ok ? rows : QList<FileReferenceInfo>();
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::infosWithMessageIds(const QString &dialogId,

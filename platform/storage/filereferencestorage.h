@@ -27,7 +27,7 @@ struct FileReferenceInfo
 
 // The file-reference table: which message rows name which files, so that a file is deleted only
 // when no row names it any more. Primary key (dialogId, messageId, subMsgId, type); looked up by
-// fileId and by thumbId.
+// fileId, by thumbId and by the live-photo id of the record.
 //
 // Lists of ids may be of any length (they are bound in chunks); empty ids and duplicates are
 // ignored. Rows come back in no particular order unless stated. Thread-safe; failures log one
@@ -56,6 +56,9 @@ public:
     QMap<QString, int> fileReferences(const QList<QString> &fileIds);
     QList<FileReferenceInfo> infosWithFileIds(const QList<QString> &fileIds);
     QList<FileReferenceInfo> infosWithThumbIds(const QList<QString> &thumbIds);
+    // Rows whose record (data) names one of the ids as its live-photo video, which the thumbId
+    // column does only when the resource has no thumbnail.
+    QList<FileReferenceInfo> infosWithLivePhotoIds(const QList<QString> &livePhotoIds);
     QList<FileReferenceInfo> infosWithMessageIds(const QString &dialogId,
                                                  const QList<qint64> &messageIds);
     // Rows of the dialog with dateTime >= sinceTime (< 1: all) whose type is in types (empty:

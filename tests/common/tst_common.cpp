@@ -27,6 +27,7 @@ private Q_SLOTS:
     void makeFilePath_data();
     void makeFilePath();
     void makeFilePathSettlesNamesReservedInOneBatch();
+    void makeFilePathTakesReleasedNames();
     void makeFilePathFromManyThreadsNeverRepeats();
 
     void deleteFileAndFolder();
@@ -137,6 +138,19 @@ void TestCommon::makeFilePathSettlesNamesReservedInOneBatch()
     QCOMPARE(second, dir.filePath("same (1).pdf"));
     Util::releaseFilePaths();
     QCOMPARE(Util::makeFilePath(dir.path(), "same.pdf", ""), dir.filePath("same.pdf"));
+}
+
+// A copy that ended gives its name back: the next save takes it unless a file stands there.
+void TestCommon::makeFilePathTakesReleasedNames()
+{
+    QTemporaryDir dir;
+    const QString first = Util::makeFilePath(dir.path(), "one.pdf", "");
+    const QString second = Util::makeFilePath(dir.path(), "one.pdf", "");
+    Util::releaseFilePath(first);
+    QCOMPARE(Util::makeFilePath(dir.path(), "one.pdf", ""), first);
+    QVERIFY(QFile(second).open(QIODevice::WriteOnly));
+    Util::releaseFilePath(second);
+    QCOMPARE(Util::makeFilePath(dir.path(), "one.pdf", ""), dir.filePath("one (2).pdf"));
 }
 
 void TestCommon::makeFilePathFromManyThreadsNeverRepeats()

@@ -15,6 +15,7 @@
 #include "mediamgr.h"
 #include "mediasearch.h"
 #include "messagebase.h"
+#include "readonlyfolder.h"
 #include "resourcedata.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
@@ -109,6 +110,8 @@ private Q_SLOTS:
     void newMediaReachesOpenListOfItsDialogOnly();
     void silentIngestTouchesNoModel();
     void listChangesKeepTheirOrder();
+    void olderMediaReachFullyLoadedList_data();
+    void olderMediaReachFullyLoadedList();
     void editedMediaReplacesRowsAndItem();
     void isMedia_data();
     void isMedia();
@@ -116,6 +119,7 @@ private Q_SLOTS:
     void sharedFileSurvivesFirstRemoval();
     void quotedRowNeverDeletesFile();
     void rangeRemovalPrunesRowsAndList();
+    void undeletableFileKeepsItsRow();
     void clearResourceDbForgetsDialog();
     void filesOnDisk_data();
     void filesOnDisk();
@@ -437,6 +441,42 @@ void TestMediaMgr::listChangesKeepTheirOrder()
     QCOMPARE(shown, QList<qint64>({3, 4}));
 }
 
+void TestMediaMgr::olderMediaReachFullyLoadedList_data()
+{
+    QTest::addColumn<int>("held");
+    QTest::addColumn<bool>("shown");
+    // A gallery opens on its first 100 items.
+    QTest::newRow("every page loaded: history synced later shows") << 3 << true;
+    QTest::newRow("pages left: paging brings it") << 150 << false;
+}
+
+// Media older than everything a list holds, stored after it opened (history synced from the
+// server), reach it when no page is left to bring them.
+void TestMediaMgr::olderMediaReachFullyLoadedList()
+{
+    QFETCH(int, held);
+    QFETCH(bool, shown);
+    const auto document = [](qint64 id) {
+        im::Message message = messageProto("a", id, CONTENT_FILE);
+        setFile(message.mutable_file(), QStringLiteral("doc%1").arg(id), "pdf");
+        return message;
+    };
+    QList<im::Message> messages;
+    for (int id = 1; id <= held; ++id) {
+        messages.append(document(1000 + id));
+    }
+    receive("a", messages, true);
+    ResourceModel *list = openGallery("a")->mediaResource(CONTENT_FILE)->resourceModel();
+    QAbstractItemModelTester tester(list);
+    QCOMPARE(rowCount(list), qMin(held, 100));
+
+    receive("a", {document(5)});
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(rowCount(list), qMin(held, 100) + (shown ? 1 : 0));
+    const ResourceItem *oldest = list->getResourceItem(rowCount(list) - 1);
+    QCOMPARE(oldest->messageId() == 5, shown);
+}
+
 void TestMediaMgr::editedMediaReplacesRowsAndItem()
 {
     im::Message original = messageProto("a", 1, CONTENT_FILE);
@@ -535,6 +575,32 @@ void TestMediaMgr::rangeRemovalPrunesRowsAndList()
         QCOMPARE(cacheFileExists(CONTENT_PHOTO, QStringLiteral("r%1").arg(id), "jpg"),
                  id < 2 || id > 4);
     }
+}
+
+// A file that cannot be deleted keeps its cache row, so that the storage view still counts it
+// and a later cleanup tries again; the file beside it goes with its row.
+void TestMediaMgr::undeletableFileKeepsItsRow()
+{
+    receive("a", {photo("a", 1, "kept"), photo("a", 2, "gone")});
+    writeCacheFile(CONTENT_PHOTO, "kept", "jpg");
+    QDir().mkpath(m_hub->mediaBaseDir(CONTENT_FILE));
+    im::Message document = messageProto("a", 3, CONTENT_FILE);
+    setFile(document.mutable_file(), "doc", "pdf");
+    receive("a", {document});
+    writeCacheFile(CONTENT_FILE, "doc", "pdf");
+    storage::CacheFileStorage *cache = m_account->storage()->cacheFileStorage();
+    QVERIFY(cache->save({{"kept", CONTENT_PHOTO, "jpg", 100, BaseTime},
+                         {"doc", CONTENT_FILE, "pdf", 100, BaseTime}}));
+
+    ReadOnlyFolder locked(m_hub->mediaBaseDir(CONTENT_PHOTO));
+    QVERIFY(locked.isLocked());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not be deleted"));
+    m_hub->removeResource("a", QList<qint64> {1, 3}, true);
+    QVERIFY(rowsOf("a").size() == 1);
+    QVERIFY(cacheFileExists(CONTENT_PHOTO, "kept", "jpg"));
+    QCOMPARE(cache->infosWithFileIds({"kept"}).size(), 1);
+    QVERIFY(!cacheFileExists(CONTENT_FILE, "doc", "pdf"));
+    QVERIFY(cache->infosWithFileIds({"doc"}).isEmpty());
 }
 
 void TestMediaMgr::clearResourceDbForgetsDialog()

@@ -81,24 +81,29 @@ QList<int> range(int from, int to)
     return out;
 }
 
-// An account whose server answers every request with one canned reply, while online.
+// An account whose server answers its first failures requests with one canned reply, while
+// online, and every later one from the real server history, as after a transient fault.
 class CannedServerAccount : public AccountBase
 {
 public:
-    CannedServerAccount(const QString &folder, const QVariantMap &reply)
+    CannedServerAccount(const QString &folder, const QVariantMap &reply, int failures)
         : AccountBase(1, folder)
         , m_reply(reply)
+        , m_failures(failures)
     { }
 
-    QVariantMap syncRequest(int, const QByteArray &) const override
+    QVariantMap syncRequest(int command, const QByteArray &body) const override
     {
-        ++m_requests;
-        return m_reply;
+        if (m_requests++ < m_failures) {
+            return m_reply;
+        }
+        return AccountBase::syncRequest(command, body);
     }
     int requests() const { return m_requests.load(); }
 
 private:
     const QVariantMap m_reply;
+    const int m_failures;
     mutable std::atomic<int> m_requests {0};
 };
 
@@ -133,8 +138,8 @@ private Q_SLOTS:
     void globalSearch();
     void remoteContinuesWhereLocalEnds();
     void remoteOfflineFallsBackToLocal();
-    void remoteFailureEndsTheList_data();
-    void remoteFailureEndsTheList();
+    void remoteFailureAsksAgainNextPage_data();
+    void remoteFailureAsksAgainNextPage();
     void remoteCombinedLoadedAndKeyword_data();
     void remoteCombinedLoadedAndKeyword();
     void quitDestroysEverything_data();
@@ -144,6 +149,8 @@ private Q_SLOTS:
     void makeMediaItem();
     void firstByEveryDay();
     void firstByEveryDayStopsAtFirstVisibleMessage();
+    void noCountLoadsNothing_data();
+    void noCountLoadsNothing();
 
 private:
     QSharedPointer<DialogBase> dialog(const QString &id) const { return m_account->dialog(id); }
@@ -436,29 +443,30 @@ void TestMediaLoader::remoteOfflineFallsBackToLocal()
     QCOMPARE(labels(pages.items), idLabels("r1", range(15, 11)));
 }
 
-void TestMediaLoader::remoteFailureEndsTheList_data()
+void TestMediaLoader::remoteFailureAsksAgainNextPage_data()
 {
     QTest::addColumn<QVariantMap>("reply");
     QTest::addColumn<QString>("logLine");
 
     QTest::newRow("non-zero code while online")
             << QVariantMap {{"code", 5}, {"data", QByteArray()}}
-            << R"(remote media search of "h1" failed with code 5: no older items)";
+            << R"(remote media search of "h1" failed with code 5: no older items this time)";
     // A length-delimited field that claims more bytes than follow.
     QTest::newRow("unparsable reply")
             << QVariantMap {{"code", 0}, {"data", QByteArray("\x0a\x7f\x01\x02", 4)}}
-            << R"(remote media search of "h1" returned a reply that does not parse: no older items)";
+            << R"(remote media search of "h1" returned a reply that does not parse: no older )"
+               R"(items this time)";
 }
 
-// The older history of h1 lives only on the server, which fails: the list keeps its local rows
-// and reports no more, so the caller does not ask again.
-void TestMediaLoader::remoteFailureEndsTheList()
+// The older history of h1 lives only on the server, which fails once: that page brings nothing
+// but the list still has more, and the next page asks the server again.
+void TestMediaLoader::remoteFailureAsksAgainNextPage()
 {
     QFETCH(QVariantMap, reply);
     QFETCH(QString, logLine);
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
-    CannedServerAccount account(dir.path(), reply);
+    CannedServerAccount account(dir.path(), reply, 1);
     QVERIFY(account.isValid());
     QVERIFY(account.storeDialog("h1", "h1", DIALOG_PRIVATE, 1000));
     QList<im::Message> server;
@@ -478,12 +486,17 @@ void TestMediaLoader::remoteFailureEndsTheList()
     QVERIFY(loader.hasMoreBefore());
 
     QTest::ignoreMessage(QtWarningMsg, qPrintable(logLine));
-    const ResultCount result = loader.loadBeforeItems(pages.items, account.dialog("h1"),
+    const ResultCount failed = loader.loadBeforeItems(pages.items, account.dialog("h1"),
                                                       SearchKey(), CONTENT_PHOTO, 10, true);
     QCOMPARE(account.requests(), 1);
     QCOMPARE(pages.items, local);
+    QVERIFY(loader.hasMoreBefore());
+    QCOMPARE(failed, (ResultCount {10, 3}));
+
+    loader.loadBeforeItems(pages.items, account.dialog("h1"), SearchKey(), CONTENT_PHOTO, 10, true);
+    QCOMPARE(account.requests(), 2);
+    QCOMPARE(labels(pages.items), idLabels("h1", range(8, 1)));
     QVERIFY(!loader.hasMoreBefore());
-    QCOMPARE(result, (ResultCount {3, 3}));
 }
 
 void TestMediaLoader::remoteCombinedLoadedAndKeyword_data()
@@ -648,6 +661,47 @@ void TestMediaLoader::firstByEveryDayStopsAtFirstVisibleMessage()
     loader.loadFirstByEveryDay(pages.items, account.dialog("d"), CONTENT_PHOTO);
     QVERIFY(pages.items.isEmpty());
     QVERIFY(!loader.hasMoreAfter());
+}
+
+void TestMediaLoader::noCountLoadsNothing_data()
+{
+    QTest::addColumn<int>("loadCount");
+    QTest::addColumn<bool>("newer");
+    QTest::addColumn<bool>("acrossDialogs");
+    for (int loadCount : {0, -1}) {
+        for (bool newer : {false, true}) {
+            for (bool acrossDialogs : {false, true}) {
+                QTest::addRow("%s %s page of %d", newer ? "newer" : "older",
+                              acrossDialogs ? "cross-dialog" : "one-dialog", loadCount)
+                        << loadCount << newer << acrossDialogs;
+            }
+        }
+    }
+}
+
+// A page of no items is empty at once, however many rows there are to read.
+void TestMediaLoader::noCountLoadsNothing()
+{
+    QFETCH(int, loadCount);
+    QFETCH(bool, newer);
+    QFETCH(bool, acrossDialogs);
+    MediaLoader loader(m_account.get(), nullptr);
+    Pages pages;
+    const QList<QString> dialogIds {"u1", "g1"};
+    ResultCount result;
+    if (acrossDialogs) {
+        result = newer ? loader.loadAfterItems(pages.items, dialogIds, SearchKey(), CONTENT_PHOTO,
+                                               loadCount)
+                       : loader.loadBeforeItems(pages.items, dialogIds, SearchKey(), CONTENT_PHOTO,
+                                                loadCount);
+    } else {
+        result = newer ? loader.loadAfterItems(pages.items, dialog("u1"), SearchKey(),
+                                               CONTENT_PHOTO, loadCount, false)
+                       : loader.loadBeforeItems(pages.items, dialog("u1"), SearchKey(),
+                                                CONTENT_PHOTO, loadCount, false);
+    }
+    QVERIFY(pages.items.isEmpty());
+    QCOMPARE(result, (ResultCount {0, 0}));
 }
 
 QTEST_GUILESS_MAIN(TestMediaLoader)

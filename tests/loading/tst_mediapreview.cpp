@@ -58,6 +58,7 @@ private Q_SLOTS:
     void prefetchThresholds_data();
     void prefetchThresholds();
     void walksTheWholeDialogBothWays();
+    void indexNoticesFollowTrimsOnArrival();
     void searchPreviewKeepsEverything();
     void hubInsertsAndRemoves();
     void closedPreviewTakesNothing();
@@ -263,6 +264,46 @@ void TestMediaPreview::walksTheWholeDialogBothWays()
     std::reverse(expected.begin(), expected.end());
     QCOMPARE(walk(false), expected);
     QVERIFY(preview()->count() <= 2 * preview()->windowSize());
+}
+
+// Steps taken while a page loads cannot trim; the page trims when it arrives, and the index it
+// moves is announced like every other change, so a view bound to it stays on the item shown.
+// A window of 60 lets the user pass its trimming point while a page is on its way.
+void TestMediaPreview::indexNoticesFollowTrimsOnArrival()
+{
+    MediaPreview preview(m_account.get(), 60);
+    QAbstractItemModelTester tester(&preview,
+                                    QAbstractItemModelTester::FailureReportingMode::QtTest);
+    const QSharedPointer<MessageBase> newest =
+            m_account->dialog("a")->messages({MessageKey(ItemCount, 0)}).value(0);
+    QVERIFY(newest);
+    preview.loadFirstByMsg(newest.data());
+    const auto waitForPage = [&preview] {
+        preview.waitForFinish();
+        QTRY_VERIFY(!preview.isQuerying());
+        QCoreApplication::sendPostedEvents();
+    };
+    waitForPage();
+    int announced = preview.currentIndex();
+    connect(&preview, &MediaPreview::currentIndexChanged, this,
+            [&preview, &announced] { announced = preview.currentIndex(); });
+    bool stepping = false;
+    int trimsOnArrival = 0;
+    connect(&preview, &QAbstractItemModel::rowsRemoved, this,
+            [&](const QModelIndex &, int first) { trimsOnArrival += !stepping && first == 0; });
+    // Holding the arrow key: a page arrives only once the user stands on the last item held.
+    for (int step = 0; step < 300; ++step) {
+        if (!preview.hasPrevious()) {
+            waitForPage();
+            QCOMPARE(announced, preview.currentIndex());
+        }
+        stepping = true;
+        preview.previousItem();
+        stepping = false;
+        QCOMPARE(announced, preview.currentIndex());
+        QCOMPARE(preview.resourceItem()->messageId(), qint64(ItemCount - step - 1));
+    }
+    QVERIFY(trimsOnArrival > 0);
 }
 
 // A search across dialogs is never trimmed: its pages could not be fetched again.

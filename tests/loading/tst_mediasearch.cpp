@@ -72,6 +72,9 @@ private Q_SLOTS:
     void globalSearchIsFlat();
     void deletionsReachCurrentModel();
     void quitDiscardsThePage();
+    void firstPageWithoutHitsPagesOn_data();
+    void firstPageWithoutHitsPagesOn();
+    void dialogSearchAfterGlobalSearch();
 
 private:
     QTemporaryDir m_dir;
@@ -95,6 +98,14 @@ void TestMediaSearch::initTestCase()
     messages.append(media("a", 8, CONTENT_FILE, "budget.pdf", 8));
     messages.append(media("b", 10, CONTENT_PHOTO, "beach b.jpg", 7));
     messages.append(media("b", 11, CONTENT_PHOTO, "city b.jpg", 7));
+    // r: 150 photos of sender 9, the newest hundred of them without a file, so never shown.
+    QVERIFY(m_account->storeDialog("r", "r", DIALOG_PRIVATE, 1000));
+    for (int id = 1; id <= 150; ++id) {
+        messages.append(media("r", id, CONTENT_PHOTO, QStringLiteral("r %1.jpg").arg(id), 9));
+        if (id > 50) {
+            messages.last().clear_file();
+        }
+    }
     QVERIFY(m_account->storeMessages(messages));
     QVERIFY(ServerHistory(m_dir.filePath("server.db")).store(messages));
 }
@@ -224,6 +235,54 @@ void TestMediaSearch::quitDiscardsThePage()
     search.waitForFinish();
     QCoreApplication::processEvents();
     QCOMPARE(search.currentModel()->resourceCount(), 0);
+}
+
+void TestMediaSearch::firstPageWithoutHitsPagesOn_data()
+{
+    QTest::addColumn<bool>("online");
+    QTest::newRow("hits from the server") << true;
+    QTest::newRow("offline, hits from local rows") << false;
+}
+
+// The first page of r shows nothing, every hit on it being unshowable; the next page goes on to
+// the older hits instead of asking for the newest again.
+void TestMediaSearch::firstPageWithoutHitsPagesOn()
+{
+    QFETCH(bool, online);
+    m_account->setOnline(online);
+    MediaSearch search(m_account.get(), false, {});
+    search.searchMediaInfo("r", CONTENT_PHOTO, QString(), 9);
+    search.waitForFinish();
+    QTRY_VERIFY(!search.isQuerying());
+    QCOMPARE(search.currentModel()->resourceCount(), 0);
+
+    search.loadBefore(50);
+    search.waitForFinish();
+    m_account->setOnline(true);
+    QTRY_VERIFY(!search.isQuerying());
+    QStringList older;
+    for (int id = 50; id >= 1; --id) {
+        older.append(QStringLiteral("r/%1").arg(id));
+    }
+    QTRY_COMPARE(rows(*search.currentModel()), canonical(older));
+}
+
+// A search across dialogs leaves the next search of one dialog to that dialog alone.
+void TestMediaSearch::dialogSearchAfterGlobalSearch()
+{
+    MediaSearch search(m_account.get(), false, {});
+    SearchKey key;
+    key.keyword = QStringLiteral("beach");
+    search.searchMediaInfo("a", CONTENT_PHOTO, key, true);
+    search.waitForFinish();
+    QVERIFY(search.isGlobalSearch());
+    QTRY_COMPARE(rows(*search.currentModel()), canonical({"b/10", "a/5", "a/3", "a/1"}));
+
+    key.keyword = QStringLiteral("beac");
+    search.searchMediaInfo("a", CONTENT_PHOTO, key, false);
+    search.waitForFinish();
+    QVERIFY(!search.isGlobalSearch());
+    QTRY_COMPARE(rows(*search.currentModel()), canonical({"a/5", "a/3", "a/1"}));
 }
 
 QTEST_GUILESS_MAIN(TestMediaSearch)

@@ -14,6 +14,7 @@
 #include "mediaexpiry.h"
 #include "mediakeepsetting.h"
 #include "mediamgr.h"
+#include "readonlyfolder.h"
 #include "resourcedata.h"
 #include "userstorageprovider.h"
 
@@ -81,9 +82,13 @@ private Q_SLOTS:
     void expiresByEachChatsKeepTime_data();
     void expiresByEachChatsKeepTime();
     void thumbnailGoesWithItsChat();
+    void livePhotoVideoKeptByItsChat_data();
+    void livePhotoVideoKeptByItsChat();
+    void undeletableFileKeepsItsRow();
     void sizeLimitEvictsOldestFirst();
     void clearWhileRunningStartsNothing();
     void prepareToClearCancelsLongExpiry();
+    void deletingHubCancelsExpiry();
     void cancelBetweenRowsKeepsRowsOfFilesLeft();
     void progressCountsRowsAndBytes();
 
@@ -95,9 +100,10 @@ private Q_SLOTS:
 private:
     void setKeepTimes(int privateKeepTime, int groupKeepTime, const QMap<QString, int> &own);
     // A cached file of type, named by the message rows of the dialogs, with a thumbnail when
-    // thumbId is given.
+    // thumbId is given and a live-photo video when livePhotoId is.
     void addFile(const QString &fileId, int type, qint64 dateTime, const QStringList &dialogIds,
-                 const QString &thumbId = QString());
+                 const QString &thumbId = QString(), const QString &livePhotoId = QString());
+    void addExpiredFiles(QList<storage::CacheFileInfo> &rows);
     void writeFile(int type, const QString &fileId);
     bool onDisk(int type, const QString &fileId) const;
     bool hasRow(const QString &fileId) const;
@@ -136,7 +142,9 @@ void TestMediaExpiry::init()
 
 void TestMediaExpiry::cleanup()
 {
-    closeHub(m_hub);
+    if (m_hub) {
+        closeHub(m_hub);
+    }
     m_hub = nullptr;
     AppSettingModel::instance()->setLocalCacheMaxSize(0);
     m_account.reset();
@@ -155,7 +163,8 @@ void TestMediaExpiry::setKeepTimes(int privateKeepTime, int groupKeepTime,
 }
 
 void TestMediaExpiry::addFile(const QString &fileId, int type, qint64 dateTime,
-                              const QStringList &dialogIds, const QString &thumbId)
+                              const QStringList &dialogIds, const QString &thumbId,
+                              const QString &livePhotoId)
 {
     writeFile(type, fileId);
     QList<storage::CacheFileInfo> cacheRows {{fileId, type, "bin", FileSize, dateTime}};
@@ -163,19 +172,29 @@ void TestMediaExpiry::addFile(const QString &fileId, int type, qint64 dateTime,
     data.fileId = fileId;
     data.suffix = "bin";
     data.size = FileSize;
-    if (!thumbId.isEmpty()) {
-        writeFile(CONTENT_PHOTO, thumbId);
-        cacheRows.append({thumbId, CONTENT_PHOTO, "bin", FileSize, dateTime});
-        data.thumbId = thumbId;
-        data.thumbSuffix = "bin";
-        data.thumbSize = FileSize;
-    }
+    // The thumbnail or the live-photo video, cached in the folder of its own type.
+    const auto addCompanion = [&](const QString &id, int companionType, QString &recordId,
+                                  QString &recordSuffix, qint64 &recordSize) {
+        if (id.isEmpty()) {
+            return;
+        }
+        writeFile(companionType, id);
+        cacheRows.append({id, companionType, "bin", FileSize, dateTime});
+        recordId = id;
+        recordSuffix = "bin";
+        recordSize = FileSize;
+    };
+    addCompanion(thumbId, CONTENT_PHOTO, data.thumbId, data.thumbSuffix, data.thumbSize);
+    addCompanion(livePhotoId, CONTENT_VIDEO, data.livePhotoId, data.livePhotoSuffix,
+                 data.livePhotoSize);
     QVERIFY(m_account->storage()->cacheFileStorage()->save(cacheRows));
     QByteArray json;
     data.serialize(json);
+    // As ingest writes them: the thumbnail names the row, else the live-photo video.
+    const QString namedThumbId = thumbId.isEmpty() ? livePhotoId : thumbId;
     QList<storage::FileReferenceInfo> refs;
     for (const QString &dialogId : dialogIds) {
-        refs.append({dialogId, m_nextMessageId++, 0, type, dateTime, thumbId, fileId, json});
+        refs.append({dialogId, m_nextMessageId++, 0, type, dateTime, namedThumbId, fileId, json});
     }
     QVERIFY(m_hub->fileReferenceDb()->save(refs));
 }
@@ -270,6 +289,51 @@ void TestMediaExpiry::thumbnailGoesWithItsChat()
     QVERIFY(hasRow("young_t"));
 }
 
+void TestMediaExpiry::livePhotoVideoKeptByItsChat_data()
+{
+    QTest::addColumn<QString>("dialogId");
+    QTest::addColumn<bool>("withThumbnail");
+    QTest::addColumn<bool>("expired");
+    // p keeps a week, pf for ever; the week makes the shortest keep time finite.
+    QTest::newRow("chat keeping for ever, with a thumbnail") << "pf" << true << false;
+    QTest::newRow("chat keeping for ever, without a thumbnail") << "pf" << false << false;
+    QTest::newRow("chat past its week, with a thumbnail") << "p" << true << true;
+    QTest::newRow("chat past its week, without a thumbnail") << "p" << false << true;
+}
+
+// The video of a live photo is its resource's, whether or not a thumbnail stands in the
+// reference row's place for it: it goes when its chat's keep time lets it go.
+void TestMediaExpiry::livePhotoVideoKeptByItsChat()
+{
+    QFETCH(QString, dialogId);
+    QFETCH(bool, withThumbnail);
+    QFETCH(bool, expired);
+    setKeepTimes(7, 30, {{"pf", -1}});
+    addFile("live", CONTENT_PHOTO, daysAgo(60), {dialogId}, withThumbnail ? "live_t" : QString(),
+            "live_v");
+    runCleanup();
+    QCOMPARE(!onDisk(CONTENT_PHOTO, "live"), expired);
+    QCOMPARE(!onDisk(CONTENT_VIDEO, "live_v"), expired);
+    QCOMPARE(!hasRow("live_v"), expired);
+}
+
+// A file that cannot be deleted keeps its row, and the pass counts only what it deleted.
+void TestMediaExpiry::undeletableFileKeepsItsRow()
+{
+    setKeepTimes(7, 7, {});
+    addFile("stuck", CONTENT_FILE, daysAgo(20), {"p"});
+    addFile("freed", CONTENT_VIDEO, daysAgo(20), {"p"});
+    ReadOnlyFolder locked(m_hub->mediaBaseDir(CONTENT_FILE));
+    QVERIFY(locked.isLocked());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not be deleted"));
+    MediaExpiry expiry(m_hub, MediaExpiry::limitsAt(m_hub, Now));
+    const MediaExpiry::Summary summary = expiry.run();
+    QCOMPARE(summary.files, 1);
+    QCOMPARE(summary.bytes, FileSize);
+    QVERIFY(onDisk(CONTENT_FILE, "stuck") && hasRow("stuck"));
+    QVERIFY(!onDisk(CONTENT_VIDEO, "freed") && !hasRow("freed"));
+}
+
 // The limit's change starts the cleanup at once; ages alone keep everything here.
 void TestMediaExpiry::sizeLimitEvictsOldestFirst()
 {
@@ -317,11 +381,9 @@ void TestMediaExpiry::clearWhileRunningStartsNothing()
     QCOMPARE(cleared.count(), 2);
 }
 
-void TestMediaExpiry::prepareToClearCancelsLongExpiry()
+void TestMediaExpiry::addExpiredFiles(QList<storage::CacheFileInfo> &rows)
 {
-    setKeepTimes(1, 1, {});
     constexpr int Count = 3000;
-    QList<storage::CacheFileInfo> rows;
     for (int i = 0; i < Count; ++i) {
         const QString id = QStringLiteral("e%1").arg(i, 5, 10, QLatin1Char('0'));
         writeFile(CONTENT_FILE, id);
@@ -329,6 +391,13 @@ void TestMediaExpiry::prepareToClearCancelsLongExpiry()
     }
     QVERIFY(m_account->storage()->cacheFileStorage()->save(rows));
     addTempFile();
+}
+
+void TestMediaExpiry::prepareToClearCancelsLongExpiry()
+{
+    setKeepTimes(1, 1, {});
+    QList<storage::CacheFileInfo> rows;
+    addExpiredFiles(rows);
 
     m_hub->clearLocalMedia();
     m_hub->prepareToClearData(false);
@@ -346,6 +415,21 @@ void TestMediaExpiry::prepareToClearCancelsLongExpiry()
     // And no cleanup starts any more.
     runCleanup();
     QCOMPARE(m_account->storage()->cacheFileStorage()->count(), left);
+}
+
+// A host that deletes the hub without preparing it first does not wait for a whole pass.
+void TestMediaExpiry::deletingHubCancelsExpiry()
+{
+    setKeepTimes(1, 1, {});
+    QList<storage::CacheFileInfo> rows;
+    addExpiredFiles(rows);
+
+    m_hub->clearLocalMedia();
+    delete m_hub;
+    m_hub = nullptr;
+
+    QCOMPARE(m_account->storage()->bufferFileStorage()->infos(10).size(), 1);
+    QVERIFY(m_account->storage()->cacheFileStorage()->count() > 0);
 }
 
 void TestMediaExpiry::cancelBetweenRowsKeepsRowsOfFilesLeft()

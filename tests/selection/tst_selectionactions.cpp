@@ -3,6 +3,7 @@
 #include "mediaselector.h"
 #include "mediatranslator.h"
 #include "messagebase.h"
+#include "readonlyfolder.h"
 #include "resourceitem.h"
 #include "selectiontestsupport.h"
 
@@ -51,7 +52,10 @@ private Q_SLOTS:
     void emptySelectionActsOnNothing();
 
     void batchSaveAsCopiesEqualNamesToDistinctFiles();
-    void batchSaveAsIntoMissingFolderKeepsTheSelection();
+    void batchSaveAsIntoUnusableFolderKeepsTheSelection_data();
+    void batchSaveAsIntoUnusableFolderKeepsTheSelection();
+    void batchSaveAsTakesAFolderUrl();
+    void batchSaveAsNamesAreFreeOnceCopiesEnd();
 
 private:
     void tick(const QString &label, const MessageSpec &spec = {});
@@ -287,16 +291,88 @@ void TestSelectionActions::batchSaveAsCopiesEqualNamesToDistinctFiles()
     QCOMPARE(renamed.readAll(), second);
 }
 
-void TestSelectionActions::batchSaveAsIntoMissingFolderKeepsTheSelection()
+void TestSelectionActions::batchSaveAsIntoUnusableFolderKeepsTheSelection_data()
 {
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<bool>("readOnly");
+    QTest::newRow("missing folder") << "missing" << false;
+    QTest::newRow("missing folder as a URL") << "url:missing" << false;
+    QTest::newRow("no folder") << "" << false;
+    QTest::newRow("folder that cannot be written") << "locked" << true;
+}
+
+// Nothing is copied and the selection stays, so that the user can pick another folder.
+void TestSelectionActions::batchSaveAsIntoUnusableFolderKeepsTheSelection()
+{
+    QFETCH(QString, folder);
+    QFETCH(bool, readOnly);
+    QString path;
+    if (folder.startsWith("url:")) {
+        path = QUrl::fromLocalFile(m_dir->filePath(folder.mid(4))).toString();
+    } else if (!folder.isEmpty()) {
+        path = m_dir->filePath(folder);
+    }
+    std::unique_ptr<ReadOnlyFolder> locked;
+    if (readOnly) {
+        QVERIFY(QDir().mkpath(path));
+        locked = std::make_unique<ReadOnlyFolder>(path);
+        QVERIFY(locked->isLocked());
+    }
     m_selector->changeSelected(m_items->add(fileMessage("a/10", "f10", "report.pdf", "x")));
     QSignalSpy saved(m_account->fileManager(), &FileManager::saveAsFinished);
-    m_selector->batchSaveAs(m_dir->filePath("missing"));
-    m_selector->batchSaveAs(QString());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("cannot save the selected files"));
+    m_selector->batchSaveAs(path);
     QCOMPARE(m_selector->selectCount(), 1);
     QCoreApplication::processEvents();
     QCOMPARE(saved.size(), 0);
     QVERIFY(!QFileInfo::exists(m_dir->filePath("missing")));
+}
+
+// A folder dialog hands its choice over as a file:// URL.
+void TestSelectionActions::batchSaveAsTakesAFolderUrl()
+{
+    m_selector->changeSelected(m_items->add(fileMessage("a/10", "f10", "report.pdf", "pdf")));
+    const QString folder = m_dir->filePath("saved");
+    QVERIFY(QDir().mkpath(folder));
+    QSignalSpy saved(m_account->fileManager(), &FileManager::saveAsFinished);
+    m_selector->batchSaveAs(QUrl::fromLocalFile(folder).toString());
+    QCOMPARE(m_selector->selectCount(), 0);
+    QTRY_COMPARE(saved.size(), 1);
+    QVERIFY(saved.constFirst().at(2).toBool());
+    QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList {"report.pdf"});
+}
+
+// A name is held only while its copy runs: once the copy is done, or has failed, and the name is
+// free in the folder, the next save takes it again.
+void TestSelectionActions::batchSaveAsNamesAreFreeOnceCopiesEnd()
+{
+    const QString folder = m_dir->filePath("saved");
+    QVERIFY(QDir().mkpath(folder));
+    QSignalSpy saved(m_account->fileManager(), &FileManager::saveAsFinished);
+    const auto saveOne = [&](const QString &label, const QString &fileId, const QString &name) {
+        m_selector->changeSelected(m_items->add(fileMessage(label, fileId, name, "pdf")));
+        m_selector->batchSaveAs(folder);
+    };
+
+    saveOne("a/10", "f10", "report.pdf");
+    QTRY_COMPARE(saved.size(), 1);
+    QVERIFY(saved.last().at(2).toBool());
+    QVERIFY(QFile::remove(QDir(folder).filePath("report.pdf")));
+    saveOne("a/11", "f11", "report.pdf");
+    QTRY_COMPARE(saved.size(), 2);
+    QCOMPARE(saved.last().at(1).toString(), QDir(folder).filePath("report.pdf"));
+
+    // A copy whose bytes cannot be fetched fails and leaves its name.
+    m_selector->changeSelected(m_items->add(fileMessage("a/12", "f12", "notes.pdf", "pdf")));
+    QVERIFY(QFile::remove(m_dir->filePath("sources/f12")));
+    m_selector->batchSaveAs(folder);
+    QTRY_COMPARE(saved.size(), 3);
+    QVERIFY(!saved.last().at(2).toBool());
+    saveOne("a/13", "f13", "notes.pdf");
+    QTRY_COMPARE(saved.size(), 4);
+    QVERIFY(saved.last().at(2).toBool());
+    QCOMPARE(QDir(folder).entryList(QDir::Files, QDir::Name),
+             (QStringList {"notes.pdf", "report.pdf"}));
 }
 
 QTEST_GUILESS_MAIN(TestSelectionActions)

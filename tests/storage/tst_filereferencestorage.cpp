@@ -90,6 +90,7 @@ private Q_SLOTS:
     void fileReferences();
     void lookups_data();
     void lookups();
+    void byLivePhotoId();
     void removeMessage();
     void removeWithMessageRange_data();
     void removeWithMessageRange();
@@ -211,6 +212,26 @@ void tst_FileReferenceStorage::lookups()
         rows = m_storage->infosWithMessageIds("d1", messageIds);
     }
     QCOMPARE(keysOf(rows), sorted(expected));
+}
+
+// A live photo with a thumbnail names its video only in its record; a record that does not
+// parse is written all the same and named by nothing.
+void tst_FileReferenceStorage::byLivePhotoId()
+{
+    FileReferenceInfo withThumb = makeRow("d3", 1, 0, 2, 1000, "lp1", "lt1");
+    withThumb.data = R"({"fileId":"lp1","thumbId":"lt1","livePhotoId":"lv","livePhotoSize":9})";
+    FileReferenceInfo forwarded = makeRow("d4", 7, 0, 2, 2000, "lp1", "lv");
+    forwarded.data = R"({"livePhotoId":"lv","fileId":"lp1"})";
+    FileReferenceInfo other = makeRow("d3", 2, 0, 2, 3000, "lp2", "lt2");
+    other.data = R"({"fileId":"lp2","livePhotoId":"lw"})";
+    FileReferenceInfo broken = makeRow("d3", 3, 0, 2, 4000, "lp3");
+    broken.data = R"({"fileId":"lp3","livePhotoId":"lv")";
+    QVERIFY(m_storage->save({withThumb, forwarded, other, broken}));
+
+    QCOMPARE(keysOf(m_storage->infosWithLivePhotoIds({"lv", "", "nope"})),
+             (QStringList {"d3/1/0/2", "d4/7/0/2"}));
+    QVERIFY(m_storage->infosWithLivePhotoIds({"lt1", "lp1"}).isEmpty());
+    QCOMPARE(m_storage->infosWithMessageIds("d3", {3}).size(), 1);
 }
 
 void tst_FileReferenceStorage::removeMessage()

@@ -16,6 +16,7 @@
 #include "mediastorageviewmodel.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
+#include "readonlyfolder.h"
 #include "resourcedata.h"
 #include "userstorageprovider.h"
 #include "util.h"
@@ -118,6 +119,7 @@ private Q_SLOTS:
     void deleteByType();
     void deleteMediaItem();
     void deleteSelectedDuringScan();
+    void undeletableFileStaysListed();
     void selectionCounts();
     void removedMessageLeavesDialog();
     void clearAllRefusesDeletes();
@@ -521,6 +523,39 @@ void TestMediaStorageModel::deleteSelectedDuringScan()
     QVERIFY(QFile::exists(mainPath(CacheLayout::ImageKind, "p1.jpg")));
     QVERIFY(QFile::exists(mainPath(CacheLayout::MusicKind, "m1.mp3")));
     QVERIFY(QFile::exists(mainPath(CacheLayout::PhotoKind, "avatar.png")));
+}
+
+// A file that cannot be deleted (its folder is read-only) stays: its row, its bytes in every size
+// and its place in its dialog's list, whichever way it was to be deleted. The file beside it goes.
+void TestMediaStorageModel::undeletableFileStaysListed()
+{
+    load();
+    ReadOnlyFolder locked(QFileInfo(knownFile("music")).path());
+    QVERIFY(locked.isLocked());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not be deleted"));
+    m_model->deleteAllFileByDialog({"b"});
+    QTRY_COMPARE(m_model->clearProgress(), 100);
+    settle();
+    QVERIFY(!QFile::exists(knownFile("video")));
+    QVERIFY(QFile::exists(knownFile("music")));
+    QCOMPARE(m_model->dialogSizeModel("b")->totalSize(), MusicBytes);
+    QCOMPARE(m_model->mediaTotalSizeModel()->sizeOf(Storage::DATA_MUSIC), MusicBytes);
+    QCOMPARE(m_model->totalSize(), AllBytes - VideoBytes);
+    QCOMPARE(m_model->dialogIds(), (QStringList {"b", "a"}));
+    QStringList remaining;
+    for (const storage::CacheFileInfo &row : cacheRows()) {
+        remaining.append(row.fileId);
+    }
+    remaining.sort();
+    QCOMPARE(remaining, (QStringList {"f1", "m1", "p1", "tp1"}));
+
+    MediaStorageViewModel *music = m_model->musicViewModel("b");
+    QCOMPARE(music->rowCount(), 1);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not be deleted"));
+    m_model->deleteMediaItem(music->items().constFirst());
+    QCOMPARE(music->rowCount(), 1);
+    QCOMPARE(m_model->dialogSizeModel("b")->totalSize(), MusicBytes);
+    QCOMPARE(cacheRows().size(), 4);
 }
 
 void TestMediaStorageModel::selectionCounts()

@@ -71,7 +71,8 @@ private Q_SLOTS:
     void filesOnDiskFinishAtOnce();
     void pauseStopsAndResumeRestarts();
     void missingFileFailsUntilRetry();
-    void cannotDownloadEndsInFailure();
+    void cannotDownloadEndsInFailureUntilRetry();
+    void thumbnailsAndLivePhotosCountAndArrive();
     void cancelCountsNoPartialFile();
     void teardownDuringRun();
     void quitViewEmptiesLists();
@@ -79,6 +80,8 @@ private Q_SLOTS:
 private:
     void addChat(const QString &dialogId, const QString &name, int type,
                  const QList<ChatFile> &files, qint64 lastActive = Now - ONE_DAY_MSEC);
+    // Puts size bytes on the server as fileId.bin and describes them to a message.
+    void serve(im::FileInfo *info, const QString &fileId, qint64 size);
     QSharedPointer<FileData> fileData(const QString &fileId) const;
     bool isComplete(const QString &fileId) const;
     MediaChatItem *listed(const QString &dialogId) const;
@@ -164,6 +167,19 @@ void TestMediaSync::addChat(const QString &dialogId, const QString &name, int ty
         messages.append(m);
     }
     QVERIFY(receiveMessages(m_account.get(), m_hub, dialogId, messages, true));
+}
+
+void TestMediaSync::serve(im::FileInfo *info, const QString &fileId, qint64 size)
+{
+    const QString served = fileId + QStringLiteral(".bin");
+    QFile out(m_served.filePath(served));
+    QVERIFY(out.open(QIODevice::WriteOnly));
+    out.write(QByteArray(size, 's'));
+    info->set_file_id(fileId.toStdString());
+    info->set_suffix("bin");
+    info->set_size(size);
+    info->set_name(served.toStdString());
+    info->set_url(m_nginx->url(served).toStdString());
 }
 
 QSharedPointer<FileData> TestMediaSync::fileData(const QString &fileId) const
@@ -625,10 +641,12 @@ void TestMediaSync::missingFileFailsUntilRetry()
     QCOMPARE(m_sync->remainingTime(), 0);
 }
 
-void TestMediaSync::cannotDownloadEndsInFailure()
+// A run stopped by a network loss has its files still waiting: a retry is refused while the
+// account cannot download, and fetches them once the network is back.
+void TestMediaSync::cannotDownloadEndsInFailureUntilRetry()
 {
     addChat(QStringLiteral("alice"), QStringLiteral("Alice"), DIALOG_PRIVATE,
-            {{QStringLiteral("p1")}});
+            {{QStringLiteral("offline1")}, {QStringLiteral("offline2"), CONTENT_FILE, 2000}});
     QVERIFY(countChats());
     select(QStringLiteral("alice"));
     m_sync->readySync();
@@ -637,11 +655,59 @@ void TestMediaSync::cannotDownloadEndsInFailure()
     QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_FAILED));
     QCOMPARE(m_sync->remainingTime(), -1);
     QCOMPARE(m_sync->inFlightCount(), 0);
-    QVERIFY(!m_account->fileManager()->downloadFileMgr()->isDownloading(QStringLiteral("p1")));
+    QCOMPARE(m_sync->failedCount(), 0);
+    QVERIFY(!m_account->fileManager()->downloadFileMgr()->isDownloading(
+            QStringLiteral("offline1")));
 
-    // Still offline: a retry is refused.
     m_sync->retry();
     QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_FAILED));
+
+    m_account->setOnline(true);
+    m_sync->retry();
+    QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_DOWNLOADING));
+    QVERIFY(runToEnd());
+    QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_FINISHED));
+    QVERIFY(isComplete(QStringLiteral("offline1")));
+    QVERIFY(isComplete(QStringLiteral("offline2")));
+    QCOMPARE(m_sync->progress(), 1.0);
+    QCOMPARE(m_sync->remainingSize(), 0);
+
+    // Nothing waits and nothing failed: a retry has nothing to do.
+    m_sync->retry();
+    QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_FINISHED));
+}
+
+// A photo's thumbnail and live-photo video are part of what its chat still needs, and a run
+// fetches them, so that the gallery shows them without the network afterwards.
+void TestMediaSync::thumbnailsAndLivePhotosCountAndArrive()
+{
+    QVERIFY(m_account->storeDialog("alice", "Alice", DIALOG_PRIVATE, Now - ONE_DAY_MSEC));
+    im::Message m;
+    m.set_dialog_id("alice");
+    m.set_msg_id(m_nextMsgId++);
+    m.set_type(CONTENT_PHOTO);
+    m.set_time(Now - ONE_DAY_MSEC);
+    m.set_sender_id(7);
+    serve(m.mutable_file(), QStringLiteral("photo"), 1000);
+    serve(m.mutable_thumb(), QStringLiteral("photo_t"), 100);
+    serve(m.mutable_live_photo(), QStringLiteral("photo_v"), 500);
+    QVERIFY(receiveMessages(m_account.get(), m_hub, "alice", {m}, true));
+
+    QVERIFY(countChats());
+    MediaChatItem *alice = listed(QStringLiteral("alice"));
+    QVERIFY(alice);
+    QCOMPARE(alice->mediaSize(), 1600);
+    select(QStringLiteral("alice"));
+    m_sync->readySync();
+    QCOMPARE(m_sync->totalCount(), 3);
+    QCOMPARE(m_sync->remainingSize(), 1600);
+    m_sync->download();
+    QVERIFY(runToEnd());
+    QCOMPARE(m_sync->syncState(), int(MediaSync::SYNC_FINISHED));
+    for (const char *id : {"photo", "photo_t", "photo_v"}) {
+        QVERIFY2(isComplete(QString::fromLatin1(id)), id);
+    }
+    QCOMPARE(alice->mediaSize(), 0);
 }
 
 void TestMediaSync::cancelCountsNoPartialFile()

@@ -1,6 +1,8 @@
 #include "accountbase.h"
+#include "dialogbase.h"
 #include "gallerylisting.h"
 #include "hubteardown.h"
+#include "mediactlrun.h"
 #include "mediamgr.h"
 #include "sampleaccount.h"
 
@@ -48,6 +50,10 @@ private Q_SLOTS:
     void searchByKeywordAndSender();
     void jsonShapeFromTheTool_data();
     void jsonShapeFromTheTool();
+    void summaryNamesChatIds();
+    void chatByIdOrExactName_data();
+    void chatByIdOrExactName();
+    void searchWithoutTypeCoversEveryList();
 
 private:
     GalleryListing::Listing list(const QString &chat, int type, int pages);
@@ -201,6 +207,79 @@ void TestGalleryListing::jsonShapeFromTheTool()
     QVERIFY(!items.isEmpty());
     const QStringList keys {"dateTime", "dialogId", "fileName", "messageId", "subMsgId", "type"};
     QCOMPARE(items.first().toObject().keys(), keys);
+}
+
+// The id that ls, search and sync take stands beside each chat's name.
+void TestGalleryListing::summaryNamesChatIds()
+{
+    const MediactlRun run = runMediactl({"summary", m_dir.path()});
+    QCOMPARE(run.exitCode, 0);
+    for (const QSharedPointer<DialogBase> &dialog : m_account->dialogs()) {
+        const QRegularExpression row(QStringLiteral("^%1 +%2 ")
+                                             .arg(QRegularExpression::escape(dialog->dialogId()),
+                                                  QRegularExpression::escape(dialog->name())),
+                                     QRegularExpression::MultilineOption);
+        QVERIFY2(row.match(run.out).hasMatch(), qPrintable(run.out));
+    }
+}
+
+void TestGalleryListing::chatByIdOrExactName_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::newRow("ls") << "ls";
+    QTest::newRow("search") << "search";
+}
+
+void TestGalleryListing::chatByIdOrExactName()
+{
+    QFETCH(QString, command);
+    const QString name = m_account->dialog(PhotoChat)->name();
+    QStringList arguments {command, m_dir.path(), PhotoChat};
+    if (command == "search") {
+        arguments << "a";
+    }
+    arguments << "--type"
+              << "6"
+              << "--json";
+    const MediactlRun byId = runMediactl(arguments);
+    QCOMPARE(byId.exitCode, 0);
+    arguments[2] = name;
+    const MediactlRun byName = runMediactl(arguments);
+    QVERIFY2(byName.exitCode == 0, qPrintable(byName.err));
+    QCOMPARE(byName.out, byId.out);
+    arguments[2] = name.toLower();
+    const MediactlRun notExact = runMediactl(arguments);
+    QCOMPARE(notExact.exitCode, 1);
+    QVERIFY2(notExact.err.contains(name.toLower()), qPrintable(notExact.err));
+}
+
+// Without a type a search looks through every list of the chat, and the hits come grouped by
+// list: the files that match are found.
+void TestGalleryListing::searchWithoutTypeCoversEveryList()
+{
+    const QList<GalleryListing::Item> files = allItems(list(PhotoChat, 6, 1000));
+    QVERIFY(!files.isEmpty());
+    const QString word = files.first().fileName.section(QLatin1Char('.'), 0, 0);
+
+    const MediactlRun json = runMediactl({"search", m_dir.path(), PhotoChat, word, "--json"});
+    QCOMPARE(json.exitCode, 0);
+    const QJsonArray lists = QJsonDocument::fromJson(json.out.toUtf8()).object()["lists"].toArray();
+    QList<int> types;
+    int fileHits = 0;
+    for (const QJsonValue &each : lists) {
+        types.append(each["type"].toInt());
+        if (each["type"].toInt() == 6) {
+            fileHits = int(each["items"].toArray().size());
+        }
+    }
+    QCOMPARE(types, (QList<int> {2, 6, 1, 4, 3}));
+    QVERIFY(fileHits > 0);
+
+    const MediactlRun table = runMediactl({"search", m_dir.path(), PhotoChat, word});
+    QCOMPARE(table.exitCode, 0);
+    QVERIFY2(table.out.contains(QStringLiteral("files: %1 items\n").arg(fileHits)),
+             qPrintable(table.out));
+    QVERIFY2(table.out.contains(files.first().fileName), qPrintable(table.out));
 }
 
 // The sample account's documents are drawn with fonts, which take a GUI application.

@@ -29,6 +29,7 @@ private Q_SLOTS:
     void initTestCase();
     void refusesBadArguments_data();
     void refusesBadArguments();
+    void choosesChatByName();
     void downloadsChosenKindThenTheRest();
     void missingSourceFailsTheRun();
 
@@ -105,6 +106,17 @@ void TestSyncCommand::refusesBadArguments()
     const MediactlRun noAccount = runMediactl(
             {QStringLiteral("sync"), m_dir.filePath(QStringLiteral("none"))}, kProcessTimeoutMs);
     QCOMPARE(noAccount.exitCode, 1);
+}
+
+// A chat is named by its id or by its exact name, as `mediactl summary` lists both.
+void TestSyncCommand::choosesChatByName()
+{
+    const MediactlRun run = runMediactl({QStringLiteral("sync"), m_folder, QStringLiteral("--chat"),
+                                         QStringLiteral("Photo Club"), QStringLiteral("--kinds"),
+                                         QStringLiteral("voice,audio")},
+                                        kProcessTimeoutMs);
+    QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+    QVERIFY2(run.out.contains(QStringLiteral(", 0 failed")), qPrintable(run.out));
 }
 
 void TestSyncCommand::downloadsChosenKindThenTheRest()

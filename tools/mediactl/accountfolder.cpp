@@ -2,6 +2,9 @@
 
 #include "accountbase.h"
 #include "accountmanager.h"
+#include "dialogbase.h"
+
+#include <QStringList>
 
 std::unique_ptr<AccountBase> openAccountFolder(const QString &folder, QString *error)
 {
@@ -16,4 +19,24 @@ std::unique_ptr<AccountBase> openAccountFolder(const QString &folder, QString *e
         return nullptr;
     }
     return account;
+}
+
+QString chatIdOf(const AccountBase &account, const QString &chat, QString *error)
+{
+    if (account.dialog(chat)) {
+        return chat;
+    }
+    QStringList named;
+    for (const QSharedPointer<DialogBase> &dialog : account.dialogs()) {
+        if (dialog->name() == chat) {
+            named.append(dialog->dialogId());
+        }
+    }
+    if (named.size() == 1) {
+        return named.constFirst();
+    }
+    *error = named.isEmpty() ? QStringLiteral("no chat ") + chat
+                             : QStringLiteral("several chats are named %1: %2 (give an id)")
+                                       .arg(chat, named.join(QStringLiteral(", ")));
+    return {};
 }

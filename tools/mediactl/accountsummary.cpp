@@ -41,20 +41,23 @@ QString formatBytes(qint64 bytes)
     return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
 }
 
-static void printHeader(QTextStream &out)
+// The id column is as wide as the longest id, so that the ids the other commands take are
+// printed whole.
+static void printHeader(QTextStream &out, int idWidth)
 {
-    out << qSetFieldWidth(18) << Qt::left << "chat" << qSetFieldWidth(8) << "kind" << Qt::right;
+    out << qSetFieldWidth(idWidth) << Qt::left << "id" << qSetFieldWidth(18) << "chat"
+        << qSetFieldWidth(8) << "kind" << Qt::right;
     for (const int type : ShownTypes) {
         out << qSetFieldWidth(9) << typeName(type);
     }
     out << qSetFieldWidth(0) << '\n';
 }
 
-static void printRow(QTextStream &out, const QString &name, const QString &kind,
-                     const QMap<int, int> &counts)
+static void printRow(QTextStream &out, int idWidth, const QString &id, const QString &name,
+                     const QString &kind, const QMap<int, int> &counts)
 {
-    out << qSetFieldWidth(18) << Qt::left << name.left(17) << qSetFieldWidth(8) << kind
-        << Qt::right;
+    out << qSetFieldWidth(idWidth) << Qt::left << id << qSetFieldWidth(18) << name.left(17)
+        << qSetFieldWidth(8) << kind << Qt::right;
     for (const int type : ShownTypes) {
         out << qSetFieldWidth(9) << counts.value(type);
     }
@@ -84,7 +87,12 @@ bool print(const QString &folder, QTextStream &out)
     const QList<QSharedPointer<DialogBase>> dialogs = account->dialogs();
     out << "account " << account->userId() << " in " << account->folder() << ": " << dialogs.size()
         << " chats\n\n";
-    printHeader(out);
+    qsizetype longestId = 2;
+    for (const QSharedPointer<DialogBase> &dialog : dialogs) {
+        longestId = qMax(longestId, dialog->dialogId().size());
+    }
+    const int idWidth = int(longestId) + 2;
+    printHeader(out, idWidth);
     QMap<int, int> totals;
     for (const QSharedPointer<DialogBase> &dialog : dialogs) {
         const QMap<int, int> counts =
@@ -92,9 +100,9 @@ bool print(const QString &folder, QTextStream &out)
         for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
             totals[it.key()] += it.value();
         }
-        printRow(out, dialog->name(), kindName(*dialog), counts);
+        printRow(out, idWidth, dialog->dialogId(), dialog->name(), kindName(*dialog), counts);
     }
-    printRow(out, QStringLiteral("all chats"), QString(), totals);
+    printRow(out, idWidth, QString(), QStringLiteral("all chats"), QString(), totals);
     const storage::FileStorage::Totals files = account->storage()->fileStorage()->totals();
     out << '\n'
         << "files cached:         " << files.completeCount << " ("

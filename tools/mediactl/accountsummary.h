@@ -7,8 +7,8 @@ class QTextStream;
 // Tables of what an account holds, for people at a terminal.
 namespace AccountSummary {
 
-// Chats with their media per type, then the bytes cached and not downloaded yet. False when the
-// folder holds no account.
+// Chats, by id and name, with their media per type, then the bytes cached and not downloaded
+// yet. False when the folder holds no account.
 bool print(const QString &folder, QTextStream &out);
 void printReport(const SampleAccount::Report &report, QTextStream &out);
 QString typeName(int contentType);

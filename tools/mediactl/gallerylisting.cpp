@@ -1,6 +1,7 @@
 #include "gallerylisting.h"
 
 #include "accountbase.h"
+#include "accountsummary.h"
 #include "constants.h"
 #include "contenttype.h"
 #include "dialogbase.h"
@@ -104,6 +105,13 @@ QString timeText(qint64 msecs)
     return QDateTime::fromMSecsSinceEpoch(msecs).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
 }
 
+// Photos and videos share one list.
+QString listName(int type)
+{
+    return type == CONTENT_PHOTO ? QStringLiteral("photos and videos")
+                                 : AccountSummary::typeName(type);
+}
+
 void printItems(const QList<Item> &items, QTextStream &out)
 {
     for (const Item &item : items) {
@@ -113,6 +121,17 @@ void printItems(const QList<Item> &items, QTextStream &out)
             out << '.' << item.subMsgId;
         }
         out << "  type " << item.type << "  " << item.fileName << '\n';
+    }
+}
+
+// A flat list's items, or a sectioned list's sections with theirs.
+void printHits(const Listing &listing, QTextStream &out)
+{
+    printItems(listing.items, out);
+    for (const Section &section : listing.sections) {
+        out << QDateTime::fromMSecsSinceEpoch(section.date).toString(QStringLiteral("yyyy-MM-dd"))
+            << " (" << section.items.size() << ")\n";
+        printItems(section.items, out);
     }
 }
 
@@ -138,6 +157,24 @@ bool listChat(MediaMgr &hub, const QString &dialogId, int type, int pages, Listi
     }
     listing->type = type;
     readModel(resource->resourceModel(), listing);
+    return true;
+}
+
+bool searchLists(MediaMgr &hub, const QString &dialogId, const SearchOptions &options, int maxPages,
+                 QList<Listing> *listings, QString *error)
+{
+    const QList<int> types = options.type != 0
+            ? QList<int> {options.type}
+            : QList<int> {CONTENT_PHOTO, CONTENT_FILE, CONTENT_TEXT, CONTENT_MUSIC, CONTENT_VOICE};
+    for (int type : types) {
+        SearchOptions typed = options;
+        typed.type = type;
+        Listing listing;
+        if (!searchChat(hub, dialogId, typed, maxPages, &listing, error)) {
+            return false;
+        }
+        listings->append(listing);
+    }
     return true;
 }
 
@@ -192,17 +229,32 @@ QJsonObject toJson(const Listing &listing)
     return object;
 }
 
+QJsonObject toJson(const QList<Listing> &listings)
+{
+    QJsonArray lists;
+    for (const Listing &listing : listings) {
+        lists.append(toJson(listing));
+    }
+    return {{"lists", lists}};
+}
+
 void printTable(const Listing &listing, QTextStream &out)
 {
     if (!listing.sectioned) {
         out << listing.items.size() << " items of type " << listing.type << '\n';
-        printItems(listing.items, out);
-        return;
     }
-    for (const Section &section : listing.sections) {
-        out << QDateTime::fromMSecsSinceEpoch(section.date).toString(QStringLiteral("yyyy-MM-dd"))
-            << " (" << section.items.size() << ")\n";
-        printItems(section.items, out);
+    printHits(listing, out);
+}
+
+void printTables(const QList<Listing> &listings, QTextStream &out)
+{
+    for (const Listing &listing : listings) {
+        qsizetype count = listing.items.size();
+        for (const Section &section : listing.sections) {
+            count += section.items.size();
+        }
+        out << listName(listing.type) << ": " << count << " items\n";
+        printHits(listing, out);
     }
 }
 

@@ -40,7 +40,7 @@ struct Listing
 struct SearchOptions
 {
     QString keyword;
-    int type = 2;
+    int type = 2; // 0: every list
     qint64 senderId = 0;
     qint64 from = 0;
     qint64 to = 0;
@@ -54,11 +54,19 @@ bool listChat(MediaMgr &hub, const QString &dialogId, int type, int pages, Listi
 // Every hit of the search, page after page, up to maxPages pages.
 bool searchChat(MediaMgr &hub, const QString &dialogId, const SearchOptions &options, int maxPages,
                 Listing *listing, QString *error);
+// The search of options.type, or of every list of the gallery in its order (2 photos and videos,
+// 6 files, 1 links, 4 music, 3 voice) when it is 0: one listing per list searched.
+bool searchLists(MediaMgr &hub, const QString &dialogId, const SearchOptions &options, int maxPages,
+                 QList<Listing> *listings, QString *error);
 
 // {"type": N, "sections": [{"date": MS, "items": [...]}]} for a sectioned list, else
 // {"type": N, "items": [...]}; items are {"dialogId", "messageId", "subMsgId", "dateTime",
 // "type", "fileName"}.
 QJsonObject toJson(const Listing &listing);
+// {"lists": [...]}, each list as above.
+QJsonObject toJson(const QList<Listing> &listings);
 void printTable(const Listing &listing, QTextStream &out);
+// Each list under a line "files: N items", then its items as printTable gives them.
+void printTables(const QList<Listing> &listings, QTextStream &out);
 
 } // namespace GalleryListing

@@ -79,7 +79,9 @@ int runInit(const QStringList &args)
 int runSummary(const QStringList &args)
 {
     QCommandLineParser parser;
-    describeFolderCommand(parser, QStringLiteral("Prints the chats and media of an account->"));
+    describeFolderCommand(
+            parser,
+            QStringLiteral("Prints the chats of an account, by id and name, and their media."));
     parser.process(args);
     QString folder;
     if (!takeFolder(parser, &folder)) {
@@ -100,21 +102,27 @@ bool takeNumber(const QCommandLineParser &parser, const QCommandLineOption &opti
     return ok;
 }
 
-using Lister = std::function<bool(MediaMgr &, GalleryListing::Listing *, QString *)>;
+using Lister = std::function<bool(MediaMgr &, const QString &chatId,
+                                  QList<GalleryListing::Listing> *, QString *)>;
 
-// Opens the account in folder with its media hub, runs lister and prints what it found.
-int printListing(const QString &folder, bool json, const Lister &lister)
+// Opens the account in folder with its media hub, runs lister on the chat named by id or name
+// and prints what it found: one list as it is, several grouped by list.
+int printListings(const QString &folder, const QString &chat, bool json, const Lister &lister)
 {
     QString error;
     const std::unique_ptr<AccountBase> account = openAccountFolder(folder, &error);
     if (!account) {
         return fail(error);
     }
-    GalleryListing::Listing listing;
+    const QString chatId = chatIdOf(*account, chat, &error);
+    if (chatId.isEmpty()) {
+        return fail(error);
+    }
+    QList<GalleryListing::Listing> listings;
     bool ok = false;
     {
         MediaMgr hub(account.get());
-        ok = lister(hub, &listing, &error);
+        ok = lister(hub, chatId, &listings, &error);
         hub.prepareToClearData(false);
         hub.clearData(false);
     }
@@ -125,21 +133,26 @@ int printListing(const QString &folder, bool json, const Lister &lister)
         return fail(error);
     }
     QTextStream out(stdout);
+    const bool grouped = listings.size() > 1;
     if (json) {
-        out << QJsonDocument(GalleryListing::toJson(listing)).toJson(QJsonDocument::Compact)
-            << '\n';
+        const QJsonObject object = grouped ? GalleryListing::toJson(listings)
+                                           : GalleryListing::toJson(listings.constFirst());
+        out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+    } else if (grouped) {
+        GalleryListing::printTables(listings, out);
     } else {
-        GalleryListing::printTable(listing, out);
+        GalleryListing::printTable(listings.constFirst(), out);
     }
     return 0;
 }
 
-QCommandLineOption typeOption()
+QCommandLineOption typeOption(const QString &defaultText)
 {
     return {QStringLiteral("type"),
-            QStringLiteral("content type: 2 photos and videos, 6 files, 1 "
-                           "links, 4 music, 3 voice"),
-            QStringLiteral("N"), QStringLiteral("2")};
+            QStringLiteral("content type: 2 photos and videos, 6 files, 1 links, 4 music, 3 voice "
+                           "(default: %1)")
+                    .arg(defaultText),
+            QStringLiteral("N")};
 }
 
 QCommandLineOption jsonOption()
@@ -154,8 +167,8 @@ int runLs(const QStringList &args)
                                                     "holds it after K pages."));
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
-    parser.addPositionalArgument(QStringLiteral("CHAT_ID"), QStringLiteral("the chat"));
-    const QCommandLineOption type = typeOption();
+    parser.addPositionalArgument(QStringLiteral("CHAT"), QStringLiteral("the chat's id or name"));
+    const QCommandLineOption type = typeOption(QStringLiteral("2"));
     const QCommandLineOption pages(QStringLiteral("pages"), QStringLiteral("pages to load"),
                                    QStringLiteral("K"), QStringLiteral("1"));
     const QCommandLineOption json = jsonOption();
@@ -165,18 +178,20 @@ int runLs(const QStringList &args)
     qint64 typeValue = 2;
     qint64 pageCount = 1;
     if (positional.size() != 2) {
-        return fail(QStringLiteral("give an account folder and a chat id"));
+        return fail(QStringLiteral("give an account folder and a chat"));
     }
     if (!takeNumber(parser, type, &typeValue) || !takeNumber(parser, pages, &pageCount)
         || pageCount < 1 || pageCount > 1'000'000) {
         return fail(QStringLiteral("--type and --pages take whole numbers (pages from 1)"));
     }
-    const QString chat = positional.at(1);
-    return printListing(positional.at(0), parser.isSet(json),
-                        [&](MediaMgr &hub, GalleryListing::Listing *listing, QString *error) {
-                            return GalleryListing::listChat(hub, chat, int(typeValue),
-                                                            int(pageCount), listing, error);
-                        });
+    return printListings(positional.at(0), positional.at(1), parser.isSet(json),
+                         [&](MediaMgr &hub, const QString &chatId,
+                             QList<GalleryListing::Listing> *listings, QString *error) {
+                             listings->append(GalleryListing::Listing());
+                             return GalleryListing::listChat(hub, chatId, int(typeValue),
+                                                             int(pageCount), &listings->last(),
+                                                             error);
+                         });
 }
 
 int runStorage(const QStringList &args)
@@ -215,9 +230,9 @@ int runSearch(const QStringList &args)
     parser.setApplicationDescription(QStringLiteral("Prints the hits of a media search."));
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
-    parser.addPositionalArgument(QStringLiteral("CHAT_ID"), QStringLiteral("the chat"));
+    parser.addPositionalArgument(QStringLiteral("CHAT"), QStringLiteral("the chat's id or name"));
     parser.addPositionalArgument(QStringLiteral("KEYWORD"), QStringLiteral("words to find"));
-    const QCommandLineOption type = typeOption();
+    const QCommandLineOption type = typeOption(QStringLiteral("every list"));
     const QCommandLineOption sender(QStringLiteral("sender"), QStringLiteral("sender id"),
                                     QStringLiteral("ID"));
     const QCommandLineOption from(QStringLiteral("from"), QStringLiteral("from, ms since epoch"),
@@ -230,25 +245,25 @@ int runSearch(const QStringList &args)
     parser.process(args);
     const QStringList positional = parser.positionalArguments();
     if (positional.size() != 3) {
-        return fail(QStringLiteral("give an account folder, a chat id and a keyword"));
+        return fail(QStringLiteral("give an account folder, a chat and a keyword"));
     }
     GalleryListing::SearchOptions options;
     options.keyword = positional.at(2);
     options.global = parser.isSet(global);
-    qint64 typeValue = options.type;
+    qint64 typeValue = 0;
     if (!takeNumber(parser, type, &typeValue) || !takeNumber(parser, sender, &options.senderId)
         || !takeNumber(parser, from, &options.from) || !takeNumber(parser, to, &options.to)) {
         return fail(QStringLiteral("--type, --sender, --from and --to take whole numbers"));
     }
     options.type = int(typeValue);
-    const QString chat = positional.at(1);
     // A search pages until the hits end; the bound only keeps a runaway search finite.
     constexpr int MaxSearchPages = 100'000;
-    return printListing(positional.at(0), parser.isSet(json),
-                        [&](MediaMgr &hub, GalleryListing::Listing *listing, QString *error) {
-                            return GalleryListing::searchChat(hub, chat, options, MaxSearchPages,
-                                                              listing, error);
-                        });
+    return printListings(positional.at(0), positional.at(1), parser.isSet(json),
+                         [&](MediaMgr &hub, const QString &chatId,
+                             QList<GalleryListing::Listing> *listings, QString *error) {
+                             return GalleryListing::searchLists(hub, chatId, options,
+                                                                MaxSearchPages, listings, error);
+                         });
 }
 
 } // namespace
@@ -301,14 +316,14 @@ int main(int argc, char *argv[])
     QTextStream(stderr)
             << "usage: mediactl init DIR [--seed N] [--media N]\n"
                "       mediactl summary DIR\n"
-               "       mediactl ls DIR CHAT_ID [--type N] [--pages K] [--json]\n"
-               "       mediactl search DIR CHAT_ID KEYWORD [--type N] [--sender ID]"
+               "       mediactl ls DIR CHAT [--type N] [--pages K] [--json]\n"
+               "       mediactl search DIR CHAT KEYWORD [--type N] [--sender ID]"
                " [--from MS --to MS] [--global] [--json]\n"
                "       mediactl storage DIR\n"
                "       mediactl serve DIR FILE_ID\n"
                "       mediactl play DIR FILE_ID [--from SECONDS]\n"
                "       mediactl clean DIR [--max-size BYTES]\n"
-               "       mediactl sync DIR [--chat ID ...] [--kinds media,doc,audio,voice]"
+               "       mediactl sync DIR [--chat CHAT ...] [--kinds media,doc,audio,voice]"
                " [--since day|week|month|year]\n";
     return 2;
 }

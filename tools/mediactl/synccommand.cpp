@@ -66,9 +66,10 @@ bool parse(const QStringList &args, Options *options, QString *error)
             QStringLiteral("Downloads the missing media of chosen chats of the account in DIR."));
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("the account folder"));
-    const QCommandLineOption chat(QStringLiteral("chat"),
-                                  QStringLiteral("a chat to download (repeatable; default: all)"),
-                                  QStringLiteral("ID"));
+    const QCommandLineOption chat(
+            QStringLiteral("chat"),
+            QStringLiteral("a chat to download, by id or name (repeatable; default: all)"),
+            QStringLiteral("CHAT"));
     const QCommandLineOption kinds(
             QStringLiteral("kinds"), QStringLiteral("kinds to download, comma separated"),
             QStringLiteral("media,doc,audio,voice"), QStringLiteral("media,doc,audio,voice"));
@@ -129,13 +130,18 @@ void printBar(const MediaSync &sync, QTextStream &out)
     out.flush();
 }
 
-// Ticks the chats to download; false with error when a named chat has nothing to offer.
-bool chooseChats(MediaSync &sync, const Options &options, QString *error)
+// Ticks the chats to download; false with error when a chat is unknown or has nothing to offer.
+bool chooseChats(MediaSync &sync, const AccountBase &account, const Options &options,
+                 QString *error)
 {
     if (options.chats.isEmpty()) {
         sync.selectAll(true);
     }
-    for (const QString &dialogId : options.chats) {
+    for (const QString &chat : options.chats) {
+        const QString dialogId = chatIdOf(account, chat, error);
+        if (dialogId.isEmpty()) {
+            return false;
+        }
         MediaChatItem *found = nullptr;
         for (MediaChatItem *item : sync.syncChats()->items()) {
             if (item->dialogId() == dialogId) {
@@ -167,7 +173,7 @@ int runSync(MediaMgr &hub, const Options &options, QTextStream &out)
     sync.initModel(0, options.fileTimeType);
     waitFor([&] { return !sync.syncChats()->isQuerying(); });
     QString error;
-    if (!chooseChats(sync, options, &error)) {
+    if (!chooseChats(sync, *hub.account(), options, &error)) {
         return fail(error);
     }
     sync.readySync();
