@@ -210,21 +210,19 @@ void BM_SeekTo80Percent(benchmark::State &state)
     runStreamed(state, QStringLiteral("seek"), 0.8);
 }
 
-BENCHMARK(BM_Local)->Iterations(kIterations)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Stream)
-        ->ArgName("throttled")
-        ->Arg(Loopback)
-        ->Arg(Throttled)
-        ->Iterations(kIterations)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_SeekTo80Percent)
-        ->ArgName("throttled")
-        ->Arg(Loopback)
-        ->Arg(Throttled)
-        ->Iterations(kIterations)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+void timedByHand(benchmark::internal::Benchmark *run)
+{
+    run->Iterations(kIterations)->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+
+void fromEitherSource(benchmark::internal::Benchmark *run)
+{
+    timedByHand(run->ArgName("throttled")->Arg(Loopback)->Arg(Throttled));
+}
+
+BENCHMARK(BM_Local)->Apply(timedByHand);
+BENCHMARK(BM_Stream)->Apply(fromEitherSource);
+BENCHMARK(BM_SeekTo80Percent)->Apply(fromEitherSource);
 
 double median(QList<double> values)
 {
