@@ -4,31 +4,22 @@
 #include "deletionrecord.h"
 #include "galleryaccount.h"
 #include "gallerylog.h"
+#include "gallerysearch.h"
 #include "im.pb.h"
+#include "itemactions.h"
 #include "loading/mediaresourcemgr.h"
 #include "mediacalender.h"
 #include "mediafiles.h"
-#include "mediainfo.h"
 #include "mediamgr.h"
 #include "mediaplayer.h"
 #include "mediapreview.h"
 #include "mediaselector.h"
-#include "messagebase.h"
-#include "messagestorage.h"
 #include "resourceitem.h"
 #include "resourcemodel.h"
 #include "samplephoto.h"
-#include "userstorageprovider.h"
 #include "videoplayback.h"
 
 #include <utility>
-
-namespace {
-
-// Message ids of the sample chats grow in steps of two; new messages keep to that.
-constexpr qint64 MessageIdStep = 2;
-
-} // namespace
 
 GalleryController::GalleryController(GalleryAccount *account, MediaMgr *hub, QObject *parent)
     : QObject(parent)
@@ -37,13 +28,18 @@ GalleryController::GalleryController(GalleryAccount *account, MediaMgr *hub, QOb
     , m_chats(new ChatListModel(account, this))
     , m_files(new MediaFiles(account->fileManager(), this))
     , m_video(new VideoPlayback(account, this))
+    , m_search(new GallerySearch(account, hub->mediaPreview(), this))
+    , m_actions(new ItemActions(account, hub, m_files, this))
 {
     account->setHub(hub);
-    connect(account, &GalleryAccount::messagesDeleted, this, [this](int count) {
-        Q_EMIT notice(count == 1 ? tr("Message deleted") : tr("%n messages deleted", "", count));
-    });
-    connect(account, &GalleryAccount::messagesForwarded, this,
-            [this](int count) { Q_EMIT notice(tr("%n message(s) forwarded", "", count)); });
+    connect(account, &GalleryAccount::messagesDeleted, this,
+            [this](const QString &, const QList<qint64> &messageIds, bool bForEveryone) {
+                announceDeletion(messageIds, bForEveryone);
+            });
+    connect(account, &GalleryAccount::messagesForwarded, this, &GalleryController::announceForward);
+    connect(account, &GalleryAccount::cloudDriveTransferred, this,
+            &GalleryController::announceCloudDriveTransfer);
+    connect(m_actions, &ItemActions::notice, this, &GalleryController::notice);
 }
 
 void GalleryController::setCurrentChatId(const QString &dialogId)
@@ -63,16 +59,13 @@ bool GalleryController::addSamplePhoto()
         return false;
     }
     const qint64 time = m_account->currentTime();
-    const qint64 msgId = nextMessageId();
+    const qint64 msgId = m_account->nextMessageId(m_currentChatId);
     im::Message photo;
     if (!SamplePhoto::make(m_account, m_currentChatId, msgId, time, &photo)
-        || !m_account->storeMessages({photo})) {
+        || !m_account->receive(m_currentChatId, {photo})) {
         Q_EMIT notice(tr("The photo could not be stored"));
         return false;
     }
-    const MediaInfo info {MessageBase::create(photo, m_account->fileManager(), m_account->userId()),
-                          time, msgId, 0, false};
-    m_hub->saveResources(m_currentChatId, {info}, false);
     qCInfo(lcGallery) << "sent photo message" << msgId << "to" << m_currentChatId;
     Q_EMIT notice(tr("Photo sent"));
     return true;
@@ -107,6 +100,8 @@ void GalleryController::openGallery(const QString &dialogId)
     if (!m_gallery) {
         qCWarning(lcGallery) << "the account has no chat" << dialogId;
     }
+    auto *gallery = qobject_cast<MediaResourceMgr *>(m_gallery);
+    m_search->setChat(dialogId, gallery ? gallery->mediaSearch() : nullptr);
     Q_EMIT galleryChanged();
 }
 
@@ -134,13 +129,31 @@ QObject *GalleryController::player() const
     return MediaPlayer::instance();
 }
 
-// The newest stored message decides, so that a new photo lands above everything the chat holds.
-qint64 GalleryController::nextMessageId() const
+void GalleryController::announceForward(const QString &dialogId, int count)
 {
-    storage::MessageSearchInfo newest;
-    newest.dialogIds = {m_currentChatId};
-    newest.count = 1;
-    const QList<storage::MessageRecord> records =
-            m_account->storage()->messageStorage()->search(newest, nullptr);
-    return records.isEmpty() ? MessageIdStep : records.first().messageId + MessageIdStep;
+    Q_EMIT notice(count == 0 ? tr("Nothing could be forwarded")
+                             : tr("%n message(s) forwarded to %1", "", count)
+                                       .arg(m_chats->nameOf(dialogId)));
+}
+
+void GalleryController::announceDeletion(const QList<qint64> &messageIds, bool bForEveryone)
+{
+    const int count = int(messageIds.size());
+    if (bForEveryone) {
+        Q_EMIT notice(tr("%n message(s) deleted for everyone", "", count));
+    } else {
+        Q_EMIT notice(count == 1 ? tr("Message deleted") : tr("%n messages deleted", "", count));
+    }
+}
+
+void GalleryController::announceCloudDriveTransfer(const QStringList &paths, int failed)
+{
+    if (paths.isEmpty()) {
+        Q_EMIT notice(tr("Nothing could be copied to the cloud drive"));
+    } else if (paths.size() == 1 && failed == 0) {
+        Q_EMIT notice(tr("Copied to the cloud drive: %1").arg(paths.constFirst()));
+    } else {
+        Q_EMIT notice(tr("%n file(s) copied to the cloud drive in %1", "", int(paths.size()))
+                              .arg(m_account->cloudDriveFolder()));
+    }
 }

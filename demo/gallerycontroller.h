@@ -6,14 +6,16 @@
 #include <QtQml/qqmlregistration.h>
 
 class GalleryAccount;
+class GallerySearch;
 class ChatListModel;
+class ItemActions;
 class MediaFiles;
 class VideoPlayback;
 class MediaMgr;
 
-// What the gallery window works with: the chats, the gallery of the chosen chat and the two actions
-// that let a user watch media arrive and go. Holds one gallery at a time and releases it to the hub
-// when another chat is chosen.
+// What the gallery window works with: the chats, the gallery of the chosen chat with its search,
+// the actions on one item, and the two actions that let a user watch media arrive and go. Holds
+// one gallery at a time and releases it to the hub when another chat is chosen.
 //
 // Lives on the main thread; the hub and the account belong to the caller and outlive it.
 class GalleryController : public QObject
@@ -26,8 +28,14 @@ class GalleryController : public QObject
     Q_MOC_INCLUDE("mediamgr.h")
     Q_MOC_INCLUDE("galleryaccount.h")
     Q_MOC_INCLUDE("videoplayback.h")
+    Q_MOC_INCLUDE("gallerysearch.h")
+    Q_MOC_INCLUDE("itemactions.h")
     Q_PROPERTY(ChatListModel *chats READ chats CONSTANT)
     Q_PROPERTY(MediaFiles *files READ files CONSTANT)
+    // The media search of the chosen chat, or of all chats.
+    Q_PROPERTY(GallerySearch *search READ search CONSTANT)
+    // Open, save, forward and delete one item.
+    Q_PROPERTY(ItemActions *actions READ actions CONSTANT)
     // The viewer's video player.
     Q_PROPERTY(VideoPlayback *video READ video CONSTANT)
     Q_PROPERTY(MediaMgr *hub READ hub CONSTANT)
@@ -47,11 +55,13 @@ class GalleryController : public QObject
 
 public:
     // The gallery open at the end stays with the hub, which deletes it in clearData(). Tells the
-    // account of the hub, so that the deletions it carries out reach the lists.
+    // account of the hub, so that the messages it stores and deletes reach the lists.
     GalleryController(GalleryAccount *account, MediaMgr *hub, QObject *parent = nullptr);
 
     ChatListModel *chats() const { return m_chats; }
     MediaFiles *files() const { return m_files; }
+    GallerySearch *search() const { return m_search; }
+    ItemActions *actions() const { return m_actions; }
     VideoPlayback *video() const { return m_video; }
     MediaMgr *hub() const { return m_hub; }
     GalleryAccount *account() const { return m_account; }
@@ -83,13 +93,17 @@ Q_SIGNALS:
 private:
     void openGallery(const QString &dialogId);
     void releaseGallery();
-    qint64 nextMessageId() const;
+    void announceForward(const QString &dialogId, int count);
+    void announceDeletion(const QList<qint64> &messageIds, bool bForEveryone);
+    void announceCloudDriveTransfer(const QStringList &paths, int failed);
 
     GalleryAccount *const m_account;
     MediaMgr *const m_hub;
-    ChatListModel *const m_chats; // child
-    MediaFiles *const m_files;    // child
-    VideoPlayback *const m_video; // child
+    ChatListModel *const m_chats;  // child
+    MediaFiles *const m_files;     // child
+    VideoPlayback *const m_video;  // child
+    GallerySearch *const m_search; // child
+    ItemActions *const m_actions;  // child
     QString m_currentChatId;
     // Owned by the hub, which deletes it some time after releaseGallery(): only held while open.
     QPointer<QObject> m_gallery;

@@ -41,6 +41,8 @@ MediaFiles::MediaFiles(FileManager *files, QObject *parent)
 {
     connect(files->downloadFileMgr(), &DownloadFileMgr::downloadFinished, this,
             &MediaFiles::onDownloadFinished);
+    connect(files->downloadFileMgr(), &DownloadFileMgr::downloadProgress, this,
+            &MediaFiles::onDownloadProgress);
 }
 
 MediaFiles::~MediaFiles()
@@ -134,6 +136,37 @@ QString MediaFiles::artist(ResourceItem *item) const
     return music ? music->artist() : QString();
 }
 
+QString MediaFiles::fileId(ResourceItem *item) const
+{
+    const QSharedPointer<FileData> source = sourceOf(item);
+    return source ? source->fileId() : QString();
+}
+
+QString MediaFiles::downloadedPath(const QString &fileId) const
+{
+    const QSharedPointer<FileData> file = m_files->filePtrWithId(fileId, true);
+    return file && isOnDisk(file) ? file->localPath() : QString();
+}
+
+bool MediaFiles::fetch(ResourceItem *item)
+{
+    const QSharedPointer<FileData> source = sourceOf(item);
+    if (!source) {
+        return false;
+    }
+    m_failed.remove(source->fileId());
+    requestDownload(source);
+    return true;
+}
+
+qreal MediaFiles::progress(const QString &fileId) const
+{
+    if (!m_pending.contains(fileId)) {
+        return -1;
+    }
+    return m_progress.value(fileId, 0);
+}
+
 QSharedPointer<MusicItem> MediaFiles::musicOf(ResourceItem *item)
 {
     return item ? item->contentItem().dynamicCast<MusicItem>() : QSharedPointer<MusicItem>();
@@ -170,13 +203,23 @@ void MediaFiles::requestDownload(const QSharedPointer<FileData> &file)
     m_files->downloadFileMgr()->download(file, true, DOWNLOAD_VIEW);
 }
 
+void MediaFiles::onDownloadProgress(const QString &fileId, qint64 received, qint64 total)
+{
+    if (m_pending.contains(fileId) && total > 0) {
+        m_progress.insert(fileId, qreal(received) / qreal(total));
+        Q_EMIT progressChanged(fileId);
+    }
+}
+
 void MediaFiles::onDownloadFinished(const QString &fileId, bool ok)
 {
     if (!m_pending.remove(fileId)) {
         return;
     }
+    m_progress.remove(fileId);
+    Q_EMIT progressChanged(fileId);
     if (!ok) {
-        qCWarning(lcGallery) << "cannot download the picture" << fileId;
+        qCWarning(lcGallery) << "cannot download the file" << fileId;
         m_failed.insert(fileId);
     }
     Q_EMIT pendingDownloadsChanged();
@@ -199,6 +242,6 @@ void MediaFiles::waitForDownloads() const
         QThread::msleep(5);
     }
     if (anyRunning()) {
-        qCWarning(lcGallery) << "thumbnail downloads still running at exit";
+        qCWarning(lcGallery) << "downloads still running at exit";
     }
 }

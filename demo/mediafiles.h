@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QSharedPointer>
@@ -14,7 +15,8 @@ class ResourceItem;
 
 // What the gallery's delegates show of an item's files, which QML cannot reach itself: the
 // content item behind a message is no QObject. Thumbnails that are not in the cache yet are
-// downloaded here; fileReady() tells the delegates to ask again.
+// downloaded here, and so are the files the user opens; fileReady() tells the delegates to ask
+// again.
 //
 // Lives on the main thread; the file library's download signals arrive queued from the network
 // thread.
@@ -29,10 +31,10 @@ class MediaFiles : public QObject
 public:
     // files must outlive this object.
     explicit MediaFiles(FileManager *files, QObject *parent = nullptr);
-    // Lets the thumbnail downloads still running end first; see waitForDownloads().
+    // Lets the downloads still running end first; see waitForDownloads().
     ~MediaFiles() override;
 
-    // Thumbnail downloads asked for and not finished.
+    // Downloads asked for and not finished.
     int pendingDownloads() const { return int(m_pending.size()); }
 
     // The rounded thumbnail of a photo or video for an Image, once its picture is on disk; empty
@@ -54,21 +56,35 @@ public:
     Q_INVOKABLE QString title(ResourceItem *item) const;
     Q_INVOKABLE QString artist(ResourceItem *item) const;
 
+    // The id of the item's own file (not its thumbnail); empty without one.
+    Q_INVOKABLE QString fileId(ResourceItem *item) const;
+    // Where a file is, once complete on disk; empty before, and for an unknown file.
+    QString downloadedPath(const QString &fileId) const;
+    // Downloads the item's own file, which the user wants on disk: asked for even after an
+    // earlier failure. fileReady() tells the end. False without a file.
+    bool fetch(ResourceItem *item);
+    // The share of a file downloaded, from 0 to 1, while a download asked for here runs; -1
+    // otherwise.
+    Q_INVOKABLE qreal progress(const QString &fileId) const;
+
 Q_SIGNALS:
     void pendingDownloadsChanged();
-    // A thumbnail download ended, well or not.
+    // A download asked for here ended, well or not.
     void fileReady(const QString &fileId);
+    void progressChanged(const QString &fileId);
 
 private:
     QSharedPointer<FileData> pictureOf(ResourceItem *item) const;
     QSharedPointer<FileData> sourceOf(ResourceItem *item) const;
     static QSharedPointer<MusicItem> musicOf(ResourceItem *item);
     void requestDownload(const QSharedPointer<FileData> &file);
+    void onDownloadProgress(const QString &fileId, qint64 received, qint64 total);
     void onDownloadFinished(const QString &fileId, bool ok);
     void waitForDownloads() const;
 
     FileManager *const m_files;
-    QSet<QString> m_requested; // every thumbnail id asked for
-    QSet<QString> m_pending;   // thumbnail ids asked for whose end was not told yet
-    QSet<QString> m_failed;    // not asked for again, so that a broken source cannot loop
+    QSet<QString> m_requested; // every file id asked for
+    QSet<QString> m_pending;   // file ids asked for whose end was not told yet
+    QSet<QString> m_failed;    // thumbnails not asked for again, so a broken source cannot loop
+    QHash<QString, qreal> m_progress; // pending downloads that reported progress
 };

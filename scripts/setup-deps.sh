@@ -10,6 +10,8 @@ packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
     qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml-workerscript
     qml6-module-qtquick-dialogs qml6-module-qtmultimedia
+    # The folder dialogs of Qt Quick browse with this module wherever no native dialog exists.
+    qml6-module-qt-labs-folderlistmodel
     libprotobuf-dev protobuf-compiler libsqlite3-dev
     libbenchmark-dev
     curl ffmpeg nginx-light xvfb sqlite3

@@ -109,7 +109,7 @@ Rectangle {
                             }
                         }
                         Label {
-                            text: row.kind === "Group" ? qsTr("Group") : row.kind === "System" ? qsTr("Service chat") : qsTr("Private chat")
+                            text: Theme.chatKindName(row.kind)
                             font.pixelSize: 12
                             color: row.selected ? "#dbeafe" : Theme.secondaryText
                         }

@@ -3,12 +3,28 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import MediaGallery
 
-// A document: its type as a coloured badge, name, size and date.
+// A document: its type as a coloured badge, name, size and date. A click opens it with the
+// system's application, downloading it first with its progress shown.
 ListRow {
     id: row
 
     property MediaFiles files
     readonly property string suffix: files ? files.suffix(itemModel) : ""
+    readonly property string fileId: files ? files.fileId(itemModel) : ""
+    // The share downloaded while a download runs, else -1.
+    property real progress: files ? files.progress(fileId) : -1
+
+    objectName: "fileRow"
+    clickable: true
+    onActivated: if (gallery) gallery.controller.actions.openFile(itemModel)
+
+    Connections {
+        target: row.files
+        function onProgressChanged(fileId) {
+            if (fileId === row.fileId)
+                row.progress = row.files.progress(fileId);
+        }
+    }
 
     Rectangle {
         Layout.preferredWidth: 44
@@ -37,10 +53,19 @@ ListRow {
             color: Theme.text
         }
         Label {
-            text: Theme.size(row.files ? row.files.fileSize(row.itemModel) : 0) + "  \u00b7  "
-                  + Theme.longDate(row.itemModel.dateTime)
+            text: row.progress >= 0
+                  ? qsTr("Downloading, %1 %").arg(Math.round(row.progress * 100))
+                  : Theme.size(row.files ? row.files.fileSize(row.itemModel) : 0) + "  \u00b7  "
+                    + Theme.longDate(row.itemModel.dateTime)
             font.pixelSize: 12
             color: Theme.secondaryText
+        }
+        ProgressBar {
+            objectName: "fileProgress"
+            Layout.fillWidth: true
+            Layout.preferredHeight: 4
+            visible: row.progress >= 0
+            value: Math.max(0, row.progress)
         }
     }
 }

@@ -3,13 +3,18 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import MediaGallery
 
-// The shared media of the chosen chat: a header with the actions, the tabs, and one list per tab.
+// The shared media of the chosen chat: a header with the actions, the search, the tabs, and one
+// list per tab, which shows the chat's items or the search's hits.
 Rectangle {
     id: pane
 
     required property GalleryController controller
     // The full-screen viewer that photos and videos open in.
     property var viewer: null
+    // The context menu of one item, and the chat picker that forwards go through.
+    property var itemMenu: null
+    property var chatPicker: null
+    readonly property GallerySearch search: controller.search
     // Selection mode: a click ticks a photo instead of opening it, a drag ticks a range.
     property bool selecting: false
     readonly property var selector: controller.selector
@@ -18,7 +23,7 @@ Rectangle {
     property bool dragValue: true
     property bool dragged: false
     // The photo list's area, in whose coordinates a drag reports where it is.
-    readonly property Item photoList: photoTab
+    readonly property Item photoList: chatLists.photoView
     // The last tile ticked by a click, where a shift-click range starts.
     property point lastClicked: Qt.point(-1, -1)
 
@@ -38,7 +43,7 @@ Rectangle {
     function tileClicked(tile, modifiers) {
         if (!selecting) {
             if (viewer)
-                viewer.openAt(tile.itemModel);
+                viewer.openAt(tile.itemModel, search.isActive ? search : null);
             return;
         }
         const model = listOf(2) ? listOf(2).resourceModel : null;
@@ -61,7 +66,7 @@ Rectangle {
 
     function dragMoved(x, y) {
         const model = listOf(2) ? listOf(2).resourceModel : null;
-        const tile = photoTab.tileAt(x, y);
+        const tile = chatLists.photoView.tileAt(x, y);
         if (!tile || !model || dragStart.x < 0)
             return;
         if (!dragged && tile.selectPoint === dragStart)
@@ -74,6 +79,11 @@ Rectangle {
         if (dragStart.x >= 0)
             selector.endSelect();
         dragStart = Qt.point(-1, -1);
+    }
+
+    function showItemMenu(item, source, x, y) {
+        if (itemMenu)
+            itemMenu.openFor(item, source, x, y);
     }
     // The type code of the list shown: 2 photos and videos, 6 files, 1 links, 4 music, 3 voice.
     property int currentType: 2
@@ -88,9 +98,22 @@ Rectangle {
     readonly property int currentIndex: Math.max(0, tabs.findIndex(t => t.type === currentType))
     onCurrentTypeChanged: endSelection()
     onSelectorChanged: lastClicked = Qt.point(-1, -1)
-    readonly property Item currentView: [photoTab, fileTab, linkTab, musicTab, voiceTab][currentIndex]
+    readonly property Item currentView: (search.isActive ? hitLists : chatLists).currentView
     readonly property bool pageReady: currentView !== null && currentView.firstPageLoaded
-                                      && controller.files.pendingDownloads === 0
+                                      && !search.isQuerying && controller.files.pendingDownloads === 0
+
+    Binding {
+        target: pane.search
+        property: "type"
+        value: pane.currentType
+    }
+    Connections {
+        target: pane.search
+        function onIsActiveChanged() {
+            if (pane.search.isActive)
+                pane.endSelection();
+        }
+    }
 
     function listOf(type) {
         return controller.gallery ? controller.gallery.mediaResource(type) : null;
@@ -147,7 +170,7 @@ Rectangle {
                 objectName: "selectButton"
                 text: pane.selecting ? qsTr("Cancel") : qsTr("Select")
                 glyph: "\u2713"
-                enabled: pane.selector !== null && pane.currentType === 2
+                enabled: pane.selector !== null && pane.currentType === 2 && !pane.search.isActive
                 onClicked: pane.selecting ? pane.endSelection() : (pane.selecting = true)
             }
             ToolButtonFlat {
@@ -167,8 +190,9 @@ Rectangle {
                 enabled: pane.controller.gallery !== null
                 onClicked: {
                     if (pane.controller.addSamplePhoto()) {
+                        pane.search.clear();
                         pane.currentType = 2;
-                        photoTab.showNewest();
+                        chatLists.showNewest();
                     }
                 }
             }
@@ -181,6 +205,11 @@ Rectangle {
                     pane.controller.deleteNewest(list ? list.resourceModel : null);
                 }
             }
+        }
+
+        SearchBar {
+            Layout.fillWidth: true
+            search: pane.search
         }
 
         // Tabs.
@@ -251,61 +280,22 @@ Rectangle {
         }
 
         StackLayout {
-            id: stack
             Layout.fillWidth: true
             Layout.fillHeight: true
-            currentIndex: pane.currentIndex
+            currentIndex: pane.search.isActive ? 1 : 0
 
-            ListTab {
-                id: photoTab
-                resource: pane.listOf(2)
-                emptyGlyph: "\u25a3"
-                emptyTitle: qsTr("No photos or videos yet")
-                emptyText: qsTr("Photos and videos shared in this chat show up here.")
-                delegate: PhotoSection {
-                    files: pane.controller.files
-                    gallery: pane
-                }
+            TabLists {
+                id: chatLists
+                gallery: pane
+                currentIndex: pane.currentIndex
+                sourceOf: type => pane.listOf(type)
             }
-            ListTab {
-                id: fileTab
-                resource: pane.listOf(6)
-                emptyGlyph: "\u2630"
-                emptyTitle: qsTr("No files yet")
-                emptyText: qsTr("Documents shared in this chat show up here.")
-                delegate: FileRow { files: pane.controller.files }
-            }
-            ListTab {
-                id: linkTab
-                resource: pane.listOf(1)
-                emptyGlyph: "\u2197"
-                emptyTitle: qsTr("No links yet")
-                emptyText: qsTr("Links shared in this chat show up here.")
-                delegate: LinkRow { }
-            }
-            ListTab {
-                id: musicTab
-                resource: pane.listOf(4)
-                emptyGlyph: "\u266a"
-                emptyTitle: qsTr("No music yet")
-                emptyText: qsTr("Songs shared in this chat show up here.")
-                delegate: MusicRow {
-                    files: pane.controller.files
-                    player: pane.controller.player
-                    accountId: pane.controller.account.userId
-                }
-            }
-            ListTab {
-                id: voiceTab
-                resource: pane.listOf(3)
-                emptyGlyph: "\u25cf"
-                emptyTitle: qsTr("No voice messages yet")
-                emptyText: qsTr("Voice messages of this chat show up here.")
-                delegate: VoiceRow {
-                    files: pane.controller.files
-                    player: pane.controller.player
-                    accountId: pane.controller.account.userId
-                }
+            TabLists {
+                id: hitLists
+                gallery: pane
+                currentIndex: pane.currentIndex
+                searching: true
+                sourceOf: type => pane.search.isActive && pane.search.type === type ? pane.search : null
             }
         }
 
@@ -313,6 +303,7 @@ Rectangle {
             Layout.fillWidth: true
             visible: pane.selecting
             selector: pane.selector
+            chatPicker: pane.chatPicker
             onDone: pane.endSelection()
             onSaved: folder => pane.controller.notice(qsTr("Saved to %1").arg(folder))
         }
@@ -325,7 +316,7 @@ Rectangle {
         calendar: pane.controller.calendar
         onDaySelected: item => {
             if (pane.viewer)
-                pane.viewer.openAt(item);
+                pane.viewer.openAt(item, null);
         }
     }
 }

@@ -3,14 +3,18 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import MediaGallery
 
-// A shared link: the site's initial, its title, the address and the message around it.
+// A shared link: the site's initial, its title, the address and the message around it. A click
+// opens the address in the system's browser.
 ListRow {
     id: row
 
     readonly property string title: itemModel.title ?? ""
     readonly property string link: itemModel.link ?? ""
 
+    objectName: "linkRow"
     implicitHeight: 76
+    clickable: true
+    onActivated: Qt.openUrlExternally(link)
 
     Rectangle {
         Layout.preferredWidth: 44

@@ -2,12 +2,14 @@ import QtQuick
 import QtQuick.Controls.Basic
 import MediaGallery
 
-// One typed list of the gallery: its rows, older pages loaded as the user nears the end, a busy
-// indicator while a page loads, and the empty state once the first page came back empty.
+// One typed list of the gallery, or the hits of a search: its rows, older pages loaded as the user
+// nears the end, a busy indicator while a page loads, and the empty state once the first page
+// came back empty.
 Item {
     id: tab
 
-    // The MediaResource of the list, from the gallery.
+    // The MediaResource of the list, from the gallery, or the gallery's search: its resourceModel,
+    // isQuerying and loadBefore(count) are what the list uses.
     property var resource: null
     property alias delegate: list.delegate
     property string emptyGlyph
@@ -15,6 +17,8 @@ Item {
     property string emptyText
     // Set once the first page of the current resource has arrived, empty or not.
     property bool firstPageLoaded: false
+    // The rows shown (sections of the photo grid).
+    readonly property int count: list.count
 
     readonly property bool isQuerying: resource !== null && resource.isQuerying
     readonly property int pageSize: 50
@@ -86,13 +90,13 @@ Item {
 
     BusyIndicator {
         anchors.centerIn: parent
-        running: !tab.firstPageLoaded && tab.resource !== null
+        running: tab.resource !== null && list.count === 0 && (!tab.firstPageLoaded || tab.isQuerying)
         visible: running
     }
 
     EmptyState {
         anchors.centerIn: parent
-        visible: tab.firstPageLoaded && list.count === 0
+        visible: tab.firstPageLoaded && !tab.isQuerying && list.count === 0
         glyph: tab.emptyGlyph
         title: tab.emptyTitle
         text: tab.emptyText

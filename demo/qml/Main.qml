@@ -66,6 +66,8 @@ ApplicationWindow {
                     controller: window.controller
                     currentType: window.initialTab
                     viewer: viewer
+                    itemMenu: itemMenu
+                    chatPicker: chatPicker
                 }
             }
 
@@ -97,6 +99,18 @@ ApplicationWindow {
         files: window.controller.files
         video: window.controller.video
         preview: window.controller.preview
+        itemMenu: itemMenu
+    }
+
+    ChatPicker {
+        id: chatPicker
+        chats: window.controller.chats
+    }
+
+    ItemMenu {
+        id: itemMenu
+        controller: window.controller
+        chatPicker: chatPicker
     }
 
     Rectangle {

@@ -112,29 +112,38 @@ Item {
     }
 
     // In selection mode a press that moves on ticks the tiles it crosses; the list does not
-    // scroll away under it.
+    // scroll away under it. A right click offers the item's actions.
     MouseArea {
         id: mouse
         anchors.fill: parent
         hoverEnabled: true
+        acceptedButtons: Qt.LeftButton | Qt.RightButton
         cursorShape: Qt.PointingHandCursor
         preventStealing: tile.selecting
         property bool moved: false
-        onPressed: {
+        readonly property bool dragging: tile.selecting && (pressedButtons & Qt.LeftButton)
+        onPressed: mouse => {
             moved = false;
-            if (tile.selecting)
+            if (tile.selecting && mouse.button === Qt.LeftButton)
                 tile.gallery.dragBegan(tile);
         }
         onPositionChanged: mouse => {
-            if (!tile.selecting || !pressed)
+            if (!dragging)
                 return;
             const p = mapToItem(tile.gallery.photoList, mouse.x, mouse.y);
             tile.gallery.dragMoved(p.x, p.y);
             moved = tile.gallery.dragged;
         }
-        onReleased: if (tile.selecting) tile.gallery.dragEnded()
+        onReleased: mouse => {
+            if (tile.selecting && mouse.button === Qt.LeftButton)
+                tile.gallery.dragEnded();
+        }
         onClicked: mouse => {
-            if (!moved && tile.gallery)
+            if (!tile.gallery)
+                return;
+            if (mouse.button === Qt.RightButton)
+                tile.gallery.showItemMenu(tile.itemModel, tile, mouse.x, mouse.y);
+            else if (!moved)
                 tile.gallery.tileClicked(tile, mouse.modifiers);
         }
     }

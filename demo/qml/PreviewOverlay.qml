@@ -14,6 +14,10 @@ Rectangle {
     property VideoPlayback video
     // The hub's MediaPreview.
     property var preview: null
+    // The context menu of the item shown.
+    property var itemMenu: null
+    // An item was shown since the viewer opened: when none is left, the viewer closes.
+    property bool showedItem: false
     readonly property bool isOpen: visible
     readonly property var item: preview ? preview.resourceItem : null
     readonly property bool isVideo: item !== null && item.type === 5
@@ -22,10 +26,16 @@ Rectangle {
     readonly property bool paintsFrames: GraphicsInfo.api === GraphicsInfo.Software
     property url source
 
-    function openAt(resourceItem) {
+    // Opens on a chat's item, stepping through the chat's items; or, given the gallery's search,
+    // on one of its hits, stepping through the hits.
+    function openAt(resourceItem, search) {
         if (!preview || !resourceItem)
             return;
-        preview.loadFirstByMedia(resourceItem, false);
+        showedItem = false;
+        if (search)
+            search.openInPreview(resourceItem);
+        else
+            preview.loadFirstByMedia(resourceItem, false);
         visible = true;
         forceActiveFocus();
     }
@@ -63,6 +73,10 @@ Rectangle {
         if (video)
             video.stop();
         refreshSource();
+        if (item)
+            showedItem = true;
+        else if (showedItem && visible)
+            close();
     }
 
     Keys.onLeftPressed: step(false)
@@ -213,11 +227,24 @@ Rectangle {
     }
 
     NavButton {
+        id: closeButton
         anchors.right: parent.right
         anchors.top: parent.top
         anchors.margins: 16
         glyph: "\u2715"
         onClicked: viewer.close()
+    }
+
+    NavButton {
+        id: menuButton
+        objectName: "previewMenu"
+        anchors.right: closeButton.left
+        anchors.top: parent.top
+        anchors.topMargin: 16
+        anchors.rightMargin: 12
+        glyph: "\u22ef"
+        enabled: viewer.item !== null && viewer.itemMenu !== null
+        onClicked: viewer.itemMenu.openFor(viewer.item, menuButton, 0, menuButton.height + 6)
     }
 
     Column {

@@ -11,6 +11,8 @@ Rectangle {
 
     // The chat's MediaSelector.
     property var selector: null
+    // The ChatPicker that a forward asks for its chat.
+    property var chatPicker: null
     readonly property int count: selector ? selector.selectCount : 0
     signal done
     signal saved(string folder)
@@ -62,14 +64,22 @@ Rectangle {
         ToolButtonFlat {
             text: qsTr("Forward")
             glyph: "\u27a6"
-            enabled: bar.selector !== null && bar.selector.forwardableCount > 0
-            onClicked: bar.selector.forwardMessages({})
+            enabled: bar.selector !== null && bar.chatPicker !== null
+                     && bar.selector.forwardableCount > 0
+            onClicked: bar.chatPicker.choose(qsTr("Forward %n item(s) to", "", bar.count),
+                                             dialogId => bar.selector.forwardMessages({ dialogId: dialogId }))
         }
         ToolButtonFlat {
-            text: qsTr("Save to folder")
+            text: qsTr("Save")
             glyph: "\u2193"
             enabled: bar.count > 0
             onClicked: folderDialog.open()
+        }
+        ToolButtonFlat {
+            text: qsTr("Cloud drive")
+            glyph: "\u2601"
+            enabled: bar.selector !== null && bar.selector.forwardableCount > 0
+            onClicked: bar.selector.transferToCloudDrive(0)
         }
         ToolButtonFlat {
             text: qsTr("Delete")

@@ -46,6 +46,25 @@ QtObject {
         }
     }
 
+    // What a chat is, by the kind the chat list gives it.
+    function chatKindName(kind) {
+        return kind === "Group" ? qsTr("Group") : kind === "System" ? qsTr("Service chat")
+                                                                    : qsTr("Private chat");
+    }
+
+    // What an item is, by its content type, as a sentence names it.
+    function itemKindName(type) {
+        switch (type) {
+        case 1: return qsTr("link");
+        case 2: return qsTr("photo");
+        case 3: return qsTr("voice message");
+        case 4: return qsTr("song");
+        case 5: return qsTr("video");
+        case 6: return qsTr("file");
+        default: return qsTr("message");
+        }
+    }
+
     function startOfToday() {
         const now = new Date();
         return new Date(now.getFullYear(), now.getMonth(), now.getDate()).getTime();

@@ -105,6 +105,10 @@ public:
 Q_SIGNALS:
     void onlineChanged();
 
+protected:
+    // The server's side of the request channel, for a host that plays the server's answers too.
+    ServerHistory *serverHistory() const { return m_server.get(); }
+
 private:
     void loadDialogs();
 

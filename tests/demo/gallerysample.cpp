@@ -54,7 +54,8 @@ int firstVideoPosition(AccountBase &account, const QString &dialogId)
 bool GallerySample::create(const QString &folder)
 {
     SampleAccount::Options options;
-    options.mediaCount = 120;
+    // Enough photos that a search across chats pages on.
+    options.mediaCount = 360;
     options.now = QDateTime(QDate(2026, 5, 20), QTime(15, 30)).toMSecsSinceEpoch();
     if (!SampleAccount::create(folder, options, nullptr)) {
         return false;

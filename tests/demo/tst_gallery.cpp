@@ -10,10 +10,10 @@
 namespace {
 
 const QSize WindowSize(1100, 720);
-// The section rail, the chat list and the gallery's header and tabs; the list area lies right of
-// and below them.
+// The section rail, the chat list and the gallery's header, search bar and tabs; the list area lies
+// right of and below them.
 constexpr int ListLeft = 400;
-constexpr int ListTop = 150;
+constexpr int ListTop = 170;
 constexpr int Tile = 100;
 
 int distinctColours(const QImage &image, const QRect &area)
