@@ -752,11 +752,16 @@ void MediaMgr::deleteMedias(const QList<storage::FileReferenceInfo> &rows)
         }
     }
     for (qsizetype from = 0; from < candidates.size(); from += LOAD_COUNT) {
-        deleteUnnamedFiles(candidates.mid(from, LOAD_COUNT), contents.mid(from, LOAD_COUNT));
+        if (!deleteUnnamedFiles(candidates.mid(from, LOAD_COUNT), contents.mid(from, LOAD_COUNT))) {
+            // The rows are gone, so the expiry deletes these files once no row names them.
+            qCWarning(lcMedia) << "removed media: which files other rows still name cannot be "
+                                  "read; their files stay";
+            return;
+        }
     }
 }
 
-void MediaMgr::deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
+bool MediaMgr::deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
                                   const QList<ResourceData> &contents)
 {
     QList<QString> fileIds;
@@ -764,7 +769,11 @@ void MediaMgr::deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candi
     for (const storage::FileReferenceInfo &row : candidates) {
         fileIds.append(row.fileId);
     }
-    const QMap<QString, int> stillNamed = fileReferenceDb()->fileReferences(fileIds);
+    bool ok = false;
+    const QMap<QString, int> stillNamed = fileReferenceDb()->fileReferences(fileIds, &ok);
+    if (!ok) {
+        return false;
+    }
     QList<std::pair<int, ResourceData>> unnamed;
     for (qsizetype i = 0; i < candidates.size(); ++i) {
         if (!stillNamed.contains(fileIds.at(i))) {
@@ -772,6 +781,7 @@ void MediaMgr::deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candi
         }
     }
     deleteResourceFiles(unnamed, false);
+    return true;
 }
 
 // ---- removal ----
@@ -912,7 +922,8 @@ void MediaMgr::clearLocalMedia()
     m_localClearFuture = QtConcurrent::run([this, limits](QPromise<void> &promise) {
         MediaExpiry expiry(this, limits);
         expiry.setCancel([&promise] { return promise.isCanceled(); });
-        if (!expiry.run().bCancelled) {
+        const MediaExpiry::Summary summary = expiry.run();
+        if (!summary.bCancelled && !summary.bFailed) {
             clearTempMedia();
             QMetaObject::invokeMethod(
                     this, [this] { Q_EMIT localMediaCleared(); }, Qt::QueuedConnection);
@@ -927,7 +938,13 @@ void MediaMgr::clearTempMedia()
     storage::UserStorageProvider *storage = m_account->storage();
     const QString cacheRoot = m_account->userCacheDataPath();
     for (;;) {
-        const QList<storage::BufferFileInfo> page = storage->bufferFileStorage()->infos(LOAD_COUNT);
+        bool ok = false;
+        const QList<storage::BufferFileInfo> page =
+                storage->bufferFileStorage()->infos(LOAD_COUNT, &ok);
+        if (!ok) {
+            qCWarning(lcMedia) << "temporary files cleanup stopped: their table cannot be read";
+            return;
+        }
         if (page.isEmpty()) {
             return;
         }
@@ -965,41 +982,62 @@ void MediaMgr::onAppIsActive(bool isActive)
     });
 }
 
-// A page's files go as sources first; what no record names as its source may be a thumbnail.
+// A page's files go as sources first; what no record names as its source may be a thumbnail. A
+// read that fails stops the cleanup: a file whose naming rows are unknown stays.
 bool MediaMgr::clearFocusLostMedia(const std::function<bool()> &isCancelled)
 {
+    if (m_keepSetting->hasUnreadKeepTimes()) {
+        qCWarning(lcMedia) << "focus-loss cleanup skipped: the dialogs' keep times are unknown";
+        return false;
+    }
     storage::CacheFileStorage *cache = m_account->storage()->cacheFileStorage();
     storage::CacheFileInfo cursor;
     while (!isCancelled()) {
+        bool ok = false;
         const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT);
+                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
+        if (!ok || !clearFocusLostPage(page)) {
+            qCWarning(lcMedia) << "focus-loss cleanup stopped: the cache or the rows naming its "
+                                  "files cannot be read";
+            return false;
+        }
         if (page.isEmpty()) {
             return true;
         }
         cursor = page.constLast();
-        QMap<int, QList<QString>> fileIdsByType;
-        for (const storage::CacheFileInfo &row : page) {
-            fileIdsByType[row.type].append(row.fileId);
-        }
-        QSet<QString> deleted;
-        for (auto it = fileIdsByType.cbegin(); it != fileIdsByType.cend(); ++it) {
-            deleteSourceMedia(it.value(), it.key(), deleted);
-        }
-        QList<QString> maybeThumbs;
-        for (const storage::CacheFileInfo &row : page) {
-            if (!deleted.contains(row.fileId)) {
-                maybeThumbs.append(row.fileId);
-            }
-        }
-        deleteThumbMedia(maybeThumbs);
     }
     return false;
 }
 
-void MediaMgr::deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted)
+bool MediaMgr::clearFocusLostPage(const QList<storage::CacheFileInfo> &page)
 {
-    const auto byFileId = groupRows(fileReferenceDb()->infosWithFileIds(fileIds),
+    QMap<int, QList<QString>> fileIdsByType;
+    for (const storage::CacheFileInfo &row : page) {
+        fileIdsByType[row.type].append(row.fileId);
+    }
+    QSet<QString> deleted;
+    for (auto it = fileIdsByType.cbegin(); it != fileIdsByType.cend(); ++it) {
+        if (!deleteSourceMedia(it.value(), it.key(), deleted)) {
+            return false;
+        }
+    }
+    QList<QString> maybeThumbs;
+    for (const storage::CacheFileInfo &row : page) {
+        if (!deleted.contains(row.fileId)) {
+            maybeThumbs.append(row.fileId);
+        }
+    }
+    return deleteThumbMedia(maybeThumbs);
+}
+
+bool MediaMgr::deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted)
+{
+    bool ok = false;
+    const auto byFileId = groupRows(fileReferenceDb()->infosWithFileIds(fileIds, &ok),
                                     &storage::FileReferenceInfo::fileId);
+    if (!ok) {
+        return false;
+    }
     QList<std::pair<int, ResourceData>> resources;
     for (auto it = byFileId.cbegin(); it != byFileId.cend(); ++it) {
         if (!allLoseOnFocus(*m_keepSetting, it.value())) {
@@ -1012,12 +1050,17 @@ void MediaMgr::deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<Q
     for (const QString &id : deleteResourceFiles(resources, false)) {
         deleted.insert(id);
     }
+    return true;
 }
 
-void MediaMgr::deleteThumbMedia(const QList<QString> &thumbIds)
+bool MediaMgr::deleteThumbMedia(const QList<QString> &thumbIds)
 {
-    const auto byThumbId = groupRows(fileReferenceDb()->infosWithThumbIds(thumbIds),
+    bool ok = false;
+    const auto byThumbId = groupRows(fileReferenceDb()->infosWithThumbIds(thumbIds, &ok),
                                      &storage::FileReferenceInfo::thumbId);
+    if (!ok) {
+        return false;
+    }
     QList<CachedFile> thumbs;
     for (auto it = byThumbId.cbegin(); it != byThumbId.cend(); ++it) {
         if (!allLoseOnFocus(*m_keepSetting, it.value())) {
@@ -1028,6 +1071,7 @@ void MediaMgr::deleteThumbMedia(const QList<QString> &thumbIds)
         thumbs.append({it.key(), mediaBaseDir(CONTENT_PHOTO), data.thumbSuffix});
     }
     deleteCachedFiles(fileDataMgr(), m_account->storage()->cacheFileStorage(), thumbs);
+    return true;
 }
 
 // ---- selections and single-item actions ----

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cachefilestorage.h"
+#include "filedatamgr.h"
 #include "mediamodel_export.h"
 
 #include <QHash>
@@ -21,8 +22,13 @@ class MediaMgr;
 // Then by size: while the rows' total exceeds the cache size limit, the oldest files go, whatever
 // their dialogs' keep times, until the total is within the limit.
 //
+// Before both, the cache-file table is reconciled with the cache folders (FileDataMgr), so that
+// files a crash left without a row expire too, and rows of files that are gone free nothing.
+//
 // Files are deleted through the file library and their rows removed page by page, so a pass
-// stopped half-way leaves exactly the rows of the files still on disk. Runs on one worker thread;
+// stopped half-way leaves exactly the rows of the files still on disk. A read the pass decides on
+// that fails (the cache table, the rows naming a file, the dialogs' keep times) stops it at once:
+// it deletes nothing more, logs one warning and tells the caller. Runs on one worker thread;
 // reads the hub's keep settings, which are safe to query from there.
 class MEDIAMODEL_EXPORT MediaExpiry
 {
@@ -46,9 +52,11 @@ public:
 
     struct Summary
     {
-        qint64 files = 0;
+        qint64 files = 0; // deleted from disk: rows of files already gone are not counted
         qint64 bytes = 0; // as the rows recorded them
         bool bCancelled = false;
+        bool bFailed = false; // a read it rests on failed: it stopped, deleting nothing more
+        FileDataMgr::Reconciliation reconciled;
     };
 
     using ProgressFn = std::function<void(const Progress &)>;
@@ -62,16 +70,18 @@ public:
 
     // Called after each page; on the worker thread.
     void setProgress(ProgressFn progress) { m_progress = std::move(progress); }
-    // Asked between rows; true stops the pass.
+    // Asked between rows, and between the steps of the reconciliation; true stops the pass.
     void setCancel(CancelFn cancel) { m_cancel = std::move(cancel); }
 
     Summary run();
 
 private:
+    void reconcile();
     void expireByAge();
     void evictBySize();
-    // The dialogs naming each file of the page, by file id.
-    QHash<QString, QSet<QString>> dialogsNaming(const QList<storage::CacheFileInfo> &rows) const;
+    // The dialogs naming each file of the page, by file id; false when they cannot be read.
+    bool dialogsNaming(const QList<storage::CacheFileInfo> &rows,
+                       QHash<QString, QSet<QString>> &naming) const;
     bool isExpired(const storage::CacheFileInfo &row, const QSet<QString> &dialogIds);
     qint64 keepTimeOf(const QString &dialogId);
     bool isInScope(const storage::CacheFileInfo &row) const;
@@ -79,6 +89,10 @@ private:
     // recorded them. Files that stay are counted nowhere.
     qint64 deleteChosen();
     bool isCancelled();
+    // Whether the pass was neither cancelled nor stopped by a failed read.
+    bool isGoingOn() const { return !m_summary.bCancelled && !m_summary.bFailed; }
+    // Stops the pass because what cannot be read.
+    void fail(const char *what);
     void report(Stage stage, qint64 done, qint64 total) const;
 
     MediaMgr *const m_hub;

@@ -53,6 +53,10 @@ public:
 
     // Reads the defaults and, unless bFast, the dialogs' own keep times.
     void loadLocalData(bool bFast);
+    // Whether the last load could not read the dialogs' own keep times, or the account its
+    // dialogs (and so their kinds): keepTime may then give the default of a dialog that keeps its
+    // media longer, and nothing may be deleted on it. Any thread.
+    bool hasUnreadKeepTimes() const;
     // Forgets the dialogs' keep times and empties the lists.
     void clear();
 
@@ -117,6 +121,7 @@ private:
     int m_privateKeepTime = -1;
     int m_groupKeepTime = -1;
     QHash<QString, Exception> m_exceptions;
+    bool m_exceptionsUnread = false; // the last load could not read them
     // Dialogs the account did not know at load are resolved on the host's database worker.
     bool m_resolving = false;
 

@@ -33,6 +33,7 @@ class SearchServiceCmd;
 struct ResourceData;
 namespace storage {
 class FileReferenceStorage;
+struct CacheFileInfo;
 struct FileReferenceInfo;
 } // namespace storage
 
@@ -220,8 +221,9 @@ private:
     void stopPlayback(const QString &dialogId, const std::function<void(const QString &)> &stop);
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
     // Deletes the files of the candidates that no row names any more. contents holds each
-    // candidate's restored ResourceData, in the same order.
-    void deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
+    // candidate's restored ResourceData, in the same order. False, deleting nothing, when the
+    // rows still naming them cannot be read.
+    bool deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
                             const QList<ResourceData> &contents);
     // Deletes the files of the records, each of its content type, with their thumbnails and
     // live-photo videos; returns the ids of the files gone, whose cache rows went with them.
@@ -231,12 +233,15 @@ private:
     void stopCleanups();
     void clearTempMedia();
     // The focus-loss cleanup: the cached files that only dialogs kept until focus loss name.
-    // False when stopped.
+    // False when stopped or when a read it rests on failed.
     bool clearFocusLostMedia(const std::function<bool()> &isCancelled);
+    // One page of the cache table; false when the rows naming its files cannot be read.
+    bool clearFocusLostPage(const QList<storage::CacheFileInfo> &page);
     // Deletes the files of type among fileIds, with their records' thumbnails and live photos,
-    // and adds every id deleted to deleted.
-    void deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted);
-    void deleteThumbMedia(const QList<QString> &thumbIds);
+    // and adds every id deleted to deleted. False, deleting nothing, when the rows naming them
+    // cannot be read; so for deleteThumbMedia.
+    bool deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted);
+    bool deleteThumbMedia(const QList<QString> &thumbIds);
 
     AccountBase *const m_account;
     MediaPreview *m_preview = nullptr;           // owned

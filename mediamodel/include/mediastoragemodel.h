@@ -140,11 +140,13 @@ private:
     void resetResults();
     void markDialogsQuerying();
     bool mayDelete(bool bDuringScan) const;
+    // False, with a warning, when the last scan could not read which chats the files are of.
+    bool knowsChatsOfFiles() const;
     void startDeletion(std::unique_ptr<Deletion> deletion);
     void applyMeasuredSize(int generation, int dataType, qint64 bytes);
     void finishTotals(int generation);
     void finishScan(int generation, QHash<QString, CacheFileRecord> files,
-                    QHash<QString, DialogScanRecord> dialogs);
+                    QHash<QString, DialogScanRecord> dialogs, bool bFailed);
     void applyDeleted(int generation, const QList<RemovedFile> &removed);
     void applyRemoved(int generation, const QList<RemovedFile> &removed);
     void forgetContent(DialogRecord &record, const MediaContentRecord &content);
@@ -203,5 +205,6 @@ private:
     int m_generation = 0; // raised whenever results are reset; stale results are dropped
     bool m_atQuery = false;
     bool m_reloadPending = false;
+    bool m_scanFailed = false;          // the last scan could not read which chats the files are of
     std::atomic<bool> m_cancel {false}; // read by the workers between files
 };

@@ -14,7 +14,10 @@ namespace network {
 // The process's local HTTP/1.1 server that lets a player in this process play a chat file while
 // it is still downloading. It listens on the IPv4 loopback address only, on a port the system
 // chooses, starts listening on the first getUrl and stops by itself 30 s after its last client
-// has gone. Clients ask for byte ranges; the bytes come from the account's DownloadFileMgr.
+// has gone. Clients ask for byte ranges; the bytes come from the account's DownloadFileMgr. It
+// holds at most a quarter of the process's descriptor limit in connections (from 4 to 256) and
+// stops accepting while at that cap, and answers requests naming a host other than the loopback
+// address as requests for an unknown file.
 //
 // All its objects (the listening socket, the idle timer, the client sockets) live on
 // network::getNetworkThread(). getUrl, disconnectForUser and close hand their work to that thread
@@ -51,6 +54,9 @@ private:
     void stopServer();
     void onNewConnection();
     void onDisconnected(QTcpSocket *socket);
+    void onAcceptError();
+    // Accepts again after a pause, unless the connections are at their cap.
+    void resumeAcceptingIfRoom();
     // Runs task on the network thread and waits for it; false when the server is released.
     bool runOnNetworkThread(const std::function<void()> &task);
 

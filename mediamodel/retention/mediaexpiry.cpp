@@ -3,6 +3,7 @@
 #include "accountbase.h"
 #include "appsettingmodel.h"
 #include "cachefilestorage.h"
+#include "cachelayout.h"
 #include "constants.h"
 #include "contenttype.h"
 #include "filedatamgr.h"
@@ -13,6 +14,8 @@
 #include "resourcedata.h"
 #include "storage/cachedfiles_p.h"
 #include "userstorageprovider.h"
+
+#include <QFileInfo>
 
 MediaExpiry::Limits MediaExpiry::limitsAt(const MediaMgr *hub, qint64 now)
 {
@@ -36,33 +39,56 @@ MediaExpiry::Summary MediaExpiry::run()
 {
     m_summary = {};
     m_keepTimes.clear();
-    if (m_limits.cutOff >= 1) {
+    reconcile();
+    if (m_limits.cutOff >= 1 && isGoingOn()) {
         expireByAge();
     }
-    if (m_limits.sizeLimit >= 1 && !m_summary.bCancelled) {
+    if (m_limits.sizeLimit >= 1 && isGoingOn()) {
         evictBySize();
     }
     qCDebug(lcMedia) << "media cache expiry removed" << m_summary.files << "files,"
-                     << m_summary.bytes << "bytes" << (m_summary.bCancelled ? "(stopped)" : "");
+                     << m_summary.bytes << "bytes" << (m_summary.bCancelled ? "(stopped)" : "")
+                     << (m_summary.bFailed ? "(failed)" : "");
     return m_summary;
+}
+
+void MediaExpiry::reconcile()
+{
+    m_summary.reconciled = m_hub->fileDataMgr()->reconcileCache([this] { return isCancelled(); });
+    if (!m_summary.reconciled.bComplete && !m_summary.bCancelled) {
+        fail("the cache and file tables");
+    }
 }
 
 // Rows are ordered by last use, so the walk ends at the first page that reaches the cut-off:
 // nothing after it is old enough for any dialog.
 void MediaExpiry::expireByAge()
 {
+    if (m_hub->mediaKeepSetting()->hasUnreadKeepTimes()) {
+        return fail("the dialogs' keep times");
+    }
     storage::CacheFileStorage *cache = m_hub->account()->storage()->cacheFileStorage();
-    const qint64 total = cache->count();
+    bool ok = false;
+    const qint64 total = cache->count(&ok);
+    if (!ok) {
+        return fail("the cache table");
+    }
     qint64 done = 0;
     storage::CacheFileInfo cursor;
     for (;;) {
         const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT);
+                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
+        if (!ok) {
+            return fail("the cache table");
+        }
         if (page.isEmpty()) {
             break;
         }
         cursor = page.constLast();
-        const QHash<QString, QSet<QString>> naming = dialogsNaming(page);
+        QHash<QString, QSet<QString>> naming;
+        if (!dialogsNaming(page, naming)) {
+            return fail("the rows naming the cached files");
+        }
         for (const storage::CacheFileInfo &row : page) {
             if (isCancelled()) {
                 deleteChosen();
@@ -86,12 +112,19 @@ void MediaExpiry::expireByAge()
 void MediaExpiry::evictBySize()
 {
     storage::CacheFileStorage *cache = m_hub->account()->storage()->cacheFileStorage();
-    const qint64 excess = cache->totalSize() - m_limits.sizeLimit;
+    bool ok = false;
+    const qint64 excess = cache->totalSize(&ok) - m_limits.sizeLimit;
+    if (!ok) {
+        return fail("the cache table");
+    }
     qint64 freed = 0;
     storage::CacheFileInfo cursor;
     while (freed < excess) {
         const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT);
+                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
+        if (!ok) {
+            return fail("the cache table");
+        }
         if (page.isEmpty()) {
             break;
         }
@@ -116,8 +149,9 @@ void MediaExpiry::evictBySize()
     }
 }
 
-QHash<QString, QSet<QString>>
-MediaExpiry::dialogsNaming(const QList<storage::CacheFileInfo> &rows) const
+// A file that no row names goes at the cut-off, so a failed lookup must never read as none.
+bool MediaExpiry::dialogsNaming(const QList<storage::CacheFileInfo> &rows,
+                                QHash<QString, QSet<QString>> &naming) const
 {
     QList<QString> fileIds;
     fileIds.reserve(rows.size());
@@ -125,21 +159,24 @@ MediaExpiry::dialogsNaming(const QList<storage::CacheFileInfo> &rows) const
         fileIds.append(row.fileId);
     }
     storage::FileReferenceStorage *references = m_hub->fileReferenceDb();
-    QHash<QString, QSet<QString>> naming;
-    for (const storage::FileReferenceInfo &ref : references->infosWithFileIds(fileIds)) {
+    bool bySource = false;
+    bool byThumb = false;
+    bool byLivePhoto = false;
+    for (const storage::FileReferenceInfo &ref : references->infosWithFileIds(fileIds, &bySource)) {
         naming[ref.fileId].insert(ref.dialogId);
     }
-    for (const storage::FileReferenceInfo &ref : references->infosWithThumbIds(fileIds)) {
+    for (const storage::FileReferenceInfo &ref : references->infosWithThumbIds(fileIds, &byThumb)) {
         naming[ref.thumbId].insert(ref.dialogId);
     }
     // A live photo's video is its resource's, named by the record alone when a thumbnail takes
     // the row's thumbnail id.
-    for (const storage::FileReferenceInfo &ref : references->infosWithLivePhotoIds(fileIds)) {
+    for (const storage::FileReferenceInfo &ref :
+         references->infosWithLivePhotoIds(fileIds, &byLivePhoto)) {
         ResourceData data;
         data.deserialize(ref.data);
         naming[data.livePhotoId].insert(ref.dialogId);
     }
-    return naming;
+    return bySource && byThumb && byLivePhoto;
 }
 
 bool MediaExpiry::isExpired(const storage::CacheFileInfo &row, const QSet<QString> &dialogIds)
@@ -170,17 +207,22 @@ bool MediaExpiry::isInScope(const storage::CacheFileInfo &row) const
 qint64 MediaExpiry::deleteChosen()
 {
     QList<CachedFile> files;
-    QHash<QString, qint64> sizes;
+    QHash<QString, qint64> sizes; // of the files on disk: a row whose file is gone frees nothing
     for (const storage::CacheFileInfo &row : std::as_const(m_chosen)) {
-        files.append({row.fileId, m_hub->mediaBaseDir(row.type), row.suffix});
-        sizes.insert(row.fileId, row.size);
+        const QString folder = m_hub->mediaBaseDir(row.type);
+        files.append({row.fileId, folder, row.suffix});
+        if (QFileInfo::exists(folder + CacheLayout::fileName(row.fileId, row.suffix))) {
+            sizes.insert(row.fileId, row.size);
+        }
     }
     m_chosen.clear();
     qint64 freed = 0;
     for (const QString &fileId : deleteCachedFiles(
                  m_hub->fileDataMgr(), m_hub->account()->storage()->cacheFileStorage(), files)) {
-        ++m_summary.files;
-        freed += sizes.value(fileId);
+        if (sizes.contains(fileId)) {
+            ++m_summary.files;
+            freed += sizes.value(fileId);
+        }
     }
     m_summary.bytes += freed;
     return freed;
@@ -192,6 +234,13 @@ bool MediaExpiry::isCancelled()
         m_summary.bCancelled = true;
     }
     return m_summary.bCancelled;
+}
+
+void MediaExpiry::fail(const char *what)
+{
+    m_summary.bFailed = true;
+    qCWarning(lcMedia) << "media cache expiry stopped:" << what
+                       << "cannot be read; nothing more is deleted";
 }
 
 void MediaExpiry::report(Stage stage, qint64 done, qint64 total) const

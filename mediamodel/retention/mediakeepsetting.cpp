@@ -95,7 +95,13 @@ void MediaKeepSetting::loadLocalData(bool bFast)
     {
         QMutexLocker locker(&m_mutex);
         m_exceptions.clear();
-        const auto rows = m_account->storage()->keepMediaSettingStorage()->infos();
+        bool read = false;
+        const auto rows = m_account->storage()->keepMediaSettingStorage()->infos(&read);
+        m_exceptionsUnread = !read;
+        if (!read) {
+            qCWarning(lcMedia) << "the dialogs' own keep times cannot be read; nothing expires by "
+                                  "age until they are";
+        }
         for (const storage::KeepMediaSettingInfo &row : rows) {
             if (!isKeepType(row.keepTime)) {
                 qCWarning(lcMedia) << "keep time" << row.keepTime << "of dialog" << row.dialogId
@@ -203,6 +209,12 @@ bool MediaKeepSetting::changeDefault(int &member, int keepTime)
     }
     member = keepTime;
     return true;
+}
+
+bool MediaKeepSetting::hasUnreadKeepTimes() const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_exceptionsUnread || !m_account->hasAllDialogs();
 }
 
 bool MediaKeepSetting::hasFocusLossDefault() const

@@ -283,6 +283,7 @@ struct ScanStep
     bool bRecursive = false;
 
     bool bComplete = false;
+    bool bLookupFailed = false; // the rows naming its files could not be read
     qint64 bytes = 0;
     QHash<QString, CacheFileRecord> files;
     QList<storage::FileReferenceInfo> fileRows;  // references naming a recorded file
@@ -329,11 +330,18 @@ void runScanStep(ScanStep &step, const QString &cacheRoot,
         return;
     }
     const QList<QString> fileIds = step.files.keys();
-    step.fileRows = references->infosWithFileIds(fileIds);
+    bool bySource = false;
+    bool byThumb = true;
+    step.fileRows = references->infosWithFileIds(fileIds, &bySource);
     if (step.recordedKind == CacheLayout::ImageKind) {
-        step.thumbRows = references->infosWithThumbIds(fileIds);
+        step.thumbRows = references->infosWithThumbIds(fileIds, &byThumb);
     }
-    step.bComplete = !stopped();
+    step.bLookupFailed = !bySource || !byThumb;
+    step.bComplete = !stopped() && !step.bLookupFailed;
+    if (step.bLookupFailed) {
+        step.fileRows.clear();
+        step.thumbRows.clear();
+    }
 }
 
 // Runs fn on every step, the calling thread taking steps in turn with helpers from the global
@@ -545,10 +553,12 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
         }
     };
     const auto finish = [model, generation](QHash<QString, CacheFileRecord> files,
-                                            QHash<QString, DialogScanRecord> dialogs) {
-        post(model, [model, generation, files = std::move(files), dialogs = std::move(dialogs)] {
-            model->finishScan(generation, files, dialogs);
-        });
+                                            QHash<QString, DialogScanRecord> dialogs,
+                                            bool bFailed = false) {
+        post(model,
+             [model, generation, files = std::move(files), dialogs = std::move(dialogs), bFailed] {
+                 model->finishScan(generation, files, dialogs, bFailed);
+             });
     };
 
     // Each step's files join the others as soon as it ends, while the other steps still walk.
@@ -559,7 +569,7 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     QList<ScanStep> steps = scanSteps(scan.cacheRoot, scan.stickerFolders, scan.miscFolders);
     runSideBySide(steps, [&](ScanStep &step) {
         runScanStep(step, scan.cacheRoot, scan.references, stopped);
-        if (!step.bComplete) {
+        if (!step.bComplete && !step.bLookupFailed) {
             return;
         }
         postSize(step.dataType, step.bytes);
@@ -572,12 +582,21 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
         fileRows += std::exchange(step.fileRows, {});
         thumbRows += std::exchange(step.thumbRows, {});
     });
-    const bool bComplete = std::all_of(steps.cbegin(), steps.cend(),
-                                       [](const ScanStep &step) { return step.bComplete; });
+    const bool bLookupFailed = std::any_of(steps.cbegin(), steps.cend(),
+                                           [](const ScanStep &step) { return step.bLookupFailed; });
+    const bool bComplete = std::all_of(steps.cbegin(), steps.cend(), [](const ScanStep &step) {
+        return step.bComplete || step.bLookupFailed;
+    });
     if (!bComplete || stopped()) {
         return finish({}, {});
     }
     post(model, [model, generation] { model->finishTotals(generation); });
+    // The files and their sizes stand; which chats they belong to is unknown.
+    if (bLookupFailed) {
+        qCWarning(lcMedia) << "storage: the chats of the cached files cannot be read; no chat's "
+                              "files are deleted until a scan can";
+        return finish(std::move(files), {}, true);
+    }
     QHash<QString, DialogScanRecord> dialogs =
             attributeFiles(scan.baseDirs, scan.fileDataMgr, files, fileRows, thumbRows, stopped);
     if (stopped()) {
@@ -601,12 +620,13 @@ void MediaStorageModel::finishTotals(int generation)
 }
 
 void MediaStorageModel::finishScan(int generation, QHash<QString, CacheFileRecord> files,
-                                   QHash<QString, DialogScanRecord> dialogs)
+                                   QHash<QString, DialogScanRecord> dialogs, bool bFailed)
 {
     if (generation != m_generation) {
         return;
     }
     QMutexLocker locker(&m_mutex);
+    m_scanFailed = bFailed;
     m_files = std::move(files);
     m_fileDialogs.clear();
     for (auto it = dialogs.begin(); it != dialogs.end(); ++it) {
@@ -1010,10 +1030,19 @@ void MediaStorageModel::deleteAllFileByType(const QList<int> &dataTypes)
     startDeletion(std::move(deletion));
 }
 
+bool MediaStorageModel::knowsChatsOfFiles() const
+{
+    if (m_scanFailed) {
+        qCWarning(lcMedia) << "storage: deletion by chat refused, the chats of the cached files "
+                              "could not be read";
+    }
+    return !m_scanFailed;
+}
+
 void MediaStorageModel::deleteAllFileByDialog(const QStringList &dialogIds)
 {
     QMutexLocker locker(&m_mutex);
-    if (!mayDelete(false)) {
+    if (!mayDelete(false) || !knowsChatsOfFiles()) {
         return;
     }
     stopPlayerFor(dialogIds);
@@ -1025,7 +1054,7 @@ void MediaStorageModel::deleteAllFileByDialog(const QStringList &dialogIds)
 void MediaStorageModel::deleteDialogFileByType(const QString &dialogId, const QList<int> &dataTypes)
 {
     QMutexLocker locker(&m_mutex);
-    if (!mayDelete(false)) {
+    if (!mayDelete(false) || !knowsChatsOfFiles()) {
         return;
     }
     stopPlayerFor({dialogId});

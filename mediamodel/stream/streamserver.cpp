@@ -23,8 +23,12 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <algorithm>
 #include <atomic>
+#include <optional>
 #include <unordered_map>
+
+#include <sys/resource.h>
 
 namespace network {
 
@@ -43,6 +47,14 @@ constexpr qint64 kMaxQueuedStreamBytes = 1024 * 1024;
 constexpr qint64 kMaxQueuedReplyBytes = 4 * 1024 * 1024;
 // What one read of a client socket may hold.
 constexpr qint64 kSocketReadBufferBytes = 64 * 1024;
+// Connections held at once: a quarter of the descriptors the process may open, within these
+// bounds, so that a flood of idle clients leaves the process the descriptors it reads files with
+// and the streams that play go on. Players in the process need a few.
+constexpr int kMinConnections = 4;
+constexpr int kMaxConnections = 256;
+// After an error accepting a connection (descriptors run out), the server listens again after
+// this long, or as soon as one of its connections closes.
+constexpr int kAcceptRetryMs = 500;
 
 const QHostAddress kListenAddress(QHostAddress::LocalHost);
 
@@ -56,6 +68,11 @@ const QByteArray kStatusRangeNotSatisfiable =
         QByteArrayLiteral("416 Requested Range Not Satisfiable");
 const QByteArray kMethodGet = QByteArrayLiteral("GET");
 const QByteArray kRangeHeader = QByteArrayLiteral("Range");
+const QByteArray kHostHeader = QByteArrayLiteral("host");
+// The names of the loopback address the server may be reached by; any other name in Host is a
+// page in a browser whose own name resolves here (DNS rebinding).
+const QByteArray kLoopbackHosts[] = {QByteArrayLiteral("127.0.0.1"), QByteArrayLiteral("localhost"),
+                                     QByteArrayLiteral("[::1]")};
 const QByteArray kContentRangeUnit = QByteArrayLiteral("bytes ");
 const QByteArray kContentLength = QByteArrayLiteral("Content-Length");
 const QByteArray kContentRange = QByteArrayLiteral("Content-Range");
@@ -69,6 +86,26 @@ const QByteArray kLineEnd = QByteArrayLiteral("\r\n");
 QByteArray headerLine(const QByteArray &name, const QByteArray &value)
 {
     return name + ": " + value;
+}
+
+int connectionCap()
+{
+    rlimit limit {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) {
+        return kMaxConnections;
+    }
+    return int(qBound<rlim_t>(kMinConnections, limit.rlim_cur / 4, kMaxConnections));
+}
+
+// Whether a Host value names the loopback address, alone or with the port the client reached.
+bool isLoopbackHost(const QByteArray &value, quint16 port)
+{
+    const QByteArray host = value.trimmed().toLower();
+    const QByteArray withPort = ':' + QByteArray::number(port);
+    return std::any_of(std::begin(kLoopbackHosts), std::end(kLoopbackHosts),
+                       [&host, &withPort](const QByteArray &loopback) {
+                           return host == loopback || host == loopback + withPort;
+                       });
 }
 
 // Runs task on thread's event loop and waits for it; inline when that is the calling thread or
@@ -131,11 +168,15 @@ public:
 private:
     void parseRequests();
     void parseReply();
+    // The value of a Host header of the request that names anything but the loopback address.
+    std::optional<QByteArray> foreignHost() const;
     // The file the request's path names; null after replying 404.
     QSharedPointer<FileData> resolveTarget(StreamSource &source);
     void replyStatus(const QByteArray &status);
     void startStreaming(const StreamSource &source, const QList<ByteRange> &ranges);
     void sendNextChunk();
+    // Asks for the next chunk bytes of range, which holds at least that many.
+    void requestChunk(ByteRange &range, qint64 chunk);
     void queueRangeHeader(const ByteRange &range, qint64 size);
     void flushReply();
     void abortStreamRequest();
@@ -238,8 +279,27 @@ void StreamConnection::onBytesWritten()
     }
 }
 
+std::optional<QByteArray> StreamConnection::foreignHost() const
+{
+    const QHash<QByteArray, QByteArray> &headers = m_request.headers();
+    for (auto it = headers.cbegin(); it != headers.cend(); ++it) {
+        if (it.key().compare(kHostHeader, Qt::CaseInsensitive) == 0
+            && !isLoopbackHost(it.value(), m_socket->localPort())) {
+            return it.value();
+        }
+    }
+    return std::nullopt;
+}
+
 QSharedPointer<FileData> StreamConnection::resolveTarget(StreamSource &source)
 {
+    // One URL opens every file of its account, so a name that merely resolves to the loopback
+    // address must open none. A request without Host is one from this machine's own players.
+    if (const std::optional<QByteArray> host = foreignHost()) {
+        qCWarning(lcMedia, "[stream_server]: request for another host: %s", host->constData());
+        replyStatus(kStatusNotFound);
+        return nullptr;
+    }
     const QString path = QUrl(QString::fromUtf8(m_request.target())).path(QUrl::FullyDecoded);
     if (path.isEmpty()) {
         qCWarning(lcMedia, "[stream_server]: empty path");
@@ -351,21 +411,44 @@ void StreamConnection::sendNextChunk()
         return;
     }
     const qint64 size = file->size();
-    if (!m_current && !m_pending.isEmpty()) {
-        abortStreamRequest();
-        m_current = std::make_unique<ByteRange>(m_pending.takeFirst());
-        queueRangeHeader(*m_current, size);
-        flushReply();
+    for (;;) {
+        if (!m_current && !m_pending.isEmpty()) {
+            abortStreamRequest();
+            m_current = std::make_unique<ByteRange>(m_pending.takeFirst());
+            queueRangeHeader(*m_current, size);
+            flushReply();
+        }
+        if (!m_socket || !m_current) {
+            return;
+        }
+        ByteRange &range = *m_current;
+        const qint64 inFile = range.start >= 0 && range.start <= size ? size - range.start : 0;
+        const qint64 chunk = qMin(qMin(kStreamChunkSize, inFile), qMax<qint64>(range.length, 0));
+        if (chunk > 0) {
+            requestChunk(range, chunk);
+            return;
+        }
+        // A range is announced unclamped. Past the end of the file no bytes can come: once the
+        // file's bytes are written the connection ends, as the length it announced cannot be kept.
+        if (range.length > 0) {
+            qCWarning(lcMedia,
+                      "[stream_server]: range of %s runs past the end of the file, "
+                      "disconnecting",
+                      qUtf8Printable(m_source.fileId));
+            m_current.reset();
+            m_pending.clear();
+            m_socket->disconnectFromHost();
+            return;
+        }
+        // An empty range is whole with its header; the next one follows at once.
+        m_current.reset();
     }
-    if (!m_socket || !m_current) {
-        return;
-    }
-    ByteRange &range = *m_current;
-    const qint64 inFile = range.start >= 0 && range.start <= size ? size - range.start : 0;
-    // Past the end of the file the chunks are empty: a range is announced unclamped.
-    const qint64 chunk = qMin(qMin(kStreamChunkSize, inFile), qMax<qint64>(range.length, 0));
+}
+
+void StreamConnection::requestChunk(ByteRange &range, qint64 chunk)
+{
     m_streamChunkLength = chunk;
-    m_streamRequestId = downloads->requestStreamBuffer(
+    m_streamRequestId = m_source.downloads()->requestStreamBuffer(
             m_source.fileId, range.start, chunk,
             [this](qint64 requestId, const QByteArray &data) { onStreamBuffer(requestId, data); });
     range.start += chunk;
@@ -496,18 +579,23 @@ public:
     Private()
         : server(std::make_unique<QTcpServer>())
         , idleTimer(std::make_unique<QTimer>())
+        , acceptRetryTimer(std::make_unique<QTimer>())
     { }
 
     ~Private()
     {
         server.reset();
         idleTimer.reset();
+        acceptRetryTimer.reset();
         connections.clear(); // closes each connection
     }
 
     std::unique_ptr<QTcpServer> server;
     std::unique_ptr<QTimer> idleTimer;
+    std::unique_ptr<QTimer> acceptRetryTimer; // single-shot, after an accept error
     std::unordered_map<QTcpSocket *, ConnectionPtr> connections;
+    int connectionCap = kMaxConnections; // set each time the server starts listening
+    bool bAcceptPaused = false;          // at the cap or after an accept error
 };
 
 StreamServer *StreamServer::instance()
@@ -537,6 +625,17 @@ StreamServer::StreamServer()
     connect(
             d->idleTimer.get(), &QTimer::timeout, d->idleTimer.get(), [this] { stopServer(); },
             Qt::DirectConnection);
+    // The server pauses itself when an accept fails for want of descriptors; it is woken here,
+    // never by a loop that tries again at once.
+    connect(
+            d->server.get(), &QTcpServer::acceptError, d->server.get(),
+            [this](QAbstractSocket::SocketError) { onAcceptError(); }, Qt::DirectConnection);
+    d->acceptRetryTimer->setSingleShot(true);
+    d->acceptRetryTimer->setInterval(kAcceptRetryMs);
+    d->acceptRetryTimer->moveToThread(thread);
+    connect(
+            d->acceptRetryTimer.get(), &QTimer::timeout, d->acceptRetryTimer.get(),
+            [this] { resumeAcceptingIfRoom(); }, Qt::DirectConnection);
     // After the application object is gone, events no longer reach the network thread, so the
     // sockets are released while it still exists.
     if (QCoreApplication::instance()) {
@@ -633,6 +732,10 @@ bool StreamServer::startServer()
                   qUtf8Printable(d->server->errorString()));
         return false;
     }
+    // Qt accepts ahead into a list of its own; one there at most, so that the cap holds.
+    d->server->setMaxPendingConnections(1);
+    d->connectionCap = connectionCap();
+    d->bAcceptPaused = false;
     d->idleTimer->setInterval(s_idleStopMs.load());
     d->idleTimer->start();
     qCDebug(lcMedia, "[stream_server]: start server: %d", int(d->server->serverPort()));
@@ -645,6 +748,7 @@ void StreamServer::stopServer()
         return;
     }
     d->idleTimer->stop();
+    d->acceptRetryTimer->stop();
     d->server->close();
     d->connections.clear();
     qCDebug(lcMedia, "[stream_server]: close server");
@@ -652,7 +756,7 @@ void StreamServer::stopServer()
 
 void StreamServer::onNewConnection()
 {
-    while (d->server->hasPendingConnections()) {
+    while (int(d->connections.size()) < d->connectionCap && d->server->hasPendingConnections()) {
         QTcpSocket *socket = d->server->nextPendingConnection();
         // The connection's teardown deletes the socket, so it must not die with the server.
         socket->setParent(nullptr);
@@ -661,6 +765,38 @@ void StreamServer::onNewConnection()
         d->connections.emplace(socket, ConnectionPtr(new StreamConnection(socket)));
         d->idleTimer->stop();
     }
+    // Taking a pending connection makes the server accept again, so it pauses only after.
+    if (int(d->connections.size()) >= d->connectionCap && !d->bAcceptPaused) {
+        qCWarning(lcMedia, "[stream_server]: %d connections, accepting no more until one closes",
+                  d->connectionCap);
+        d->server->pauseAccepting();
+        d->bAcceptPaused = true;
+    }
+}
+
+void StreamServer::onAcceptError()
+{
+    if (!d->bAcceptPaused) {
+        qCWarning(lcMedia,
+                  "[stream_server]: accept error: %s; accepting again in %d ms or when "
+                  "a connection closes",
+                  qUtf8Printable(d->server->errorString()), kAcceptRetryMs);
+    }
+    // Paused already by the server for every error but a passing one.
+    d->server->pauseAccepting();
+    d->bAcceptPaused = true;
+    d->acceptRetryTimer->start();
+}
+
+void StreamServer::resumeAcceptingIfRoom()
+{
+    if (!d->bAcceptPaused || !d->server->isListening()
+        || int(d->connections.size()) >= d->connectionCap) {
+        return;
+    }
+    d->bAcceptPaused = false;
+    d->server->resumeAccepting();
+    onNewConnection();
 }
 
 void StreamServer::onDisconnected(QTcpSocket *socket)
@@ -672,6 +808,9 @@ void StreamServer::onDisconnected(QTcpSocket *socket)
     const auto it = d->connections.find(socket);
     if (it != d->connections.end()) {
         d->connections.erase(it);
+        // A descriptor is free again.
+        d->acceptRetryTimer->stop();
+        resumeAcceptingIfRoom();
     } else {
         qCWarning(lcMedia, "[stream_server]: unknown socket %p", static_cast<void *>(socket));
     }

@@ -175,12 +175,8 @@ void DownloadQueue::onTaskFinished(DownloadTask *task, bool ok)
     m_tasks.remove(file->fileId());
     task->deleteLater();
 
-    const bool done = ok && moveIntoPlace(*file);
+    const bool done = ok && completeFile(*file);
     if (done) {
-        file->setFileState(BaseFile::StateDone);
-        file->setDownloadedBytes(QFileInfo(file->localPath()).size());
-        m_registry->saveState(*file);
-        m_registry->saveCachedFile(*file);
         releaseWaiters(file, std::numeric_limits<qint64>::max());
         deleteFetchedRanges(*file);
     } else {
@@ -194,8 +190,31 @@ void DownloadQueue::onTaskFinished(DownloadTask *task, bool ok)
     startNext();
 }
 
+// The state and the cache row are recorded before the rename, so that a crash leaves either a
+// complete partial file (no row, or a row whose file is not there yet: the next download renames
+// it at once, and the cache reconciliation drops the row meanwhile) or the file with its row. The
+// other order could leave a complete file that no row names, which no cleanup would ever see.
+bool DownloadQueue::completeFile(FileData &file)
+{
+    const qint64 size = QFileInfo(file.partialPath()).size();
+    if (!m_registry->recordComplete(file, size)) {
+        return false;
+    }
+    if (!moveIntoPlace(file)) {
+        m_registry->forgetCachedFile(file);
+        return false;
+    }
+    file.setFileState(BaseFile::StateDone);
+    file.setDownloadedBytes(size);
+    return true;
+}
+
 void DownloadQueue::finishAtOnce(const QSharedPointer<FileData> &file, bool ok, int downloadType)
 {
+    if (ok) {
+        // A copy that got into place without its row (an earlier crash) is recorded now.
+        m_registry->adoptCachedFile(*file);
+    }
     if (ok && !file->isComplete()) {
         file->setFileState(BaseFile::StateDone);
         file->setDownloadedBytes(QFileInfo(file->localPath()).size());

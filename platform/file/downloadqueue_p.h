@@ -72,6 +72,9 @@ private:
     void startNext();
     void onTaskFinished(DownloadTask *task, bool ok);
     void finishAtOnce(const QSharedPointer<FileData> &file, bool ok, int downloadType);
+    // Records the finished download and moves it into place; false, with nothing recorded, when
+    // either fails.
+    bool completeFile(FileData &file);
     bool moveIntoPlace(const FileData &file);
     // Answers the file's waiters whose bytes are in the first prefix bytes or fetched.
     void releaseWaiters(const QSharedPointer<FileData> &file, qint64 prefix);

@@ -1,6 +1,7 @@
 #include "filedatamgr.h"
 
 #include "cachelayout.h"
+#include "cachereconciler_p.h"
 #include "constants.h"
 #include "downloadfilemgr.h"
 #include "fileregistry_p.h"
@@ -62,6 +63,11 @@ bool FileDataMgr::deleteCacheFile(const QString &directory, const QString &fileI
         Q_EMIT fileRemoved(fileId);
     }
     return partialGone && copyGone;
+}
+
+FileDataMgr::Reconciliation FileDataMgr::reconcileCache(const std::function<bool()> &isCancelled)
+{
+    return CacheReconciler(m_registry, m_downloads, isCancelled).run();
 }
 
 void FileDataMgr::addFileSize(const QString &directory, const QString &fileId,

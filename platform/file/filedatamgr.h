@@ -3,6 +3,7 @@
 #include "file_export.h"
 
 #include <QObject>
+#include <functional>
 
 class DownloadFileMgr;
 class FileRegistry;
@@ -18,6 +19,16 @@ class FILE_EXPORT FileDataMgr : public QObject
     Q_OBJECT
 
 public:
+    // What a reconciliation of the cache with its table did.
+    struct Reconciliation
+    {
+        int adopted = 0;         // complete copies without a row, recorded
+        int removed = 0;         // files without a row that no record names as they are, deleted
+        qint64 removedBytes = 0; // their size
+        int droppedRows = 0;     // rows of files that were not there; they freed nothing
+        bool bComplete = false;  // false: a read failed or the pass was cancelled part-way
+    };
+
     // registry and downloads must outlive this object.
     FileDataMgr(FileRegistry *registry, DownloadFileMgr *downloads, QObject *parent = nullptr);
 
@@ -28,6 +39,12 @@ public:
     // gone (true for an empty id, which names nothing).
     bool deleteCacheFile(const QString &directory, const QString &fileId, const QString &suffix,
                          bool bNotify);
+    // Brings the cache-file table in line with the folders of the main cache after a crash or an
+    // outside change: a complete copy that has no row is recorded (its size, its kind, dated by
+    // the copy) when the file table knows it as it lies, and deleted otherwise; a row whose file is
+    // not there is dropped. Files a download holds are left alone. A failed read stops the pass
+    // before it changes anything more. isCancelled is asked between the steps. Any thread.
+    Reconciliation reconcileCache(const std::function<bool()> &isCancelled = {});
     // Adds the size of directory + fileId[.suffix] to size when that file exists; size is never
     // reset, so one accumulator can gather many files.
     void addFileSize(const QString &directory, const QString &fileId, const QString &suffix,

@@ -2,6 +2,8 @@
 
 #include "cachefilestorage.h"
 #include "cachelayout.h"
+#include "database.h"
+#include "filestorage.h"
 #include "platformlog.h"
 #include "userstorageprovider.h"
 
@@ -123,19 +125,45 @@ void FileRegistry::saveState(const FileData &file)
     }
 }
 
-void FileRegistry::saveCachedFile(const FileData &file)
+namespace {
+
+storage::CacheFileInfo cacheRowOf(const FileData &file, qint64 size, qint64 dateTime)
+{
+    return {file.fileId(), file.type(), file.suffix(), size, dateTime};
+}
+
+} // namespace
+
+bool FileRegistry::recordComplete(const FileData &file, qint64 size)
 {
     if (!m_storage) {
-        return;
+        return true;
     }
-    storage::CacheFileInfo row;
-    row.fileId = file.fileId();
-    row.type = file.type();
-    row.suffix = file.suffix();
-    row.size = QFileInfo(file.localPath()).size();
-    row.dateTime = QDateTime::currentMSecsSinceEpoch();
-    if (!m_storage->cacheFileStorage()->save({row})) {
+    const storage::CacheFileInfo row = cacheRowOf(file, size, QDateTime::currentMSecsSinceEpoch());
+    const bool recorded = m_storage->database()->transaction([&](QSqlDatabase &) {
+        return m_storage->fileStorage()->updateState(file.fileId(), BaseFile::StateDone, size)
+                && m_storage->cacheFileStorage()->save({row});
+    });
+    if (!recorded) {
+        qCWarning(lcPlatform) << "cannot record the complete file" << file.fileId();
+    }
+    return recorded;
+}
+
+void FileRegistry::adoptCachedFile(const FileData &file)
+{
+    const QFileInfo copy(file.localPath());
+    if (m_storage
+        && !m_storage->cacheFileStorage()->add(
+                {cacheRowOf(file, copy.size(), copy.lastModified().toMSecsSinceEpoch())})) {
         qCWarning(lcPlatform) << "cannot record cached file" << file.fileId();
+    }
+}
+
+void FileRegistry::forgetCachedFile(const FileData &file)
+{
+    if (m_storage && !m_storage->cacheFileStorage()->removeWithFileIds({file.fileId()})) {
+        qCWarning(lcPlatform) << "cannot forget cached file" << file.fileId();
     }
 }
 

@@ -36,10 +36,18 @@ public:
     // keep their state; new rows are saved.
     QList<QSharedPointer<FileData>> registerFiles(const QList<storage::FileRecord> &records);
 
+    storage::UserStorageProvider *storage() const { return m_storage; }
+
     // Persists the file's state and downloaded bytes.
     void saveState(const FileData &file);
-    // Records the complete file in the cache-file table, dated now.
-    void saveCachedFile(const FileData &file);
+    // Records, in one transaction, the file as done with size bytes and its row in the cache-file
+    // table, dated now: what a download does just before it moves the complete file into place.
+    // False when nothing could be recorded.
+    bool recordComplete(const FileData &file, qint64 size);
+    // Records the complete copy found at the file's local path in the cache-file table, dated by
+    // the copy, unless the table has its row already.
+    void adoptCachedFile(const FileData &file);
+    void forgetCachedFile(const FileData &file);
 
     // Whether the complete copy is at the local path (with the full size, when that is known).
     static bool isOnDisk(const FileData &file);

@@ -60,7 +60,12 @@ QString AccountBase::userCacheDataPath() const
 
 void AccountBase::loadDialogs()
 {
-    const QList<storage::DialogRecord> records = m_storage->dialogStorage()->dialogs();
+    bool read = false;
+    const QList<storage::DialogRecord> records = m_storage->dialogStorage()->dialogs(&read);
+    m_dialogsRead.store(read);
+    if (!read && isValid()) {
+        qCWarning(lcPlatform) << "the dialogs of account" << m_userId << "cannot be read";
+    }
     QMutexLocker locker(&m_mutex);
     for (const storage::DialogRecord &record : records) {
         m_dialogs.insert(record.dialogId, QSharedPointer<DialogBase>::create(this, record));

@@ -56,6 +56,9 @@ public:
     // Thread-safe. Null when the account has no such dialog.
     QSharedPointer<DialogBase> dialog(const QString &dialogId) const;
     QList<QSharedPointer<DialogBase>> dialogs() const;
+    // Whether the dialogs could be read when the account opened; when not, a dialog the account
+    // has may be unknown here, and its kind with it. Thread-safe.
+    bool hasAllDialogs() const { return m_dialogsRead.load(); }
     void forEachDialog(const std::function<void(QSharedPointer<DialogBase>)> &fn) const;
     // Dialogs whose name contains keyword (case-insensitive; empty matches all), active at or
     // after cutOff (0: any time), of the kinds in kindMask (1 private, 2 group).
@@ -120,6 +123,7 @@ private:
     AccountSettingModel *m_settings = nullptr; // child
     std::atomic<bool> m_online {true};
     std::atomic<bool> m_downloadsAllowed {true};
+    std::atomic<bool> m_dialogsRead {false};
 
     mutable QMutex m_mutex; // guards the members below
     QHash<QString, QSharedPointer<DialogBase>> m_dialogs;

@@ -25,9 +25,13 @@ AccountBase *AccountManager::getAccount(qint64 userId) const
     return m_accounts.value(userId);
 }
 
-qint64 AccountManager::userIdOfFolder(const QString &folder)
+qint64 AccountManager::userIdOfFolder(const QString &folder, QString *error)
 {
-    return JsonSettings(settingsPathOf(folder)).value(UserIdKey, 0).toLongLong();
+    const JsonSettings settings(settingsPathOf(folder));
+    if (error) {
+        *error = settings.readError();
+    }
+    return settings.value(UserIdKey, 0).toLongLong();
 }
 
 bool AccountManager::writeAccountInfo(const QString &folder, qint64 userId, const QString &name)

@@ -25,8 +25,9 @@ public:
     // Unregisters and deletes an account made by loadAccount.
     void unloadAccount(qint64 userId);
 
-    // The user id recorded in an account folder; 0 when there is none.
-    static qint64 userIdOfFolder(const QString &folder);
+    // The user id recorded in an account folder; 0 when there is none, with the reason in *error
+    // when the folder's settings are there but cannot be read.
+    static qint64 userIdOfFolder(const QString &folder, QString *error = nullptr);
     static bool writeAccountInfo(const QString &folder, qint64 userId, const QString &name);
 
 private:

@@ -38,18 +38,19 @@ bool BufferFileStorage::save(const QList<BufferFileInfo> &rows)
                            });
 }
 
-QList<BufferFileInfo> BufferFileStorage::infos(int count)
+QList<BufferFileInfo> BufferFileStorage::infos(int count, bool *ok)
 {
     if (count < 1) {
-        return {};
+        return Sql::readResult(true, QList<BufferFileInfo>(), ok);
     }
     QList<BufferFileInfo> rows;
-    const bool ok = Sql::select(m_db->connection(),
-                                QStringLiteral("SELECT file_id, category, kind, suffix, size, "
-                                               "date_time FROM buffer_file "
-                                               "ORDER BY date_time, file_id LIMIT ?"),
-                                {count}, rowAt, rows);
-    return ok ? rows : QList<BufferFileInfo>();
+    const bool succeeded =
+            Sql::select(m_db->connection(),
+                        QStringLiteral("SELECT file_id, category, kind, suffix, size, "
+                                       "date_time FROM buffer_file "
+                                       "ORDER BY date_time, file_id LIMIT ?"),
+                        {count}, rowAt, rows);
+    return Sql::readResult(succeeded, std::move(rows), ok);
 }
 
 bool BufferFileStorage::remove(const QList<QString> &fileIds)

@@ -31,7 +31,7 @@ public:
     // Inserts or replaces by fileId, all rows in one transaction.
     bool save(const QList<BufferFileInfo> &rows);
     // At most count rows, oldest first.
-    QList<BufferFileInfo> infos(int count);
+    QList<BufferFileInfo> infos(int count, bool *ok = nullptr);
     bool remove(const QList<QString> &fileIds);
 
 private:

@@ -3,7 +3,7 @@
 #include "database.h"
 #include "sqlhelpers_p.h"
 
-#include <QSqlQuery>
+#include <algorithm>
 
 namespace storage {
 
@@ -27,6 +27,18 @@ CacheFileInfo rowAt(const Sql::NativeRow &stored)
     return row;
 }
 
+Sql::Values valuesOf(const CacheFileInfo &row)
+{
+    return {row.fileId, row.type, row.suffix, row.size, row.dateTime};
+}
+
+const QString &columns()
+{
+    static const QString sql = QStringLiteral(" INTO cache_file (file_id, type, suffix, size, "
+                                              "date_time)");
+    return sql;
+}
+
 } // namespace
 
 CacheFileStorage::CacheFileStorage(Database *db)
@@ -35,20 +47,19 @@ CacheFileStorage::CacheFileStorage(Database *db)
 
 bool CacheFileStorage::save(const QList<CacheFileInfo> &rows)
 {
-    return Sql::insertRows(m_db,
-                           QStringLiteral("INSERT OR REPLACE INTO cache_file (file_id, type, "
-                                          "suffix, size, date_time)"),
-                           rows, [](const CacheFileInfo &row) {
-                               return Sql::Values {
-                                       row.fileId, row.type, row.suffix, row.size, row.dateTime,
-                               };
-                           });
+    return Sql::insertRows(m_db, QStringLiteral("INSERT OR REPLACE") + columns(), rows, valuesOf);
 }
 
-QList<CacheFileInfo> CacheFileStorage::infosAfter(qint64 dateTime, const QString &fileId, int count)
+bool CacheFileStorage::add(const QList<CacheFileInfo> &rows)
+{
+    return Sql::insertRows(m_db, QStringLiteral("INSERT OR IGNORE") + columns(), rows, valuesOf);
+}
+
+QList<CacheFileInfo> CacheFileStorage::infosAfter(qint64 dateTime, const QString &fileId, int count,
+                                                  bool *ok)
 {
     if (count < 1) {
-        return {};
+        return Sql::readResult(true, QList<CacheFileInfo>(), ok);
     }
     const bool fromStart = dateTime == 0 && fileId.isEmpty();
     const QString where =
@@ -56,11 +67,11 @@ QList<CacheFileInfo> CacheFileStorage::infosAfter(qint64 dateTime, const QString
     QVariantList values = fromStart ? QVariantList() : QVariantList {dateTime, Sql::text(fileId)};
     values.append(count);
     QList<CacheFileInfo> rows;
-    const bool ok = Sql::select(m_db->connection(),
-                                selectColumns() + where
-                                        + QStringLiteral("ORDER BY date_time, file_id LIMIT ?"),
-                                values, rowAt, rows);
-    return ok ? rows : QList<CacheFileInfo>();
+    const bool succeeded = Sql::select(
+            m_db->connection(),
+            selectColumns() + where + QStringLiteral("ORDER BY date_time, file_id LIMIT ?"), values,
+            rowAt, rows);
+    return Sql::readResult(succeeded, std::move(rows), ok);
 }
 
 QList<CacheFileInfo> CacheFileStorage::infosWithFileIds(const QList<QString> &fileIds)
@@ -83,28 +94,47 @@ bool CacheFileStorage::removeWithFileIds(const QList<QString> &fileIds)
                             {}, fileIds);
 }
 
+bool CacheFileStorage::removeUnchanged(const QList<CacheFileInfo> &rows)
+{
+    if (rows.isEmpty()) {
+        return true;
+    }
+    return m_db->transaction([&rows](QSqlDatabase &connection) {
+        Sql::NativeStatement statement(
+                connection,
+                QStringLiteral("DELETE FROM cache_file WHERE file_id = ? AND date_time = ?"));
+        return std::all_of(rows.cbegin(), rows.cend(), [&statement](const CacheFileInfo &row) {
+            return statement.run({Sql::text(row.fileId), row.dateTime});
+        });
+    });
+}
+
 bool CacheFileStorage::removeAll()
 {
     return Sql::exec(m_db, QStringLiteral("DELETE FROM cache_file"));
 }
 
-qint64 CacheFileStorage::totalSize()
+namespace {
+
+qint64 singleNumber(Database *db, const QString &sql, bool *ok)
 {
-    QSqlQuery query(m_db->connection());
-    if (!Sql::exec(query, QStringLiteral("SELECT COALESCE(SUM(size), 0) FROM cache_file"), {})
-        || !query.next()) {
-        return 0;
-    }
-    return query.value(0).toLongLong();
+    QList<qint64> numbers;
+    const bool succeeded = Sql::select(
+            db->connection(), sql, {},
+            [](const Sql::NativeRow &stored) { return stored.integer(0); }, numbers);
+    return Sql::readResult(succeeded && numbers.size() == 1, std::move(numbers), ok).value(0);
 }
 
-qint64 CacheFileStorage::count()
+} // namespace
+
+qint64 CacheFileStorage::totalSize(bool *ok)
 {
-    QSqlQuery query(m_db->connection());
-    if (!Sql::exec(query, QStringLiteral("SELECT COUNT(*) FROM cache_file"), {}) || !query.next()) {
-        return 0;
-    }
-    return query.value(0).toLongLong();
+    return singleNumber(m_db, QStringLiteral("SELECT COALESCE(SUM(size), 0) FROM cache_file"), ok);
+}
+
+qint64 CacheFileStorage::count(bool *ok)
+{
+    return singleNumber(m_db, QStringLiteral("SELECT COUNT(*) FROM cache_file"), ok);
 }
 
 } // namespace storage

@@ -21,7 +21,8 @@ struct CacheFileInfo
 
 // The cache-file table: one row per cached file, primary key fileId. Rows order by
 // (dateTime, fileId), oldest first, which is the order the expiry walk pages through.
-// Thread-safe; failures log one warning and return false or an empty result.
+// Thread-safe; failures log one warning and return false or an empty result. The reads a deletion
+// rests on also tell a failed read from one that found nothing through ok.
 class STORAGE_EXPORT CacheFileStorage
 {
 public:
@@ -29,18 +30,25 @@ public:
 
     // Inserts or replaces by fileId, all rows in one transaction.
     bool save(const QList<CacheFileInfo> &rows);
+    // Inserts the rows whose fileId has none yet, in one transaction; a row already there stays
+    // as it is.
+    bool add(const QList<CacheFileInfo> &rows);
     // At most count rows strictly after (dateTime, fileId), oldest first; (0, "") starts at the
     // oldest row.
-    QList<CacheFileInfo> infosAfter(qint64 dateTime, const QString &fileId, int count);
+    QList<CacheFileInfo> infosAfter(qint64 dateTime, const QString &fileId, int count,
+                                    bool *ok = nullptr);
     QList<CacheFileInfo> infosWithFileIds(const QList<QString> &fileIds);
     // Removes the rows with dateTime < time.
     bool removeBefore(qint64 time);
     bool removeWithFileIds(const QList<QString> &fileIds);
+    // Removes each row that still has the dateTime given, in one transaction: a row written anew
+    // since it was read stays.
+    bool removeUnchanged(const QList<CacheFileInfo> &rows);
     bool removeAll();
     // The sum of the sizes of all rows; 0 when the query fails.
-    qint64 totalSize();
+    qint64 totalSize(bool *ok = nullptr);
     // The number of rows; 0 when the query fails.
-    qint64 count();
+    qint64 count(bool *ok = nullptr);
 
 private:
     Database *const m_db;

@@ -263,6 +263,26 @@ bool Database::transaction(const std::function<bool(QSqlDatabase &)> &fn)
     return ok;
 }
 
+bool Database::isSound(QString *problem)
+{
+    QSqlDatabase db = connection();
+    if (!db.isOpen()) {
+        *problem = db.lastError().text();
+        return false;
+    }
+    QSqlQuery check(db);
+    if (!check.exec(QStringLiteral("PRAGMA quick_check(1)")) || !check.next()) {
+        *problem = check.lastError().text();
+        return false;
+    }
+    const QString verdict = check.value(0).toString();
+    if (verdict != QLatin1String("ok")) {
+        *problem = verdict.split(QLatin1Char('\n'), Qt::SkipEmptyParts).join(QStringLiteral("; "));
+        return false;
+    }
+    return true;
+}
+
 QString Database::addConnection()
 {
     const QString name = QStringLiteral("storage-%1-%2").arg(m_serial).arg(s_nextConnection++);
@@ -317,6 +337,11 @@ bool Database::createSchema(QSqlDatabase &db)
         qCWarning(lcPlatform).noquote() << "storage:" << m_path << "has schema version" << found
                                         << "newer than" << SchemaVersion << "; not using it";
         return false;
+    }
+    // A file of this version has its schema: opening it writes nothing, so a file that turns out
+    // to be damaged is left as it was.
+    if (found == SchemaVersion) {
+        return true;
     }
     // Only now that the file is known to be ours: the journal mode is written into the file.
     if (!execute(db, QStringLiteral("PRAGMA journal_mode=WAL"))) {

@@ -38,6 +38,10 @@ public:
     // up front, so two threads never deadlock upgrading read locks. A nested call (fn calling
     // transaction() again) becomes a savepoint of the enclosing transaction.
     bool transaction(const std::function<bool(QSqlDatabase &)> &fn);
+    // Whether SQLite finds every page of the file sound (PRAGMA quick_check; indexes are not
+    // compared with their tables). False, with the first problem in *problem, when it does not
+    // or cannot check at all. Reads the whole file: meant for tools that open an account once.
+    bool isSound(QString *problem);
 
     // The version written to PRAGMA user_version by this build.
     static constexpr int SchemaVersion = 2;

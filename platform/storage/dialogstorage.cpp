@@ -56,14 +56,14 @@ bool DialogStorage::save(const QList<DialogRecord> &records)
             });
 }
 
-QList<DialogRecord> DialogStorage::dialogs()
+QList<DialogRecord> DialogStorage::dialogs(bool *ok)
 {
     QList<DialogRecord> records;
-    const bool ok = Sql::select(
+    const bool succeeded = Sql::select(
             m_db->connection(),
             selectColumns() + QStringLiteral("ORDER BY last_active_time DESC, dialog_id"), {},
             recordAt, records);
-    return ok ? records : QList<DialogRecord>();
+    return Sql::readResult(succeeded, std::move(records), ok);
 }
 
 DialogRecord DialogStorage::dialog(const QString &dialogId)

@@ -32,7 +32,7 @@ public:
     // Inserts or replaces by dialogId, all records in one transaction.
     bool save(const QList<DialogRecord> &records);
     // Every dialog, most recently active first.
-    QList<DialogRecord> dialogs();
+    QList<DialogRecord> dialogs(bool *ok = nullptr);
     // The record of dialogId; its dialogId is empty when the dialog is unknown.
     DialogRecord dialog(const QString &dialogId);
     bool remove(const QString &dialogId);

@@ -64,13 +64,14 @@ QString nonEmptyIdIn(const QString &column)
     return column + QStringLiteral(" != '' AND ") + column + QStringLiteral(" IN (%1)");
 }
 
-QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column, const QList<QString> &ids)
+QList<FileReferenceInfo> rowsWithIds(Database *db, const QString &column, const QList<QString> &ids,
+                                     bool *ok)
 {
     QList<FileReferenceInfo> rows;
-    const bool ok = Sql::selectWithIds(
+    const bool succeeded = Sql::selectWithIds(
             db->connection(), selectColumns() + QStringLiteral(" WHERE ") + nonEmptyIdIn(column),
             {}, ids, rowAt, rows);
-    return ok ? rows : QList<FileReferenceInfo>();
+    return Sql::readResult(succeeded, std::move(rows), ok);
 }
 
 } // namespace
@@ -134,10 +135,10 @@ QList<FileReferenceInfo> FileReferenceStorage::removeBefore(const QString &dialo
     return takeRows(m_db, where);
 }
 
-QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fileIds)
+QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fileIds, bool *ok)
 {
     QList<std::pair<QString, int>> counts;
-    const bool ok = Sql::selectWithIds(
+    const bool succeeded = Sql::selectWithIds(
             m_db->connection(),
             QStringLiteral("SELECT file_id, COUNT(*) FROM file_reference WHERE ")
                     + nonEmptyIdIn(QStringLiteral("file_id")) + QStringLiteral(" GROUP BY file_id"),
@@ -147,35 +148,35 @@ QMap<QString, int> FileReferenceStorage::fileReferences(const QList<QString> &fi
             },
             counts);
     QMap<QString, int> references;
-    if (ok) {
-        for (const auto &[fileId, count] : counts) {
-            references.insert(fileId, count);
-        }
+    for (const auto &[fileId, count] : Sql::readResult(succeeded, std::move(counts), ok)) {
+        references.insert(fileId, count);
     }
     return references;
 }
 
-QList<FileReferenceInfo> FileReferenceStorage::infosWithFileIds(const QList<QString> &fileIds)
+QList<FileReferenceInfo> FileReferenceStorage::infosWithFileIds(const QList<QString> &fileIds,
+                                                                bool *ok)
 {
-    return rowsWithIds(m_db, QStringLiteral("file_id"), fileIds);
+    return rowsWithIds(m_db, QStringLiteral("file_id"), fileIds, ok);
 }
 
-QList<FileReferenceInfo> FileReferenceStorage::infosWithThumbIds(const QList<QString> &thumbIds)
+QList<FileReferenceInfo> FileReferenceStorage::infosWithThumbIds(const QList<QString> &thumbIds,
+                                                                 bool *ok)
 {
-    return rowsWithIds(m_db, QStringLiteral("thumb_id"), thumbIds);
+    return rowsWithIds(m_db, QStringLiteral("thumb_id"), thumbIds, ok);
 }
 
 QList<FileReferenceInfo>
-FileReferenceStorage::infosWithLivePhotoIds(const QList<QString> &livePhotoIds)
+FileReferenceStorage::infosWithLivePhotoIds(const QList<QString> &livePhotoIds, bool *ok)
 {
     QList<FileReferenceInfo> rows;
-    const bool ok =
+    const bool succeeded =
             Sql::selectWithIds(m_db->connection(),
                                selectColumns() + QStringLiteral(" WHERE ")
                                        + LivePhotoIndex::condition() + QStringLiteral(" AND ")
                                        + LivePhotoIndex::expression() + QStringLiteral(" IN (%1)"),
                                {}, livePhotoIds, rowAt, rows);
-    return ok ? rows : QList<FileReferenceInfo>();
+    return Sql::readResult(succeeded, std::move(rows), ok);
 }
 
 QList<FileReferenceInfo> FileReferenceStorage::infosWithMessageIds(const QString &dialogId,

@@ -31,7 +31,8 @@ struct FileReferenceInfo
 //
 // Lists of ids may be of any length (they are bound in chunks); empty ids and duplicates are
 // ignored. Rows come back in no particular order unless stated. Thread-safe; failures log one
-// warning and return false or an empty result.
+// warning and return false or an empty result. The lookups a deletion rests on also tell a failed
+// read from one that found nothing through ok.
 class STORAGE_EXPORT FileReferenceStorage
 {
 public:
@@ -53,12 +54,13 @@ public:
 
     // File id -> number of rows naming it as their fileId, quoted rows included. Ids that no row
     // names are absent, never mapped to 0.
-    QMap<QString, int> fileReferences(const QList<QString> &fileIds);
-    QList<FileReferenceInfo> infosWithFileIds(const QList<QString> &fileIds);
-    QList<FileReferenceInfo> infosWithThumbIds(const QList<QString> &thumbIds);
+    QMap<QString, int> fileReferences(const QList<QString> &fileIds, bool *ok = nullptr);
+    QList<FileReferenceInfo> infosWithFileIds(const QList<QString> &fileIds, bool *ok = nullptr);
+    QList<FileReferenceInfo> infosWithThumbIds(const QList<QString> &thumbIds, bool *ok = nullptr);
     // Rows whose record (data) names one of the ids as its live-photo video, which the thumbId
     // column does only when the resource has no thumbnail.
-    QList<FileReferenceInfo> infosWithLivePhotoIds(const QList<QString> &livePhotoIds);
+    QList<FileReferenceInfo> infosWithLivePhotoIds(const QList<QString> &livePhotoIds,
+                                                   bool *ok = nullptr);
     QList<FileReferenceInfo> infosWithMessageIds(const QString &dialogId,
                                                  const QList<qint64> &messageIds);
     // Rows of the dialog with dateTime >= sinceTime (< 1: all) whose type is in types (empty:

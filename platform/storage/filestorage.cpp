@@ -42,19 +42,22 @@ bool FileStorage::save(const QList<FileRecord> &records)
 
 FileRecord FileStorage::info(const QString &fileId)
 {
+    // The id must match as a whole: an id the lookup cannot carry intact names no stored file.
     const QList<FileRecord> records = infos({fileId});
-    return records.isEmpty() ? FileRecord() : records.constFirst();
+    return !records.isEmpty() && records.constFirst().fileId == fileId ? records.constFirst()
+                                                                       : FileRecord();
 }
 
-QList<FileRecord> FileStorage::infos(const QList<QString> &fileIds)
+QList<FileRecord> FileStorage::infos(const QList<QString> &fileIds, bool *ok)
 {
     QList<FileRecord> records;
-    const bool ok = Sql::selectWithIds(m_db->connection(),
-                                       QStringLiteral("SELECT file_id, type, suffix, size, name, "
-                                                      "url, state, downloaded FROM file_record "
-                                                      "WHERE file_id IN (%1)"),
-                                       {}, fileIds, recordAt, records);
-    return ok ? records : QList<FileRecord>();
+    const bool succeeded =
+            Sql::selectWithIds(m_db->connection(),
+                               QStringLiteral("SELECT file_id, type, suffix, size, name, "
+                                              "url, state, downloaded FROM file_record "
+                                              "WHERE file_id IN (%1)"),
+                               {}, fileIds, recordAt, records);
+    return Sql::readResult(succeeded, std::move(records), ok);
 }
 
 bool FileStorage::updateState(const QString &fileId, int state, qint64 downloaded)

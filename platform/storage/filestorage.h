@@ -31,10 +31,11 @@ public:
 
     // Inserts or replaces by fileId, all records in one transaction.
     bool save(const QList<FileRecord> &records);
-    // The record of fileId; its fileId is empty when the file is unknown.
+    // The record of exactly fileId; its fileId is empty when the file is unknown.
     FileRecord info(const QString &fileId);
-    // The known records among fileIds, in no particular order.
-    QList<FileRecord> infos(const QList<QString> &fileIds);
+    // The known records among fileIds, in no particular order; ok tells a failed read from none
+    // found.
+    QList<FileRecord> infos(const QList<QString> &fileIds, bool *ok = nullptr);
     // Records the download state of a known file; false when the file is unknown.
     bool updateState(const QString &fileId, int state, qint64 downloaded);
     bool remove(const QList<QString> &fileIds);

@@ -23,10 +23,10 @@ bool KeepMediaSettingStorage::remove(const QString &dialogId)
                      {Sql::text(dialogId)});
 }
 
-QList<KeepMediaSettingInfo> KeepMediaSettingStorage::infos()
+QList<KeepMediaSettingInfo> KeepMediaSettingStorage::infos(bool *ok)
 {
     QList<KeepMediaSettingInfo> rows;
-    const bool ok = Sql::select(
+    const bool succeeded = Sql::select(
             m_db->connection(),
             QStringLiteral(
                     "SELECT dialog_id, keep_time FROM keep_media_setting ORDER BY dialog_id"),
@@ -35,7 +35,7 @@ QList<KeepMediaSettingInfo> KeepMediaSettingStorage::infos()
                 return KeepMediaSettingInfo {stored.text(0), int(stored.integer(1))};
             },
             rows);
-    return ok ? rows : QList<KeepMediaSettingInfo>();
+    return Sql::readResult(succeeded, std::move(rows), ok);
 }
 
 } // namespace storage

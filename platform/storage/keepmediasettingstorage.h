@@ -26,8 +26,8 @@ public:
     // Inserts or replaces by dialogId.
     bool save(const KeepMediaSettingInfo &info);
     bool remove(const QString &dialogId);
-    // Every row, by dialogId.
-    QList<KeepMediaSettingInfo> infos();
+    // Every row, by dialogId. The expiry decides on these: ok tells a failed read from none.
+    QList<KeepMediaSettingInfo> infos(bool *ok = nullptr);
 
 private:
     Database *const m_db;

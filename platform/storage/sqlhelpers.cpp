@@ -89,6 +89,13 @@ private:
 
 Q_GLOBAL_STATIC(KeptStatements, s_keptStatements)
 
+// An empty id names nothing. Nor does one with a NUL: SQLite reads the ids out of the JSON as C
+// strings, so it would arrive cut short, as another id.
+bool namesSomething(const QString &id)
+{
+    return !id.isEmpty() && !id.contains(QChar(u'\0'));
+}
+
 } // namespace
 
 void finalizeKeptStatements(const QString &connectionName)
@@ -136,7 +143,7 @@ QVariant idArray(const QList<QString> &ids)
 {
     QByteArray json("[");
     for (const QString &id : ids) {
-        if (!id.isEmpty()) {
+        if (namesSomething(id)) {
             if (json.size() > 1) {
                 json += ',';
             }

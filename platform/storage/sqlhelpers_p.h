@@ -66,7 +66,8 @@ template<typename T> QVariantList toVariantList(const QList<T> &values)
 // cost far more than the lookups themselves, and SQLite limits the number of variables.
 QString idSet();
 // The value idSet() binds. Empty string ids are left out, as they name nothing and would match
-// every row that lacks that id; null when no id is left.
+// every row that lacks that id, and so are ids with a NUL, which the JSON cannot carry to SQLite
+// intact; null when no id is left.
 QVariant idArray(const QList<QString> &ids);
 QVariant idArray(const QList<qint64> &ids);
 
@@ -205,6 +206,16 @@ private:
     BindBuffer m_bound;
     bool m_failed = false;
 };
+
+// What a read returns: its rows when it succeeded, none when it failed; *ok, when given, tells
+// which, so that a caller who decides on the rows never takes a failure for "no rows".
+template<typename Row> QList<Row> readResult(bool succeeded, QList<Row> &&rows, bool *ok)
+{
+    if (ok) {
+        *ok = succeeded;
+    }
+    return succeeded ? std::move(rows) : QList<Row>();
+}
 
 // Runs a SELECT and appends rowAt(const NativeRow &) for every row to rows.
 template<typename Row, typename RowAt>

@@ -1,10 +1,12 @@
 #include "cachefilestorage.h"
 #include "cachelayout.h"
 #include "constants.h"
+#include "downloadfilemgr.h"
 #include "filedatamgr.h"
 #include "filestorage.h"
 #include "filetestenvironment.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QSignalSpy>
 #include <QTest>
@@ -26,6 +28,10 @@ private Q_SLOTS:
     void deleteCacheFileWorksOnPoolThreads();
     void addFileSizeAccumulates_data();
     void addFileSizeAccumulates();
+    void reconcileAdoptsCopiesItsRecordsName_data();
+    void reconcileAdoptsCopiesItsRecordsName();
+    void reconcileLeavesPartialDownloadsAlone();
+    void downloadThatDiedBeforeItsRenameCompletes();
 
 private:
     QString mainFolder() const
@@ -198,6 +204,90 @@ void tst_FileDataMgr::addFileSizeAccumulates()
     m_env->files()->fileDataMgr()->addFileSize(folder, fileId, suffix, size);
 
     QCOMPARE(size, 1000 + added);
+}
+
+void tst_FileDataMgr::reconcileAdoptsCopiesItsRecordsName_data()
+{
+    QTest::addColumn<qint64>("recordedSize"); // 0: no record
+    QTest::addColumn<QString>("suffix");
+    QTest::addColumn<bool>("adopted");
+
+    QTest::newRow("the record's copy, whole") << qint64(300) << "bin" << true;
+    QTest::newRow("a record of unknown size") << qint64(-1) << "bin" << true;
+    QTest::newRow("a copy of another size") << qint64(301) << "bin" << false;
+    QTest::newRow("a copy with another suffix") << qint64(300) << "jpg" << false;
+    QTest::newRow("no record") << qint64(0) << "bin" << false;
+}
+
+// A copy that has no row is recorded when its file's record names it as it lies, dated by the
+// copy; any other file without a row is deleted.
+void tst_FileDataMgr::reconcileAdoptsCopiesItsRecordsName()
+{
+    QFETCH(qint64, recordedSize);
+    QFETCH(QString, suffix);
+    QFETCH(bool, adopted);
+
+    const QString path = mainFolder() + CacheLayout::fileName(QStringLiteral("doc"), suffix);
+    QVERIFY(FileTestEnvironment::writeFile(path, QByteArray(300, 'c')));
+    if (recordedSize != 0) {
+        QVERIFY(m_env->storage()->fileStorage()->save(
+                {FileTestEnvironment::record(QStringLiteral("doc"), recordedSize, QString())}));
+    }
+    const FileDataMgr::Reconciliation result = m_env->files()->fileDataMgr()->reconcileCache();
+    QVERIFY(result.bComplete);
+    QCOMPARE(result.adopted, adopted ? 1 : 0);
+    QCOMPARE(result.removed, adopted ? 0 : 1);
+    QCOMPARE(QFileInfo::exists(path), adopted);
+    const QList<storage::CacheFileInfo> rows =
+            m_env->storage()->cacheFileStorage()->infosWithFileIds({QStringLiteral("doc")});
+    QCOMPARE(rows.size(), adopted ? 1 : 0);
+    if (adopted) {
+        QCOMPARE(rows.constFirst().size, 300);
+        QCOMPARE(rows.constFirst().type, 6);
+        QCOMPARE(rows.constFirst().dateTime, QFileInfo(path).lastModified().toMSecsSinceEpoch());
+    }
+    // Nothing is left to do the second time.
+    const FileDataMgr::Reconciliation again = m_env->files()->fileDataMgr()->reconcileCache();
+    QCOMPARE(again.adopted + again.removed + again.droppedRows, 0);
+}
+
+void tst_FileDataMgr::reconcileLeavesPartialDownloadsAlone()
+{
+    const QString path = mainFolder() + QStringLiteral("doc.bin");
+    for (const QString &name : {path + QLatin1String(CACHE_SUFFIX),
+                                path + QLatin1String(CACHE_SUFFIX) + QStringLiteral(".range")}) {
+        QVERIFY(FileTestEnvironment::writeFile(name, QByteArray(10, 'p')));
+    }
+    const FileDataMgr::Reconciliation result = m_env->files()->fileDataMgr()->reconcileCache();
+    QVERIFY(result.bComplete);
+    QCOMPARE(result.removed, 0);
+    QVERIFY(QFileInfo::exists(path + QLatin1String(CACHE_SUFFIX)));
+}
+
+// A download records its file before it moves it into place. Killed in between, it leaves a row
+// whose copy is still the complete partial file: the reconciliation drops the row, freeing
+// nothing, and the next download only has to move the file into place, which records it again.
+void tst_FileDataMgr::downloadThatDiedBeforeItsRenameCompletes()
+{
+    const QByteArray bytes = m_env->writeSource(QStringLiteral("doc.bin"), 4000);
+    const QString path = mainFolder() + QStringLiteral("doc.bin");
+    QVERIFY(FileTestEnvironment::writeFile(path + QLatin1String(CACHE_SUFFIX), bytes));
+    QVERIFY(m_env->storage()->cacheFileStorage()->save({{"doc", 6, "bin", 4000, 1}}));
+    const QSharedPointer<FileData> file = m_env->registerFile(
+            QStringLiteral("doc"), bytes.size(), m_env->sourceUrl(QStringLiteral("doc.bin")));
+
+    const FileDataMgr::Reconciliation result = m_env->files()->fileDataMgr()->reconcileCache();
+    QCOMPARE(result.droppedRows, 1);
+    QCOMPARE(result.removed, 0);
+    QVERIFY(m_env->storage()->cacheFileStorage()->infosWithFileIds({"doc"}).isEmpty());
+
+    DownloadRecorder recorder(m_env->files());
+    m_env->files()->downloadFileMgr()->download(file, false, DOWNLOAD_VIEW);
+    QTRY_COMPARE(recorder.finished(QStringLiteral("doc")), QList<bool> {true});
+    QCOMPARE(FileTestEnvironment::contents(path), bytes);
+    QCOMPARE(m_env->storage()->cacheFileStorage()->infosWithFileIds({"doc"}).value(0).size, 4000);
+    QCOMPARE(m_env->storage()->fileStorage()->info(QStringLiteral("doc")).state,
+             int(BaseFile::StateDone));
 }
 
 QTEST_GUILESS_MAIN(tst_FileDataMgr)

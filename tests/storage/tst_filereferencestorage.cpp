@@ -1,3 +1,4 @@
+#include "damageddatabase.h"
 #include "database.h"
 #include "filereferencestorage.h"
 
@@ -100,6 +101,8 @@ private Q_SLOTS:
     void infosWithDialog_data();
     void infosWithDialog();
     void longIdLists();
+    void failedLookupIsNotNoRows_data();
+    void failedLookupIsNotNoRows();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -437,6 +440,42 @@ void tst_FileReferenceStorage::longIdLists()
     QCOMPARE(m_storage->infosWithMessageIds("big", messageIds).size(), 2500);
     QCOMPARE(m_storage->removeWithMessageIds("big", messageIds).size(), 2500);
     QVERIFY(m_storage->fileReferences(fileIds).isEmpty());
+}
+
+void tst_FileReferenceStorage::failedLookupIsNotNoRows_data()
+{
+    QTest::addColumn<bool>("damaged");
+    QTest::newRow("no row names the file") << false;
+    QTest::newRow("the table's pages are garbage") << true;
+}
+
+// The lookups a deletion rests on tell a failure from "no row names the file", which would let
+// the file go.
+void tst_FileReferenceStorage::failedLookupIsNotNoRows()
+{
+    QFETCH(bool, damaged);
+    if (damaged) {
+        QVERIFY(m_storage->save({{"d", 1, 0, 2, 10, "t", "f", QByteArray()}}));
+        m_storage.reset();
+        m_db.reset();
+        const QString path = m_dir->filePath("account.db");
+        QVERIFY(DamagedDatabase::damageRootPages(path, DamagedDatabase::fileReferencePages()));
+        m_db = std::make_unique<Database>(path);
+        m_storage = std::make_unique<FileReferenceStorage>(m_db.get());
+    }
+    const QList<QString> ids {"x", "y"};
+    bool ok = damaged;
+    QVERIFY(m_storage->fileReferences(ids, &ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QVERIFY(m_storage->infosWithFileIds(ids, &ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QVERIFY(m_storage->infosWithThumbIds(ids, &ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QVERIFY(m_storage->infosWithLivePhotoIds(ids, &ok).isEmpty());
+    QCOMPARE(ok, !damaged);
 }
 
 QTEST_GUILESS_MAIN(tst_FileReferenceStorage)

@@ -1,5 +1,6 @@
 #include "bufferfilestorage.h"
 #include "cachefilestorage.h"
+#include "damageddatabase.h"
 #include "database.h"
 #include "dialogstorage.h"
 #include "filestorage.h"
@@ -88,6 +89,9 @@ private Q_SLOTS:
     void cacheFilePaging_data();
     void cacheFilePaging();
     void cacheFileLookupAndRemoval();
+    void cacheFileAddAndRemoveUnchanged();
+    void failedReadIsNotNoRows_data();
+    void failedReadIsNotNoRows();
     void bufferFiles();
     void keepMediaSettings();
     void fileRegistry();
@@ -184,6 +188,73 @@ void tst_StorageTables::cacheFileLookupAndRemoval()
     QVERIFY(cache.infosAfter(0, QString(), 10).isEmpty());
 }
 
+void tst_StorageTables::cacheFileAddAndRemoveUnchanged()
+{
+    CacheFileStorage cache(m_db.get());
+    QVERIFY(cache.save({cacheFile("a", 100, 10), cacheFile("b", 200, 20)}));
+    // A row already there stays as it is.
+    QVERIFY(cache.add({cacheFile("a", 999, 99), cacheFile("c", 300, 30)}));
+    QCOMPARE(cache.infosWithFileIds({"a"}).value(0).dateTime, qint64(100));
+    QCOMPARE(cache.count(), qint64(3));
+    // A row written anew since it was read (another time) stays.
+    QVERIFY(cache.removeUnchanged({cacheFile("a", 100, 10), cacheFile("b", 201, 20)}));
+    QCOMPARE(fileIdsOf(cache.infosAfter(0, QString(), 10)), QStringList({"b", "c"}));
+    QVERIFY(cache.removeUnchanged({}));
+}
+
+void tst_StorageTables::failedReadIsNotNoRows_data()
+{
+    QTest::addColumn<bool>("damaged");
+    QTest::newRow("a sound table with no row") << false;
+    QTest::newRow("a table whose pages are garbage") << true;
+}
+
+// A caller that decides on what a read found must tell a failure from "no rows".
+void tst_StorageTables::failedReadIsNotNoRows()
+{
+    QFETCH(bool, damaged);
+    if (damaged) {
+        QVERIFY(CacheFileStorage(m_db.get()).save({cacheFile("a", 100, 10)}));
+        QVERIFY(KeepMediaSettingStorage(m_db.get()).save({"d", 7}));
+        m_db.reset();
+        const QString path = m_dir->filePath("account.db");
+        // Every b-tree of the tables: an index of a table answers some reads on its own.
+        QVERIFY(DamagedDatabase::damageRootPages(
+                path,
+                {"cache_file", "cache_file_time", "sqlite_autoindex_cache_file_1",
+                 "keep_media_setting", "sqlite_autoindex_keep_media_setting_1", "buffer_file",
+                 "buffer_file_time", "sqlite_autoindex_buffer_file_1", "dialog",
+                 "sqlite_autoindex_dialog_1", "file_record"}));
+        m_db = std::make_unique<Database>(path);
+    }
+    QVERIFY(m_db->isOpen());
+
+    bool ok = damaged;
+    QVERIFY(CacheFileStorage(m_db.get()).infosAfter(0, QString(), 10, &ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QCOMPARE(CacheFileStorage(m_db.get()).count(&ok), qint64(0));
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QCOMPARE(CacheFileStorage(m_db.get()).totalSize(&ok), qint64(0));
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QVERIFY(KeepMediaSettingStorage(m_db.get()).infos(&ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QVERIFY(BufferFileStorage(m_db.get()).infos(10, &ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QVERIFY(DialogStorage(m_db.get()).dialogs(&ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    ok = damaged;
+    QVERIFY(FileStorage(m_db.get()).infos({"a"}, &ok).isEmpty());
+    QCOMPARE(ok, !damaged);
+    QString problem;
+    QCOMPARE(m_db->isSound(&problem), !damaged);
+    QCOMPARE(problem.isEmpty(), !damaged);
+}
+
 void tst_StorageTables::bufferFiles()
 {
     BufferFileStorage buffers(m_db.get());
@@ -243,6 +314,8 @@ void tst_StorageTables::fileRegistry()
     QCOMPARE(stored.url, QStringLiteral("file:///tmp/p1.jpg"));
     QVERIFY(files.info("unknown").fileId.isEmpty());
     QVERIFY(files.info("").fileId.isEmpty());
+    // An id is matched whole: what follows a NUL is not cut off to leave another stored id.
+    QVERIFY(files.info(QStringLiteral("p1") + QChar(u'\0') + QStringLiteral("x")).fileId.isEmpty());
 
     QVERIFY(files.updateState("p1", 2, 1024));
     stored = files.info("p1");

@@ -3,6 +3,7 @@
 #include "cachefilestorage.h"
 #include "cachelayout.h"
 #include "contenttype.h"
+#include "damageddatabase.h"
 #include "filereferencestorage.h"
 #include "hubingest.h"
 #include "hubteardown.h"
@@ -115,6 +116,7 @@ private Q_SLOTS:
     void deleteAllFilesEmptiesCache();
     void deleteByDialogKeepsOtherDialogs();
     void deleteDialogKind();
+    void unreadableChatsRefuseDeletionByChat();
     void deleteByType_data();
     void deleteByType();
     void deleteMediaItem();
@@ -434,6 +436,39 @@ void TestMediaStorageModel::deleteDialogKind()
     QCOMPARE(m_model->dialogSizeModel("a")->totalSize(), PhotoBytes + ThumbBytes);
     QCOMPARE(m_model->fileViewModel("a")->rowCount(), 0);
     QCOMPARE(m_model->mediaViewModel("a")->rowCount(), 1);
+}
+
+// The scan cannot read which chats name the files: the sizes by kind stand, a deletion by chat
+// is refused with a warning rather than reported done, and a deletion by kind still works.
+void TestMediaStorageModel::unreadableChatsRefuseDeletionByChat()
+{
+    closeHub(m_hub);
+    m_account.reset();
+    QVERIFY(DamagedDatabase::damageRootPages(m_dir->filePath("account.db"),
+                                             DamagedDatabase::fileReferencePages()));
+    m_account = std::make_unique<AccountBase>(1, m_dir->path());
+    QVERIFY(m_account->isValid());
+    m_hub = new MediaMgr(m_account.get());
+    m_model = m_hub->mediaStorageModel();
+
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the chats of the cached files cannot"));
+    load();
+    QCOMPARE(m_model->mediaTotalSizeModel()->sizeOf(Storage::DATA_FILE), FileBytes);
+    QVERIFY(m_model->dialogIds().isEmpty());
+
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("deletion by chat refused"));
+    m_model->deleteAllFileByDialog({"a"});
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("deletion by chat refused"));
+    m_model->deleteDialogFileByType("a", {Storage::DATA_FILE});
+    settle();
+    QVERIFY(QFile::exists(mainPath(CacheLayout::FileKind, "f1.pdf")));
+    QVERIFY(QFile::exists(mainPath(CacheLayout::ImageKind, "p1.jpg")));
+
+    m_model->deleteAllFileByType({Storage::DATA_FILE});
+    QTRY_COMPARE(m_model->clearProgress(), 100);
+    settle();
+    QVERIFY(!QFile::exists(mainPath(CacheLayout::FileKind, "f1.pdf")));
+    QVERIFY(QFile::exists(mainPath(CacheLayout::ImageKind, "p1.jpg")));
 }
 
 void TestMediaStorageModel::deleteByType_data()

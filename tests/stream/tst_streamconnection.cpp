@@ -46,7 +46,8 @@ private Q_SLOTS:
     void splitRequestLineIsParsedOnceComplete();
     void bareLineFeedDoesNotEndALine();
     void pipelinedRangeRequestCancelsThePreviousOne();
-    void unclampedRangeStallsAtTheEndOfTheFile();
+    void unclampedRangeEndsTheConnectionAfterTheFile_data();
+    void unclampedRangeEndsTheConnectionAfterTheFile();
     void newRequestCancelsTheStreamingOne();
     void endlessRequestLineClosesTheConnection();
     void clientThatDoesNotReadIsNotBufferedWithoutBound();
@@ -55,6 +56,11 @@ private Q_SLOTS:
 private:
     // Sends a HEAD and checks that its empty 200 is the next reply: nothing else was written.
     void expectNothingMoreThenOk(StreamClient &client);
+    // The text with PORT replaced by the server's port, which the data rows cannot know.
+    QByteArray withPort(QByteArray text) const
+    {
+        return text.replace("PORT", QByteArray::number(m_port));
+    }
 
     std::unique_ptr<StreamTestAccount> m_account;
     QByteArray m_data;
@@ -194,6 +200,31 @@ void tst_StreamConnection::headerOnlyReplies_data()
                                   << QStringList {"[stream_server]: invalid file id"};
     QTest::newRow("first character of the path is dropped whatever it is") << "GET x" + path.mid(1)
                     + " HTTP/1.1\r\n\r\n" << QList<QByteArray> {ok} << QStringList();
+    QTest::newRow("an id that is a stored id and more after a NUL")
+            << rangeRequest(path + "%00x", "bytes=0-9") << QList<QByteArray> {notFound}
+            << QStringList {"[stream_server]: invalid file id"};
+    // A page in a browser whose own name resolves to the loopback address (DNS rebinding).
+    QTest::newRow("Host naming another site")
+            << "GET " + path + " HTTP/1.1\r\nHost: attacker.example\r\nRange: bytes=0-9\r\n\r\n"
+            << QList<QByteArray> {notFound}
+            << QStringList {"[stream_server]: request for another host: attacker.example"};
+    QTest::newRow("Host naming another site with the server's port")
+            << "GET " + path
+                    + " HTTP/1.1\r\nHost: attacker.example:PORT\r\nRange: bytes=0-9\r\n\r\n"
+            << QList<QByteArray> {notFound}
+            << QStringList {"[stream_server]: request for another host: attacker.example:PORT"};
+    QTest::newRow("Host of the loopback address with another port")
+            << "GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:1\r\nRange: bytes=0-9\r\n\r\n"
+            << QList<QByteArray> {notFound}
+            << QStringList {"[stream_server]: request for another host: 127.0.0.1:1"};
+    QTest::newRow("Host header whose name is in lower case")
+            << "GET " + path + " HTTP/1.1\r\nhost: attacker.example\r\nRange: bytes=0-9\r\n\r\n"
+            << QList<QByteArray> {notFound}
+            << QStringList {"[stream_server]: request for another host: attacker.example"};
+    QTest::newRow("HEAD naming another site")
+            << "HEAD " + path + " HTTP/1.1\r\nHost: attacker.example\r\n\r\n"
+            << QList<QByteArray> {notFound}
+            << QStringList {"[stream_server]: request for another host: attacker.example"};
 }
 
 void tst_StreamConnection::headerOnlyReplies()
@@ -203,10 +234,10 @@ void tst_StreamConnection::headerOnlyReplies()
     QFETCH(QStringList, warnings);
 
     for (const QString &warning : std::as_const(warnings)) {
-        QTest::ignoreMessage(QtWarningMsg, qPrintable(warning));
+        QTest::ignoreMessage(QtWarningMsg, withPort(warning.toUtf8()).constData());
     }
     StreamClient client(m_socket.get());
-    client.send(request);
+    client.send(withPort(request));
     for (const QByteArray &statusLine : std::as_const(statusLines)) {
         StreamReply reply;
         QVERIFY(client.readReply(reply));
@@ -251,6 +282,26 @@ void tst_StreamConnection::rangeReplies_data()
     QTest::newRow("percent-encoded path")
             << rangeRequest("/" + QByteArray::number(kUserId) + "/%63lip", "bytes=0-9")
             << Ranges {{0, 10}} << QStringList();
+    QTest::newRow("empty range, then the next at once")
+            << rangeRequest(path, "bytes=1000-,0-99") << Ranges {{1000, 0}, {0, 100}}
+            << QStringList();
+    QTest::newRow("empty range between two")
+            << rangeRequest(path, "bytes=0-9,1000-,20-29") << Ranges {{0, 10}, {1000, 0}, {20, 10}}
+            << QStringList();
+    const auto withHost = [&path](const QByteArray &host) {
+        return "GET " + path + " HTTP/1.1\r\nHost: " + host + "\r\nRange: bytes=0-9\r\n\r\n";
+    };
+    QTest::newRow("no Host") << "GET " + path + " HTTP/1.1\r\nRange: bytes=0-9\r\n\r\n"
+                             << Ranges {{0, 10}} << QStringList();
+    QTest::newRow("Host localhost") << withHost("localhost") << Ranges {{0, 10}} << QStringList();
+    QTest::newRow("Host localhost in capitals with the port")
+            << withHost("LOCALHOST:PORT") << Ranges {{0, 10}} << QStringList();
+    QTest::newRow("Host of the IPv4 loopback with the port")
+            << withHost("127.0.0.1:PORT") << Ranges {{0, 10}} << QStringList();
+    QTest::newRow("Host of the IPv6 loopback")
+            << withHost("[::1]") << Ranges {{0, 10}} << QStringList();
+    QTest::newRow("Host of the IPv6 loopback with the port")
+            << withHost("[::1]:PORT") << Ranges {{0, 10}} << QStringList();
 }
 
 void tst_StreamConnection::rangeReplies()
@@ -263,7 +314,7 @@ void tst_StreamConnection::rangeReplies()
         QTest::ignoreMessage(QtWarningMsg, qPrintable(warning));
     }
     StreamClient client(m_socket.get());
-    client.send(request);
+    client.send(withPort(request));
     for (const Range &range : std::as_const(ranges)) {
         StreamReply reply;
         QVERIFY(client.readReply(reply));
@@ -349,19 +400,49 @@ void tst_StreamConnection::pipelinedRangeRequestCancelsThePreviousOne()
     expectNothingMoreThenOk(client);
 }
 
-void tst_StreamConnection::unclampedRangeStallsAtTheEndOfTheFile()
+void tst_StreamConnection::unclampedRangeEndsTheConnectionAfterTheFile_data()
 {
+    QTest::addColumn<QByteArray>("range");
+    QTest::addColumn<Ranges>("whole");         // ranges answered in full before it
+    QTest::addColumn<QByteArray>("announced"); // its Content-Range
+    QTest::addColumn<qint64>("start");
+
+    QTest::newRow("a range running past the end")
+            << QByteArray("bytes=0-999999") << Ranges() << QByteArray("bytes 0-1000000/1000")
+            << qint64(0);
+    QTest::newRow("a range starting at the end, after another")
+            << QByteArray("bytes=10-19,1000-1999") << Ranges {{10, 10}}
+            << QByteArray("bytes 1000-2000/1000") << qint64(1000);
+}
+
+// The bytes the reply announces beyond the end of the file can never come: the file's bytes are
+// sent, then the connection ends, rather than leave the client waiting.
+void tst_StreamConnection::unclampedRangeEndsTheConnectionAfterTheFile()
+{
+    QFETCH(QByteArray, range);
+    QFETCH(Ranges, whole);
+    QFETCH(QByteArray, announced);
+    QFETCH(qint64, start);
+
+    QTest::ignoreMessage(QtWarningMsg,
+                         "[stream_server]: range of clip runs past the end of the "
+                         "file, disconnecting");
+    QSignalSpy disconnected(m_socket.get(), &QTcpSocket::disconnected);
     StreamClient client(m_socket.get());
-    client.send(rangeRequest(m_path, "bytes=0-999999"));
+    client.send(rangeRequest(m_path, range));
+    for (const Range &piece : std::as_const(whole)) {
+        StreamReply reply;
+        QVERIFY(client.readReply(reply));
+        QCOMPARE(reply.body, m_data.mid(piece.first, piece.second));
+    }
     StreamReply reply;
     QVERIFY(client.readHead(reply));
-    QCOMPARE(reply.header("Content-Range"), QByteArray("bytes 0-1000000/1000"));
-    QCOMPARE(reply.header("Content-Length"), QByteArray("1000000"));
+    QCOMPARE(reply.header("Content-Range"), announced);
     QByteArray body;
-    QVERIFY(client.readBytes(kFileSize, body));
-    QCOMPARE(body, m_data);
-    // The rest of the announced length never comes; a new request is answered at once.
-    expectNothingMoreThenOk(client);
+    QVERIFY(client.readBytes(kFileSize - start, body));
+    QCOMPARE(body, m_data.mid(start));
+    QVERIFY(disconnected.wait(10000) || m_socket->state() == QAbstractSocket::UnconnectedState);
+    QCOMPARE(m_socket->bytesAvailable(), 0);
 }
 
 void tst_StreamConnection::newRequestCancelsTheStreamingOne()

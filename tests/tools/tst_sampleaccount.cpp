@@ -612,14 +612,16 @@ void TestSampleAccount::summaryPrintsEveryChat()
 {
     QString text;
     QTextStream out(&text);
-    QVERIFY(AccountSummary::print(m_dir.filePath("a"), out));
+    QString error;
+    QVERIFY(AccountSummary::print(m_dir.filePath("a"), out, &error));
     for (const auto &dialog : m_account->dialogs()) {
         QVERIFY2(text.contains(dialog->name().left(17)), qPrintable(dialog->name()));
     }
     QVERIFY(text.contains("files not downloaded"));
     QString missing;
     QTextStream none(&missing);
-    QVERIFY(!AccountSummary::print(m_dir.filePath("nothing"), none));
+    QVERIFY(!AccountSummary::print(m_dir.filePath("nothing"), none, &error));
+    QVERIFY2(error.contains(QLatin1String("no account in")), qPrintable(error));
 }
 
 // The documents are drawn with fonts, which take a GUI application.

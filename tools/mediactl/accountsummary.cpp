@@ -76,12 +76,10 @@ static QString kindName(const DialogBase &dialog)
     }
 }
 
-bool print(const QString &folder, QTextStream &out)
+bool print(const QString &folder, QTextStream &out, QString *error)
 {
-    QString error;
-    const std::unique_ptr<AccountBase> account = openAccountFolder(folder, &error);
+    const std::unique_ptr<AccountBase> account = openAccountFolder(folder, error);
     if (!account) {
-        out << error << '\n';
         return false;
     }
     const QList<QSharedPointer<DialogBase>> dialogs = account->dialogs();

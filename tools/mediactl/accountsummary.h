@@ -8,8 +8,8 @@ class QTextStream;
 namespace AccountSummary {
 
 // Chats, by id and name, with their media per type, then the bytes cached and not downloaded
-// yet. False when the folder holds no account.
-bool print(const QString &folder, QTextStream &out);
+// yet. False, with the reason in *error, when the folder holds no account it can use.
+bool print(const QString &folder, QTextStream &out, QString *error);
 void printReport(const SampleAccount::Report &report, QTextStream &out);
 QString typeName(int contentType);
 QString formatBytes(qint64 bytes);

@@ -69,6 +69,18 @@ void printLimits(QTextStream &out, const MediaKeepSetting &setting,
     out.flush();
 }
 
+// What the reconciliation of the cache with its table found out of step, when anything.
+void printReconciliation(QTextStream &out, const FileDataMgr::Reconciliation &reconciled)
+{
+    if (reconciled.adopted + reconciled.removed + reconciled.droppedRows == 0) {
+        return;
+    }
+    out << "reconciled the cache with its table: " << reconciled.adopted << " files recorded, "
+        << reconciled.removed << " stray files deleted ("
+        << AccountSummary::formatBytes(reconciled.removedBytes) << "), " << reconciled.droppedRows
+        << " rows of missing files dropped\n";
+}
+
 } // namespace
 
 int CleanCommand::run(const QStringList &args)
@@ -127,7 +139,13 @@ int CleanCommand::run(const QStringList &args)
     }
     QCoreApplication::sendPostedEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    printReconciliation(out, summary.reconciled);
     out << "removed " << summary.files << " files, " << summary.bytes << " bytes ("
         << AccountSummary::formatBytes(summary.bytes) << ")\n";
+    out.flush();
+    if (summary.bFailed) {
+        return fail(QStringLiteral("stopped: the account's database could not be read; nothing "
+                                   "more was deleted"));
+    }
     return 0;
 }

@@ -88,7 +88,8 @@ int runSummary(const QStringList &args)
         return 1;
     }
     QTextStream out(stdout);
-    return AccountSummary::print(folder, out) ? 0 : 1;
+    QString error;
+    return AccountSummary::print(folder, out, &error) ? 0 : fail(error);
 }
 
 // Reads a whole number option; an absent option keeps value.

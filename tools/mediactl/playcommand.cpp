@@ -1,6 +1,7 @@
 #include "playcommand.h"
 
 #include "accountbase.h"
+#include "accountfolder.h"
 #include "accountmanager.h"
 #include "constants.h"
 #include "contenttype.h"
@@ -252,9 +253,10 @@ int PlayCommand::run(const QStringList &args)
         return fail(QStringLiteral("--from takes a number of seconds from 0"));
     }
     AccountManager *accounts = AccountManager::getInstance();
-    AccountBase *account = accounts->loadAccount(positional.at(0));
+    QString error;
+    AccountBase *account = loadAccountFolder(positional.at(0), &error);
     if (!account) {
-        return fail(QStringLiteral("no account in ") + positional.at(0));
+        return fail(error);
     }
     const qint64 userId = account->userId();
     int exitCode = 0;

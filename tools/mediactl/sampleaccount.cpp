@@ -19,12 +19,16 @@
 #include "userstorageprovider.h"
 #include "util.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QRandomGenerator>
 #include <QUrl>
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <string>
 #include <unordered_set>
 
@@ -82,6 +86,7 @@ class Generator
 public:
     Generator(const QString &folder, const SampleAccount::Options &options)
         : m_folder(QDir(folder).absolutePath())
+        , m_work(workFolderOf(m_folder, QCoreApplication::applicationPid()))
         , m_random(options.seed)
         , m_seed(options.seed)
         , m_now(options.now > 0 ? options.now : QDateTime::currentMSecsSinceEpoch())
@@ -92,6 +97,15 @@ public:
     bool run(SampleAccount::Report *report);
 
 private:
+    // The folder the account is built in, beside its own, so that the finished account moves
+    // into place with one rename: a build that dies leaves no half account where the account
+    // goes. pid names the process that builds it.
+    static QString workFolderOf(const QString &folder, qint64 pid);
+    // Deletes the work folders of earlier builds of the account whose process is gone.
+    void removeAbandonedWork() const;
+    bool build();
+    // Where a path of the finished account lies while it is built.
+    QString workPathOf(const QString &finalPath) const;
     QString sourceFolder() const;
     QString sourcePath(const QString &name) const;
     bool makePools();
@@ -114,7 +128,8 @@ private:
     void countFile(const im::FileInfo &file, int type);
     void countMedia(const im::Message &message);
 
-    const QString m_folder;
+    const QString m_folder; // where the account goes; its files name their sources there
+    const QString m_work;
     QRandomGenerator m_random;
     const quint32 m_seed;
     const qint64 m_now;
@@ -129,9 +144,35 @@ private:
     std::unordered_set<std::string> m_countedFileIds; // each file is counted once
 };
 
+QString Generator::workFolderOf(const QString &folder, qint64 pid)
+{
+    const QFileInfo info(folder);
+    return Util::joinPath(info.path(), QStringLiteral(".%1.init-%2").arg(info.fileName()).arg(pid));
+}
+
+void Generator::removeAbandonedWork() const
+{
+    const QFileInfo info(m_folder);
+    const QString prefix = QStringLiteral(".%1.init-").arg(info.fileName());
+    const QStringList names =
+            QDir(info.path()).entryList({prefix + QLatin1Char('*')}, QDir::Dirs | QDir::Hidden);
+    for (const QString &name : names) {
+        bool ok = false;
+        const qint64 pid = name.mid(prefix.size()).toLongLong(&ok);
+        if (ok && pid > 0 && ::kill(pid_t(pid), 0) != 0 && errno == ESRCH) {
+            Util::removeLocalFolder(Util::joinPath(info.path(), name));
+        }
+    }
+}
+
+QString Generator::workPathOf(const QString &finalPath) const
+{
+    return m_work + finalPath.mid(m_folder.size());
+}
+
 QString Generator::sourceFolder() const
 {
-    return Util::joinPath(m_folder, QStringLiteral("source"));
+    return Util::joinPath(m_work, QStringLiteral("source"));
 }
 
 QString Generator::sourcePath(const QString &name) const
@@ -277,7 +318,9 @@ im::FileInfo Generator::fileInfo(const QString &fileId, const PoolFile &file,
     info.set_suffix(file.suffix.toStdString());
     info.set_size(file.size);
     info.set_name(name.toStdString());
-    info.set_url(QUrl::fromLocalFile(file.path).toString().toStdString());
+    // The source as the finished account will find it.
+    const QString finalPath = m_folder + file.path.mid(m_work.size());
+    info.set_url(QUrl::fromLocalFile(finalPath).toString().toStdString());
     info.set_width(file.width);
     info.set_height(file.height);
     return info;
@@ -380,7 +423,7 @@ bool Generator::downloadFile(const im::FileInfo &file, int type)
             CacheLayout::mediaPath(m_account->userCacheDataPath(), CacheLayout::MainCategory,
                                    CacheLayout::kindOfMessageType(type));
     QDir().mkpath(folder);
-    const QString source = QUrl(QString::fromStdString(file.url())).toLocalFile();
+    const QString source = workPathOf(QUrl(QString::fromStdString(file.url())).toLocalFile());
     const QString target = folder + CacheLayout::fileName(fileId, suffix);
     if (!QFile::exists(target) && !QFile::copy(source, target)) {
         qCWarning(lcPlatform) << "cannot copy" << source << "to" << target;
@@ -529,18 +572,42 @@ bool Generator::run(SampleAccount::Report *report)
         qCWarning(lcPlatform) << "an account exists already in" << m_folder;
         return false;
     }
-    if (!QDir().mkpath(m_folder) || !makePools()
-        || !AccountManager::writeAccountInfo(m_folder, SampleAccount::UserId,
+    const QFileInfo target(m_folder);
+    if (target.exists() && (!target.isDir() || !QDir(m_folder).isEmpty())) {
+        qCWarning(lcPlatform) << m_folder << "is not an empty folder";
+        return false;
+    }
+    removeAbandonedWork();
+    Util::removeLocalFolder(m_work);
+    // Renamed onto the empty folder that may stand there; the account's databases are closed by
+    // then.
+    if (!build()
+        || ::rename(QFile::encodeName(m_work).constData(), QFile::encodeName(m_folder).constData())
+                != 0) {
+        qCWarning(lcPlatform) << "the sample account could not be made in" << m_folder;
+        Util::removeLocalFolder(m_work);
+        return false;
+    }
+    if (report) {
+        *report = m_report;
+    }
+    return true;
+}
+
+bool Generator::build()
+{
+    if (!QDir().mkpath(m_work) || !makePools()
+        || !AccountManager::writeAccountInfo(m_work, SampleAccount::UserId,
                                              QStringLiteral("Sample User"))) {
         return false;
     }
-    AccountBase account(SampleAccount::UserId, m_folder);
+    AccountBase account(SampleAccount::UserId, m_work);
     if (!account.isValid()) {
         return false;
     }
     m_account = &account;
     MediaMgr hub(&account);
-    ServerHistory server(Util::joinPath(m_folder, QStringLiteral("server.db")));
+    ServerHistory server(Util::joinPath(m_work, QStringLiteral("server.db")));
 
     int totalWeight = 0;
     for (const SampleDialog &dialog : Dialogs) {
@@ -575,11 +642,7 @@ bool Generator::run(SampleAccount::Report *report)
         }
     }
     m_report.dialogs = int(std::size(Dialogs));
-    account.storage()->cacheFileStorage()->save(m_cacheRows);
-    if (report) {
-        *report = m_report;
-    }
-    return true;
+    return account.storage()->cacheFileStorage()->save(m_cacheRows);
 }
 
 } // namespace

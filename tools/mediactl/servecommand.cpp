@@ -1,6 +1,7 @@
 #include "servecommand.h"
 
 #include "accountbase.h"
+#include "accountfolder.h"
 #include "accountmanager.h"
 #include "filemanager.h"
 #include "streamserver.h"
@@ -85,9 +86,10 @@ int ServeCommand::run(const QStringList &args)
     const QString fileId = positional.at(1);
 
     AccountManager *accounts = AccountManager::getInstance();
-    AccountBase *account = accounts->loadAccount(folder);
+    QString error;
+    AccountBase *account = loadAccountFolder(folder, &error);
     if (!account) {
-        return fail(QStringLiteral("no account in ") + folder);
+        return fail(error);
     }
     const qint64 userId = account->userId();
     network::StreamServer *server = network::StreamServer::instance();
