@@ -4,6 +4,12 @@
 //  - FirstPage: from loadBefore(100) on a fresh list to the 100 rows in the model.
 //  - WholeChat: pages of 100 until the chat ends; items_per_second counts the items that reached
 //    the model, and the run fails unless the list ends holding exactly the chat's rows.
+//    It also reports the memory the full list holds: resident_bytes_per_item is the growth of the
+//    process's resident set from before the first page to the end of the chat, per item (items,
+//    their messages, file records and model slots, with what the allocator keeps around them);
+//    peak_resident_mb is the process's peak resident set by then, the generated chat's page cache
+//    included. Resident figures, not the allocator's: items are built on pool threads, whose
+//    arenas mallinfo2() does not count.
 //  - QueryFloor: the same pages read with SQLite alone, building nothing (see FloorReader): what
 //    no loader of these tables can beat on this machine.
 // All are wall-clock times, since the work runs on a pool thread while the main thread waits.
@@ -24,6 +30,7 @@
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -231,6 +238,21 @@ void FirstPage(benchmark::State &state)
     }
 }
 
+// A line of /proc/self/status in bytes ("VmRSS", "VmHWM"); 0 when it cannot be read.
+qint64 statusBytes(const QByteArray &field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
+        if (line.startsWith(field + ':')) {
+            return line.mid(field.size() + 1).trimmed().split(' ').value(0).toLongLong() * 1024;
+        }
+    }
+    return 0;
+}
+
 void WholeChat(benchmark::State &state)
 {
     const Chat &chat = Chat::instance();
@@ -240,12 +262,16 @@ void WholeChat(benchmark::State &state)
     }
     qint64 items = 0;
     for (auto _ : state) {
+        const qint64 residentBefore = statusBytes("VmRSS");
         std::unique_ptr<MediaResource> list = makeList(chat);
         while (loadPage(*list)) {
         }
         const int count = list->resourceModel()->resourceCount();
         items += count;
         state.PauseTiming();
+        state.counters["resident_bytes_per_item"] =
+                double(statusBytes("VmRSS") - residentBefore) / qMax(1, count);
+        state.counters["peak_resident_mb"] = double(statusBytes("VmHWM")) / (1024 * 1024);
         list.reset();
         releaseDeferred();
         if (count != kChatSize) {
