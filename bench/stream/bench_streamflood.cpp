@@ -14,29 +14,20 @@
 //
 // Data: one 64 MiB file of random bytes, complete in the account's cache.
 
-#include "accountbase.h"
-#include "accountmanager.h"
-#include "cachelayout.h"
-#include "filemanager.h"
-#include "filestorage.h"
 #include "processusage.h"
+#include "servedclip.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QTcpSocket>
 #include <QTemporaryDir>
-#include <QTextStream>
 #include <QThread>
-#include <QUrl>
 #include <benchmark/benchmark.h>
 
 #include <memory>
-#include <sys/resource.h>
 #include <vector>
 
 namespace {
@@ -54,38 +45,6 @@ QByteArray randomBytes(qint64 size)
     QByteArray bytes(size, Qt::Uninitialized);
     random.fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
     return bytes;
-}
-
-// An account folder with one complete file, "clip", that mediactl serve can open.
-bool writeAccount(const QString &folder, const QByteArray &bytes)
-{
-    if (!AccountManager::writeAccountInfo(folder, kUserId, QStringLiteral("Flooded"))) {
-        return false;
-    }
-    AccountBase account(kUserId, folder);
-    const QString copy = CacheLayout::mediaPath(account.userCacheDataPath(),
-                                                CacheLayout::MainCategory, CacheLayout::VideoKind)
-            + QStringLiteral("clip.bin");
-    QFile file(copy);
-    if (!account.isValid() || !QDir().mkpath(QFileInfo(copy).path())
-        || !file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
-        return false;
-    }
-    file.close();
-    storage::FileRecord record;
-    record.fileId = QStringLiteral("clip");
-    record.type = 5;
-    record.suffix = QStringLiteral("bin");
-    record.size = bytes.size();
-    record.name = QStringLiteral("clip.bin");
-    record.url = QStringLiteral("file:///nonexistent/clip.bin");
-    return !account.fileManager()->registerFiles({record}).value(0).isNull();
-}
-
-QByteArray rangeRequest(const QUrl &url, const QByteArray &range)
-{
-    return "GET " + url.path().toUtf8() + " HTTP/1.1\r\nHost: 127.0.0.1\r\nRange: " + range
-            + "\r\n\r\n";
 }
 
 // Reads up to the end of a reply head; the bytes read past it are left in rest.
@@ -117,24 +76,17 @@ void Flood(benchmark::State &state)
     QTemporaryDir dir;
     const QString folder = dir.filePath(QStringLiteral("account"));
     const QByteArray bytes = randomBytes(kFileSize);
-    if (!dir.isValid() || !writeAccount(folder, bytes)) {
+    if (!dir.isValid() || !ServedClip::writeAccount(folder, kUserId, bytes)) {
         state.SkipWithError("cannot write the account");
         return;
     }
     QProcess server;
-    // Its warnings go to this terminal: a pipe nobody read would fill and stop it.
-    server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    server.setChildProcessModifier([] {
-        const rlimit limit {kDescriptorLimit, kDescriptorLimit};
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    });
-    server.start(QStringLiteral(MEDIACTL_PATH),
-                 {QStringLiteral("serve"), folder, QStringLiteral("clip")});
-    if (!server.waitForStarted() || !server.waitForReadyRead(kWaitMs)) {
+    QUrl url;
+    if (!ServedClip::startServer(server, QStringLiteral(MEDIACTL_PATH), folder, kDescriptorLimit,
+                                 kWaitMs, url)) {
         state.SkipWithError("mediactl serve did not start");
         return;
     }
-    const QUrl url(QString::fromUtf8(server.readLine().trimmed()));
     const qint64 pid = server.processId();
 
     for (auto _ : state) {
@@ -142,7 +94,8 @@ void Flood(benchmark::State &state)
         playing.connectToHost(url.host(), quint16(url.port()));
         QByteArray played;
         if (!playing.waitForConnected(kWaitMs)
-            || (playing.write(rangeRequest(url, "bytes=0-")), !readHead(playing, played))) {
+            || (playing.write(ServedClip::rangeRequest(url, "bytes=0-")),
+                !readHead(playing, played))) {
             state.SkipWithError("the stream did not start");
             break;
         }
@@ -176,7 +129,7 @@ void Flood(benchmark::State &state)
         late.connectToHost(url.host(), quint16(url.port()));
         QByteArray reply;
         const bool served = late.waitForConnected(kWaitMs)
-                && (late.write(rangeRequest(url, "bytes=0-99")), readHead(late, reply));
+                && (late.write(ServedClip::rangeRequest(url, "bytes=0-99")), readHead(late, reply));
         state.counters["cpu_ms"] = double(cpuMs);
         state.counters["cpu_percent"] = 100.0 * double(cpuMs) / double(held.elapsed());
         state.counters["server_sockets"] = descriptors.sockets;

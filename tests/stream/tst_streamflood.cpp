@@ -1,14 +1,8 @@
-#include "accountbase.h"
-#include "accountmanager.h"
-#include "cachelayout.h"
-#include "filemanager.h"
-#include "filestorage.h"
 #include "processusage.h"
+#include "servedclip.h"
 #include "streamtestsupport.h"
 
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -25,11 +19,6 @@ constexpr qint64 kFileSize = 8 * 1024 * 1024;
 constexpr rlim_t kDescriptorLimit = 256;
 constexpr int kFloodConnections = 600;
 constexpr int kHoldMs = 2000;
-
-QByteArray rangeRequest(const QByteArray &path, const QByteArray &range)
-{
-    return "GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nRange: " + range + "\r\n\r\n";
-}
 
 } // namespace
 
@@ -57,41 +46,10 @@ void tst_StreamFlood::initTestCase()
 {
     QVERIFY(m_dir.isValid());
     m_folder = m_dir.filePath(QStringLiteral("account"));
-    QVERIFY(AccountManager::writeAccountInfo(m_folder, kUserId, QStringLiteral("Flooded")));
-    {
-        AccountBase account(kUserId, m_folder);
-        QVERIFY(account.isValid());
-        m_data = StreamTestAccount::randomBytes(kFileSize, 73);
-        const QString copy =
-                CacheLayout::mediaPath(account.userCacheDataPath(), CacheLayout::MainCategory,
-                                       CacheLayout::VideoKind)
-                + QStringLiteral("clip.bin");
-        QVERIFY(QDir().mkpath(QFileInfo(copy).path()));
-        QFile file(copy);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(m_data), kFileSize);
-        file.close();
-        storage::FileRecord record;
-        record.fileId = QStringLiteral("clip");
-        record.type = 5;
-        record.suffix = QStringLiteral("bin");
-        record.size = kFileSize;
-        record.name = QStringLiteral("clip.bin");
-        record.url = QStringLiteral("file:///nonexistent/clip.bin");
-        QVERIFY(!account.fileManager()->registerFiles({record}).value(0).isNull());
-    }
-
-    m_server.setChildProcessModifier([] {
-        const rlimit limit {kDescriptorLimit, kDescriptorLimit};
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    });
-    m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_server.start(QStringLiteral(MEDIACTL_PATH),
-                   {QStringLiteral("serve"), m_folder, QStringLiteral("clip")});
-    QVERIFY(m_server.waitForStarted());
-    QTRY_VERIFY_WITH_TIMEOUT(m_server.canReadLine(), 30000);
-    m_url = QUrl(QString::fromUtf8(m_server.readLine().trimmed()));
-    QVERIFY(m_url.isValid());
+    m_data = StreamTestAccount::randomBytes(kFileSize, 73);
+    QVERIFY(ServedClip::writeAccount(m_folder, kUserId, m_data));
+    QVERIFY(ServedClip::startServer(m_server, QStringLiteral(MEDIACTL_PATH), m_folder,
+                                    kDescriptorLimit, 30000, m_url));
 }
 
 void tst_StreamFlood::cleanupTestCase()
@@ -103,13 +61,12 @@ void tst_StreamFlood::cleanupTestCase()
 void tst_StreamFlood::floodOfIdleConnections()
 {
     const qint64 pid = m_server.processId();
-    const QByteArray path = m_url.path().toUtf8();
 
     QTcpSocket playing;
     playing.connectToHost(m_url.host(), quint16(m_url.port()));
     QVERIFY(playing.waitForConnected(10000));
     StreamClient player(&playing);
-    player.send(rangeRequest(path, "bytes=0-"));
+    player.send(ServedClip::rangeRequest(m_url, "bytes=0-"));
     StreamReply head;
     QVERIFY(player.readHead(head));
     QCOMPARE(head.header("Content-Length"), QByteArray::number(kFileSize));
@@ -153,7 +110,7 @@ void tst_StreamFlood::floodOfIdleConnections()
     late.connectToHost(m_url.host(), quint16(m_url.port()));
     QVERIFY(late.waitForConnected(10000));
     StreamClient client(&late);
-    client.send(rangeRequest(path, "bytes=100-199"));
+    client.send(ServedClip::rangeRequest(m_url, "bytes=100-199"));
     StreamReply reply;
     QVERIFY(client.readReply(reply, 20000));
     QCOMPARE(reply.statusLine(), QByteArray("HTTP/1.1 206 OK"));
