@@ -4,6 +4,7 @@
 #include "appsettingmodel.h"
 #include "bufferfilestorage.h"
 #include "cachefilestorage.h"
+#include "cachelayout.h"
 #include "constants.h"
 #include "contentitem.h"
 #include "contenttype.h"
@@ -66,18 +67,10 @@ namespace {
 
 constexpr int PREVIEW_WINDOW = 100;
 
-// Rows made from a quoted message carry this bit on their type, so that they never collide with
-// the rows of the message's own media and never count as a reason to delete a file.
-constexpr int QUOTED_TYPE_FLAG = 0x800;
-
-QString cacheFileName(const QString &fileId, const QString &suffix)
-{
-    return suffix.isEmpty() ? fileId : fileId + QLatin1Char('.') + suffix;
-}
-
 bool isOnDisk(const QString &directory, const QString &fileId, const QString &suffix)
 {
-    return !fileId.isEmpty() && QFileInfo::exists(directory + cacheFileName(fileId, suffix));
+    return !fileId.isEmpty()
+            && QFileInfo::exists(directory + CacheLayout::fileName(fileId, suffix));
 }
 
 bool isMissing(qint64 size, const QString &directory, const QString &fileId, const QString &suffix)
@@ -574,7 +567,7 @@ void MediaMgr::parseQuoteMsg(QList<storage::FileReferenceInfo> &rows, const Medi
     if (!quoted || !makeMediaInfo(row, data, quoted->contentItem())) {
         return;
     }
-    row.type |= QUOTED_TYPE_FLAG;
+    row.type |= storage::QUOTED_TYPE_FLAG;
     rows.append(std::move(row));
 }
 

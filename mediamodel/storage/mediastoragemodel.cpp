@@ -41,10 +41,6 @@
 
 namespace {
 
-// Rows made from a quoted message carry this bit on their type. Their file belongs to the quoted
-// message's dialog, so they attribute nothing to the quoting one.
-constexpr int QUOTED_TYPE_FLAG = 0x800;
-
 const int MiscellaneousCategories[] = {CacheLayout::BufferCategory, CacheLayout::TempCategory,
                                        CacheLayout::PreviewCategory};
 const int MiscellaneousKinds[] = {CacheLayout::ImageKind, CacheLayout::VideoKind,
@@ -205,14 +201,15 @@ MediaContentRecord contentRecordOf(const storage::FileReferenceInfo &row, const 
 }
 
 // Cached images named as the thumbnail of a message belong to that message's dialog, even when
-// the message's own file is not cached.
+// the message's own file is not cached. A quoted row's files belong to the quoted message's
+// dialog, so quoted rows attribute nothing to the quoting one.
 void attributeThumbnails(const QList<storage::FileReferenceInfo> &rows,
                          const QHash<QString, CacheFileRecord> &files,
                          QHash<QString, DialogScanRecord> &dialogs)
 {
     for (const storage::FileReferenceInfo &row : rows) {
         const auto thumb = files.constFind(row.thumbId);
-        if (!(row.type & QUOTED_TYPE_FLAG) && !row.thumbId.isEmpty() && thumb != files.constEnd()) {
+        if (!row.isQuoted() && !row.thumbId.isEmpty() && thumb != files.constEnd()) {
             dialogs[row.dialogId].files.insert(row.thumbId, thumb->dataType);
         }
     }
@@ -250,8 +247,7 @@ QHash<QString, DialogScanRecord> attributeFiles(const QHash<int, QString> &baseD
     };
     for (const storage::FileReferenceInfo &row : fileRows) {
         const auto source = cachedFile(row.fileId);
-        if ((row.type & QUOTED_TYPE_FLAG) || source == files.constEnd()
-            || !baseDirs.contains(row.type)) {
+        if (row.isQuoted() || source == files.constEnd() || !baseDirs.contains(row.type)) {
             continue;
         }
         const MediaContentRecord content =
