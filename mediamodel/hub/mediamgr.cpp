@@ -19,23 +19,13 @@
 #include "loading/mediaresourcemgr.h"
 #include "mediaaudio.h"
 #include "mediacalender.h"
-#include "mediachatitem.h"
-#include "mediachatmodel.h"
-#include "mediachatselectmodel.h"
-#include "mediacontentitem.h"
 #include "mediaexpiry.h"
-#include "mediakeeplistmodel.h"
 #include "mediakeepsetting.h"
 #include "mediamodellog_p.h"
 #include "mediaplayer.h"
 #include "mediapreview.h"
-#include "mediasearch.h"
 #include "mediaselector.h"
-#include "mediasizebasemodel.h"
-#include "mediasizeitem.h"
-#include "mediasizemodel.h"
 #include "mediastoragemodel.h"
-#include "mediastorageviewmodel.h"
 #include "mediasync.h"
 #include "mediautil.h"
 #include "messagebase.h"
@@ -61,7 +51,6 @@
 #include <QSet>
 #include <QThreadPool>
 #include <QtConcurrent>
-#include <QtQml>
 
 namespace {
 
@@ -156,6 +145,12 @@ MediaMgr::~MediaMgr()
     // A host may delete the hub without preparing it: a running cleanup stops at its next row
     // rather than holding the caller for a whole pass.
     stopCleanups();
+    // The owned objects go in this order. First those whose running work reads the hub's tables,
+    // folders and keep times or runs on its pool: the storage view, the keep settings, the two
+    // previews, the bulk download. Then the account forgets the hub, so that the process-wide
+    // player no longer finds the playlist, which goes next. The pool goes once nothing can queue
+    // on it any more; selections a host left behind without clearing the data go last, as
+    // nothing else owns them.
     delete m_storageModel;
     delete m_keepSetting;
     delete m_preview;
@@ -165,44 +160,10 @@ MediaMgr::~MediaMgr()
     delete m_mediaAudio;
     delete m_searchServiceCmd;
     delete m_threadPool;
-    // Nothing else owns selections a host left behind without clearing the data.
     qDeleteAll(m_selectors);
     qDeleteAll(m_externSelectors);
     // Database parts of removals queued on the host's worker still name this hub.
     ThreadManager::waitForIdle();
-}
-
-void MediaMgr::registerMetaType(const char *uri)
-{
-    qRegisterMetaType<ResourceModel *>("ResourceModel *");
-    qRegisterMetaType<MediaResource *>("MediaResource *");
-    qRegisterMetaType<MediaResourceMgr *>("MediaResourceMgr *");
-    qRegisterMetaType<ResourceItem *>("ResourceItem *");
-    qRegisterMetaType<MediaSearch *>("MediaSearch *");
-    qRegisterMetaType<MediaAudio *>("MediaAudio *");
-    qRegisterMetaType<MediaPlayer *>("MediaPlayer *");
-    qRegisterMetaType<MediaMgr *>("MediaMgr *");
-    qRegisterMetaType<MediaCalender *>("MediaCalender *");
-    qRegisterMetaType<MediaPreview *>("MediaPreview *");
-    qRegisterMetaType<MediaSelector *>("MediaSelector *");
-    qRegisterMetaType<MediaStorageModel *>("MediaStorageModel *");
-    qRegisterMetaType<MediaSizeItem *>("MediaSizeItem *");
-    qRegisterMetaType<MediaSizeBaseModel *>("MediaSizeBaseModel *");
-    qRegisterMetaType<MediaSizeModel *>("MediaSizeModel *");
-    qRegisterMetaType<MediaKeepSetting *>("MediaKeepSetting *");
-    qRegisterMetaType<MediaKeepListModel *>("MediaKeepListModel *");
-    qRegisterMetaType<MediaStorageViewModel *>("MediaStorageViewModel *");
-    qRegisterMetaType<MediaContentItem *>("MediaContentItem *");
-    qRegisterMetaType<MediaChatItem *>("MediaChatItem *");
-    qRegisterMetaType<MediaChatModel *>("MediaChatModel *");
-    qRegisterMetaType<MediaChatSelectModel *>("MediaChatSelectModel *");
-    qRegisterMetaType<MediaSync *>("MediaSync *");
-    qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
-    // Registered so that QML can read their enums; QML gets the objects from the hub.
-    qmlRegisterUncreatableType<MediaStorageModel>(
-            uri, 1, 0, "MediaStorageModel", QStringLiteral("MediaStorageModelis uncreatable"));
-    qmlRegisterUncreatableType<MediaKeepSetting>(uri, 1, 0, "MediaKeepSetting",
-                                                 QStringLiteral("MediaKeepSettingis uncreatable"));
 }
 
 QString MediaMgr::modelName()
