@@ -18,6 +18,7 @@
 #include "messagebase.h"
 #include "multimediaaudioplayer.h"
 #include "musicitem.h"
+#include "ownerthread_p.h"
 #include "resourceitem.h"
 #include "voiceitem.h"
 
@@ -381,11 +382,7 @@ void MediaPlayer::resetPlayer()
 
 void MediaPlayer::onPlayerThread(std::function<void()> fn)
 {
-    if (QThread::currentThread() == thread()) {
-        fn();
-        return;
-    }
-    QMetaObject::invokeMethod(this, std::move(fn), Qt::QueuedConnection);
+    runOnOwnerThread(this, std::move(fn));
 }
 
 void MediaPlayer::stopIf(std::function<bool()> condition)

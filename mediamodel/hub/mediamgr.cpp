@@ -30,6 +30,7 @@
 #include "mediautil.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
+#include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "resourceitem.h"
 #include "resourcelinkitem.h"
@@ -879,8 +880,7 @@ void MediaMgr::clearLocalMedia()
         const MediaExpiry::Summary summary = expiry.run();
         if (!summary.bCancelled && !summary.bFailed) {
             clearTempMedia();
-            QMetaObject::invokeMethod(
-                    this, [this] { Q_EMIT localMediaCleared(); }, Qt::QueuedConnection);
+            runOnOwnerThread(this, [this] { Q_EMIT localMediaCleared(); });
         }
     });
 }
@@ -930,8 +930,7 @@ void MediaMgr::onAppIsActive(bool isActive)
     }
     m_focusClearFuture = QtConcurrent::run([this](QPromise<void> &promise) {
         if (clearFocusLostMedia([&promise] { return promise.isCanceled(); })) {
-            QMetaObject::invokeMethod(
-                    this, [this] { Q_EMIT focusLostMediaCleared(); }, Qt::QueuedConnection);
+            runOnOwnerThread(this, [this] { Q_EMIT focusLostMediaCleared(); });
         }
     });
 }

@@ -5,7 +5,7 @@
 #include "constants.h"
 #include "dialogbase.h"
 #include "keepmediasettingstorage.h"
-#include "loading/ownerthread_p.h"
+#include "ownerthread_p.h"
 #include "mediamgr.h"
 #include "mediamodellog_p.h"
 #include "retention/mediakeepsearchmodel.h"

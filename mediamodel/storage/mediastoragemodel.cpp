@@ -18,6 +18,7 @@
 #include "mediasizemodel.h"
 #include "mediastorageviewmodel.h"
 #include "modelbaseutil.h"
+#include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "storagerecords_p.h"
 #include "userstorageprovider.h"
@@ -161,11 +162,6 @@ CachedFile cachedFileAt(const QString &fileId, const QString &path)
     const qsizetype suffixStart = nameStart + fileId.size() + 1;
     return {fileId, path.left(nameStart),
             suffixStart <= path.size() ? path.sliced(suffixStart) : QString()};
-}
-
-template<typename Fn> void post(MediaStorageModel *model, Fn fn)
-{
-    QMetaObject::invokeMethod(model, std::move(fn), Qt::QueuedConnection);
 }
 
 // The resource a reference row names, with the sizes of its files as they are on disk.
@@ -543,7 +539,7 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     const int generation = scan.generation;
     const auto postSize = [model, generation](int dataType, qint64 bytes) {
         if (bytes != 0) {
-            post(model, [model, generation, dataType, bytes] {
+            runOnOwnerThread(model, [model, generation, dataType, bytes] {
                 model->applyMeasuredSize(generation, dataType, bytes);
             });
         }
@@ -551,10 +547,9 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     const auto finish = [model, generation](QHash<QString, CacheFileRecord> files,
                                             QHash<QString, DialogScanRecord> dialogs,
                                             bool bFailed = false) {
-        post(model,
-             [model, generation, files = std::move(files), dialogs = std::move(dialogs), bFailed] {
-                 model->finishScan(generation, files, dialogs, bFailed);
-             });
+        runOnOwnerThread(model,
+                         [model, generation, files = std::move(files), dialogs = std::move(dialogs),
+                          bFailed] { model->finishScan(generation, files, dialogs, bFailed); });
     };
 
     // Each step's files join the others as soon as it ends, while the other steps still walk.
@@ -586,7 +581,7 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     if (!bComplete || stopped()) {
         return finish({}, {});
     }
-    post(model, [model, generation] { model->finishTotals(generation); });
+    runOnOwnerThread(model, [model, generation] { model->finishTotals(generation); });
     // The files and their sizes stand; which chats they belong to is unknown.
     if (bLookupFailed) {
         qCWarning(lcMedia) << "storage: the chats of the cached files cannot be read; no chat's "
@@ -1121,7 +1116,8 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
         bKindGone = bKindGone && removed.size() == batch.size();
         bAllGone = bAllGone && bKindGone;
         batch.clear();
-        post(model, [model, generation, removed] { model->applyDeleted(generation, removed); });
+        runOnOwnerThread(
+                model, [model, generation, removed] { model->applyDeleted(generation, removed); });
     };
     for (qsizetype i = 0; i < deletion.files.size() && !model->m_cancel; ++i) {
         const RemovedFile &file = deletion.files.at(i);
@@ -1135,8 +1131,9 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
         if (bLastOfKind) {
             const int dataType = file.dataType;
             if (bKindGone) {
-                post(model,
-                     [model, generation, dataType] { model->finishStage(generation, dataType); });
+                runOnOwnerThread(model, [model, generation, dataType] {
+                    model->finishStage(generation, dataType);
+                });
             }
             bKindGone = true;
         }
@@ -1150,12 +1147,13 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
             Util::removeLocalFolder(folder);
         }
         const int dataType = stage.first;
-        post(model, [model, generation, dataType] { model->finishStage(generation, dataType); });
+        runOnOwnerThread(
+                model, [model, generation, dataType] { model->finishStage(generation, dataType); });
     }
     if (deletion.bRemoveAllRows && bAllGone && !model->m_cancel) {
         deletion.cacheFiles->removeAll();
     }
-    post(model, [model] { model->finishDeletion(); });
+    runOnOwnerThread(model, [model] { model->finishDeletion(); });
 }
 
 // A batch of a deletion: counts towards its progress, then leaves the sizes and records.

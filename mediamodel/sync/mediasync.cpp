@@ -16,6 +16,7 @@
 #include "mediamodellog_p.h"
 #include "messagebase.h"
 #include "networkusagemodel.h"
+#include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "resourcestorage.h"
 #include "userstorageprovider.h"
@@ -208,9 +209,7 @@ void MediaSync::startRecount()
         if (cancelled->load()) {
             return;
         }
-        QMetaObject::invokeMethod(
-                this, [this, generation, counts] { applyCounts(generation, counts); },
-                Qt::QueuedConnection);
+        runOnOwnerThread(this, [this, generation, counts] { applyCounts(generation, counts); });
     });
 }
 
