@@ -18,6 +18,7 @@
 #include "mediasizemodel.h"
 #include "mediastorageviewmodel.h"
 #include "modelbaseutil.h"
+#include "notifyingsetter_p.h"
 #include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "storagerecords_p.h"
@@ -443,29 +444,17 @@ int MediaStorageModel::dataTypeOfContentType(int contentType)
 
 void MediaStorageModel::setTotalSize(qlonglong totalSize)
 {
-    if (m_totalSize == totalSize) {
-        return;
-    }
-    m_totalSize = totalSize;
-    Q_EMIT totalSizeChanged();
+    setAndNotify(this, m_totalSize, totalSize, &MediaStorageModel::totalSizeChanged);
 }
 
 void MediaStorageModel::setAtQuery(bool bQuery)
 {
-    if (m_atQuery == bQuery) {
-        return;
-    }
-    m_atQuery = bQuery;
-    Q_EMIT atQueryChanged();
+    setAndNotify(this, m_atQuery, bQuery, &MediaStorageModel::atQueryChanged);
 }
 
 void MediaStorageModel::setClearProgress(int progress)
 {
-    if (m_clearProgress == progress) {
-        return;
-    }
-    m_clearProgress = progress;
-    Q_EMIT clearProgressChanged();
+    setAndNotify(this, m_clearProgress, progress, &MediaStorageModel::clearProgressChanged);
 }
 
 // ---- measuring ----

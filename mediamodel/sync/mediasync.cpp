@@ -16,6 +16,7 @@
 #include "mediamodellog_p.h"
 #include "messagebase.h"
 #include "networkusagemodel.h"
+#include "notifyingsetter_p.h"
 #include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "resourcestorage.h"
@@ -428,11 +429,7 @@ void MediaSync::setSelected(MediaChatItem *item, bool bSelect)
 
 void MediaSync::setSyncState(int syncState)
 {
-    if (m_syncState == syncState) {
-        return;
-    }
-    m_syncState = syncState;
-    Q_EMIT syncStateChanged();
+    setAndNotify(this, m_syncState, syncState, &MediaSync::syncStateChanged);
 }
 
 double MediaSync::progress() const
@@ -725,20 +722,12 @@ void MediaSync::clearRun()
 
 void MediaSync::setRemainingSize(qlonglong size)
 {
-    if (m_remainingSize == size) {
-        return;
-    }
-    m_remainingSize = size;
-    Q_EMIT remainingSizeChanged();
+    setAndNotify(this, m_remainingSize, size, &MediaSync::remainingSizeChanged);
 }
 
 void MediaSync::setRemainingTime(qlonglong seconds)
 {
-    if (m_remainingTime == seconds) {
-        return;
-    }
-    m_remainingTime = seconds;
-    Q_EMIT remainingTimeChanged();
+    setAndNotify(this, m_remainingTime, seconds, &MediaSync::remainingTimeChanged);
 }
 
 // ---- teardown ----
