@@ -35,6 +35,7 @@
 #include "resourceitem.h"
 #include "resourcelinkitem.h"
 #include "resourcemodel.h"
+#include "retention/cachewalk_p.h"
 #include "searchservicecmd.h"
 #include "storage/cachedfiles_p.h"
 #include "streamserver.h"
@@ -943,23 +944,21 @@ bool MediaMgr::clearFocusLostMedia(const std::function<bool()> &isCancelled)
         qCWarning(lcMedia) << "focus-loss cleanup skipped: the dialogs' keep times are unknown";
         return false;
     }
-    storage::CacheFileStorage *cache = m_account->storage()->cacheFileStorage();
-    storage::CacheFileInfo cursor;
-    while (!isCancelled()) {
-        bool ok = false;
-        const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
-        if (!ok || !clearFocusLostPage(page)) {
-            qCWarning(lcMedia) << "focus-loss cleanup stopped: the cache or the rows naming its "
-                                  "files cannot be read";
-            return false;
-        }
-        if (page.isEmpty()) {
-            return true;
-        }
-        cursor = page.constLast();
+    if (isCancelled()) {
+        return false;
     }
-    return false;
+    bool pageFailed = false;
+    const CacheWalk walk = walkCacheOldestFirst(m_account->storage()->cacheFileStorage(),
+                                                [&](const QList<storage::CacheFileInfo> &page) {
+                                                    pageFailed = !clearFocusLostPage(page);
+                                                    return !pageFailed && !isCancelled();
+                                                });
+    if (walk == CacheWalk::Unreadable || pageFailed) {
+        qCWarning(lcMedia) << "focus-loss cleanup stopped: the cache or the rows naming its "
+                              "files cannot be read";
+        return false;
+    }
+    return walk == CacheWalk::Ended;
 }
 
 bool MediaMgr::clearFocusLostPage(const QList<storage::CacheFileInfo> &page)
