@@ -2,7 +2,6 @@
 
 #include "accountbase.h"
 #include "appsettingmodel.h"
-#include "bufferfilestorage.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
 #include "constants.h"
@@ -36,6 +35,7 @@
 #include "resourcelinkitem.h"
 #include "resourcemodel.h"
 #include "retention/cachewalk_p.h"
+#include "retention/tempfilecleanup_p.h"
 #include "searchservicecmd.h"
 #include "storage/cachedfiles_p.h"
 #include "streamserver.h"
@@ -886,40 +886,9 @@ void MediaMgr::clearLocalMedia()
     });
 }
 
-// Temporary and stream-buffer files are never referenced by a message: every one goes, oldest
-// first, a page at a time.
 void MediaMgr::clearTempMedia()
 {
-    storage::UserStorageProvider *storage = m_account->storage();
-    const QString cacheRoot = m_account->userCacheDataPath();
-    for (;;) {
-        bool ok = false;
-        const QList<storage::BufferFileInfo> page =
-                storage->bufferFileStorage()->infos(LOAD_COUNT, &ok);
-        if (!ok) {
-            qCWarning(lcMedia) << "temporary files cleanup stopped: their table cannot be read";
-            return;
-        }
-        if (page.isEmpty()) {
-            return;
-        }
-        QList<CachedFile> files;
-        for (const storage::BufferFileInfo &info : page) {
-            files.append({info.fileId,
-                          ModelBaseUtil::makeMediaPath(cacheRoot, info.category, info.kind),
-                          info.suffix});
-        }
-        const QList<QString> gone =
-                deleteCachedFiles(fileDataMgr(), storage->cacheFileStorage(), files);
-        if (!gone.isEmpty() && !storage->bufferFileStorage()->remove(gone)) {
-            qCWarning(lcMedia) << "temporary files cleanup stopped: their rows stay";
-            return;
-        }
-        // The oldest rows come first again: a file that stayed would be met on every page.
-        if (gone.size() < page.size()) {
-            return;
-        }
-    }
+    clearTempFiles(m_account->storage(), fileDataMgr(), m_account->userCacheDataPath());
 }
 
 void MediaMgr::onAppIsActive(bool isActive)
