@@ -2,9 +2,9 @@
 
 #include "accountbase.h"
 #include "appsettingmodel.h"
+#include "cachecleanup_p.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
-#include "cachewalk_p.h"
 #include "contenttype.h"
 #include "filedatamgr.h"
 #include "filereferencestorage.h"

@@ -1,4 +1,4 @@
-#include "tempfilecleanup_p.h"
+#include "cachecleanup_p.h"
 
 #include "bufferfilestorage.h"
 #include "constants.h"
@@ -6,6 +6,28 @@
 #include "modelbaseutil.h"
 #include "storage/cachedfiles_p.h"
 #include "userstorageprovider.h"
+
+CacheWalk
+walkCacheOldestFirst(storage::CacheFileStorage *cache,
+                     const std::function<bool(const QList<storage::CacheFileInfo> &page)> &visit)
+{
+    storage::CacheFileInfo cursor;
+    for (;;) {
+        bool ok = false;
+        const QList<storage::CacheFileInfo> page =
+                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
+        if (!ok) {
+            return CacheWalk::Unreadable;
+        }
+        if (page.isEmpty()) {
+            return CacheWalk::Ended;
+        }
+        cursor = page.constLast();
+        if (!visit(page)) {
+            return CacheWalk::Stopped;
+        }
+    }
+}
 
 void clearTempFiles(storage::UserStorageProvider *storage, FileDataMgr *files,
                     const QString &cacheRoot)

@@ -1,12 +1,19 @@
 #pragma once
 
-// Not API: the walk every cleanup of the media cache makes over the cache-file table.
+// Not API: the cleanups of the media cache besides the expiry, which the hub starts, and the walk
+// over the cache-file table that the expiry and the hub's focus-loss cleanup share.
 
 #include "cachefilestorage.h"
 
 #include <QList>
+#include <QString>
 
 #include <functional>
+
+class FileDataMgr;
+namespace storage {
+class UserStorageProvider;
+}
 
 enum class CacheWalk {
     Ended,      // the table ended
@@ -20,3 +27,9 @@ enum class CacheWalk {
 CacheWalk
 walkCacheOldestFirst(storage::CacheFileStorage *cache,
                      const std::function<bool(const QList<storage::CacheFileInfo> &page)> &visit);
+
+// Temporary and stream-buffer files are never referenced by a message: every one goes, oldest
+// first, a page at a time. A table that cannot be read or rows that cannot be removed stop it
+// with one warning. Any thread.
+void clearTempFiles(storage::UserStorageProvider *storage, FileDataMgr *files,
+                    const QString &cacheRoot);
