@@ -2,7 +2,7 @@
 
 #include "accountbase.h"
 #include "dialogbase.h"
-#include "loading/ownerthread_p.h"
+#include "ownerthread_p.h"
 #include "loading/pagehandover_p.h"
 #include "mediamodellog_p.h"
 #include "mediautil.h"

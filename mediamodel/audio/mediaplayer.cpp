@@ -18,6 +18,8 @@
 #include "messagebase.h"
 #include "multimediaaudioplayer.h"
 #include "musicitem.h"
+#include "notifyingsetter_p.h"
+#include "ownerthread_p.h"
 #include "resourceitem.h"
 #include "voiceitem.h"
 
@@ -126,20 +128,12 @@ void MediaPlayer::updateConfig()
 
 void MediaPlayer::setPlayMode(int playMode)
 {
-    if (m_playMode == playMode) {
-        return;
-    }
-    m_playMode = playMode;
-    Q_EMIT playModeChanged(playMode);
+    setAndNotify(this, m_playMode, playMode, &MediaPlayer::playModeChanged);
 }
 
 void MediaPlayer::setLoopMode(int loopMode)
 {
-    if (m_loopMode == loopMode) {
-        return;
-    }
-    m_loopMode = loopMode;
-    Q_EMIT loopModeChanged(loopMode);
+    setAndNotify(this, m_loopMode, loopMode, &MediaPlayer::loopModeChanged);
 }
 
 void MediaPlayer::setPlaySpeed(double playSpeed)
@@ -381,11 +375,7 @@ void MediaPlayer::resetPlayer()
 
 void MediaPlayer::onPlayerThread(std::function<void()> fn)
 {
-    if (QThread::currentThread() == thread()) {
-        fn();
-        return;
-    }
-    QMetaObject::invokeMethod(this, std::move(fn), Qt::QueuedConnection);
+    runOnOwnerThread(this, std::move(fn));
 }
 
 void MediaPlayer::stopIf(std::function<bool()> condition)
@@ -755,65 +745,37 @@ void MediaPlayer::setPlayingItem(ResourceItem *item)
 
 void MediaPlayer::setActivedDialogId(const QString &dialogId)
 {
-    if (m_activedDialogId == dialogId) {
-        return;
-    }
-    m_activedDialogId = dialogId;
-    Q_EMIT activedDialogIdChanged(dialogId);
+    setAndNotify(this, m_activedDialogId, dialogId, &MediaPlayer::activedDialogIdChanged);
 }
 
 void MediaPlayer::setUserId(qint64 userId)
 {
-    if (m_userId == userId) {
-        return;
-    }
-    m_userId = userId;
-    Q_EMIT userIdChanged(userId);
+    setAndNotify(this, m_userId, userId, &MediaPlayer::userIdChanged);
 }
 
 void MediaPlayer::setIsOnlyOne(bool isOnlyOne)
 {
-    if (m_isOnlyOne == isOnlyOne) {
-        return;
-    }
-    m_isOnlyOne = isOnlyOne;
-    Q_EMIT isOnlyOneChanged(isOnlyOne);
+    setAndNotify(this, m_isOnlyOne, isOnlyOne, &MediaPlayer::isOnlyOneChanged);
 }
 
 void MediaPlayer::setPlayTime(qint64 playTime)
 {
-    if (m_playTime == playTime) {
-        return;
-    }
-    m_playTime = playTime;
-    Q_EMIT playTimeChanged(playTime);
+    setAndNotify(this, m_playTime, playTime, &MediaPlayer::playTimeChanged);
 }
 
 void MediaPlayer::setDuration(qint64 duration)
 {
-    if (m_duration == duration) {
-        return;
-    }
-    m_duration = duration;
-    Q_EMIT durationChanged(duration);
+    setAndNotify(this, m_duration, duration, &MediaPlayer::durationChanged);
 }
 
 void MediaPlayer::setPlayState(int playState)
 {
-    if (m_playState == playState) {
-        return;
-    }
-    m_playState = playState;
-    Q_EMIT playStateChanged(playState);
+    setAndNotify(this, m_playState, playState, &MediaPlayer::playStateChanged);
 }
 
 void MediaPlayer::setSamples(const QStringList &samples)
 {
-    if (m_samples == samples) {
-        return;
-    }
-    m_samples = samples;
-    Q_EMIT samplesChanged(samples);
+    setAndNotify(this, m_samples, samples, &MediaPlayer::samplesChanged);
 }
 
 // A buffer running dry matters only while the file still downloads; for a complete file the
@@ -834,9 +796,5 @@ void MediaPlayer::setIsUnderload(bool isUnderload)
 
 void MediaPlayer::setLoadedTempVoice(bool loaded)
 {
-    if (m_loadedTempVoice == loaded) {
-        return;
-    }
-    m_loadedTempVoice = loaded;
-    Q_EMIT loadedTempVoiceChanged(loaded);
+    setAndNotify(this, m_loadedTempVoice, loaded, &MediaPlayer::loadedTempVoiceChanged);
 }

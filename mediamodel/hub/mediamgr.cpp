@@ -2,8 +2,8 @@
 
 #include "accountbase.h"
 #include "appsettingmodel.h"
-#include "bufferfilestorage.h"
 #include "cachefilestorage.h"
+#include "cachelayout.h"
 #include "constants.h"
 #include "contentitem.h"
 #include "contenttype.h"
@@ -18,31 +18,23 @@
 #include "loading/mediaresourcemgr.h"
 #include "mediaaudio.h"
 #include "mediacalender.h"
-#include "mediachatitem.h"
-#include "mediachatmodel.h"
-#include "mediachatselectmodel.h"
-#include "mediacontentitem.h"
 #include "mediaexpiry.h"
-#include "mediakeeplistmodel.h"
 #include "mediakeepsetting.h"
 #include "mediamodellog_p.h"
 #include "mediaplayer.h"
 #include "mediapreview.h"
-#include "mediasearch.h"
 #include "mediaselector.h"
-#include "mediasizebasemodel.h"
-#include "mediasizeitem.h"
-#include "mediasizemodel.h"
 #include "mediastoragemodel.h"
-#include "mediastorageviewmodel.h"
 #include "mediasync.h"
 #include "mediautil.h"
 #include "messagebase.h"
 #include "modelbaseutil.h"
+#include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "resourceitem.h"
 #include "resourcelinkitem.h"
 #include "resourcemodel.h"
+#include "retention/cachecleanup_p.h"
 #include "searchservicecmd.h"
 #include "storage/cachedfiles_p.h"
 #include "streamserver.h"
@@ -60,24 +52,15 @@
 #include <QSet>
 #include <QThreadPool>
 #include <QtConcurrent>
-#include <QtQml>
 
 namespace {
 
 constexpr int PREVIEW_WINDOW = 100;
 
-// Rows made from a quoted message carry this bit on their type, so that they never collide with
-// the rows of the message's own media and never count as a reason to delete a file.
-constexpr int QUOTED_TYPE_FLAG = 0x800;
-
-QString cacheFileName(const QString &fileId, const QString &suffix)
-{
-    return suffix.isEmpty() ? fileId : fileId + QLatin1Char('.') + suffix;
-}
-
 bool isOnDisk(const QString &directory, const QString &fileId, const QString &suffix)
 {
-    return !fileId.isEmpty() && QFileInfo::exists(directory + cacheFileName(fileId, suffix));
+    return !fileId.isEmpty()
+            && QFileInfo::exists(directory + CacheLayout::fileName(fileId, suffix));
 }
 
 bool isMissing(qint64 size, const QString &directory, const QString &fileId, const QString &suffix)
@@ -163,6 +146,12 @@ MediaMgr::~MediaMgr()
     // A host may delete the hub without preparing it: a running cleanup stops at its next row
     // rather than holding the caller for a whole pass.
     stopCleanups();
+    // The owned objects go in this order. First those whose running work reads the hub's tables,
+    // folders and keep times or runs on its pool: the storage view, the keep settings, the two
+    // previews, the bulk download. Then the account forgets the hub, so that the process-wide
+    // player no longer finds the playlist, which goes next. The pool goes once nothing can queue
+    // on it any more; selections a host left behind without clearing the data go last, as
+    // nothing else owns them.
     delete m_storageModel;
     delete m_keepSetting;
     delete m_preview;
@@ -172,44 +161,10 @@ MediaMgr::~MediaMgr()
     delete m_mediaAudio;
     delete m_searchServiceCmd;
     delete m_threadPool;
-    // Nothing else owns selections a host left behind without clearing the data.
     qDeleteAll(m_selectors);
     qDeleteAll(m_externSelectors);
     // Database parts of removals queued on the host's worker still name this hub.
     ThreadManager::waitForIdle();
-}
-
-void MediaMgr::registerMetaType(const char *uri)
-{
-    qRegisterMetaType<ResourceModel *>("ResourceModel *");
-    qRegisterMetaType<MediaResource *>("MediaResource *");
-    qRegisterMetaType<MediaResourceMgr *>("MediaResourceMgr *");
-    qRegisterMetaType<ResourceItem *>("ResourceItem *");
-    qRegisterMetaType<MediaSearch *>("MediaSearch *");
-    qRegisterMetaType<MediaAudio *>("MediaAudio *");
-    qRegisterMetaType<MediaPlayer *>("MediaPlayer *");
-    qRegisterMetaType<MediaMgr *>("MediaMgr *");
-    qRegisterMetaType<MediaCalender *>("MediaCalender *");
-    qRegisterMetaType<MediaPreview *>("MediaPreview *");
-    qRegisterMetaType<MediaSelector *>("MediaSelector *");
-    qRegisterMetaType<MediaStorageModel *>("MediaStorageModel *");
-    qRegisterMetaType<MediaSizeItem *>("MediaSizeItem *");
-    qRegisterMetaType<MediaSizeBaseModel *>("MediaSizeBaseModel *");
-    qRegisterMetaType<MediaSizeModel *>("MediaSizeModel *");
-    qRegisterMetaType<MediaKeepSetting *>("MediaKeepSetting *");
-    qRegisterMetaType<MediaKeepListModel *>("MediaKeepListModel *");
-    qRegisterMetaType<MediaStorageViewModel *>("MediaStorageViewModel *");
-    qRegisterMetaType<MediaContentItem *>("MediaContentItem *");
-    qRegisterMetaType<MediaChatItem *>("MediaChatItem *");
-    qRegisterMetaType<MediaChatModel *>("MediaChatModel *");
-    qRegisterMetaType<MediaChatSelectModel *>("MediaChatSelectModel *");
-    qRegisterMetaType<MediaSync *>("MediaSync *");
-    qRegisterMetaType<QList<ResourceItem *>>("ResourceItems");
-    // Registered so that QML can read their enums; QML gets the objects from the hub.
-    qmlRegisterUncreatableType<MediaStorageModel>(
-            uri, 1, 0, "MediaStorageModel", QStringLiteral("MediaStorageModelis uncreatable"));
-    qmlRegisterUncreatableType<MediaKeepSetting>(uri, 1, 0, "MediaKeepSetting",
-                                                 QStringLiteral("MediaKeepSettingis uncreatable"));
 }
 
 QString MediaMgr::modelName()
@@ -574,7 +529,7 @@ void MediaMgr::parseQuoteMsg(QList<storage::FileReferenceInfo> &rows, const Medi
     if (!quoted || !makeMediaInfo(row, data, quoted->contentItem())) {
         return;
     }
-    row.type |= QUOTED_TYPE_FLAG;
+    row.type |= storage::QUOTED_TYPE_FLAG;
     rows.append(std::move(row));
 }
 
@@ -925,46 +880,14 @@ void MediaMgr::clearLocalMedia()
         const MediaExpiry::Summary summary = expiry.run();
         if (!summary.bCancelled && !summary.bFailed) {
             clearTempMedia();
-            QMetaObject::invokeMethod(
-                    this, [this] { Q_EMIT localMediaCleared(); }, Qt::QueuedConnection);
+            runOnOwnerThread(this, [this] { Q_EMIT localMediaCleared(); });
         }
     });
 }
 
-// Temporary and stream-buffer files are never referenced by a message: every one goes, oldest
-// first, a page at a time.
 void MediaMgr::clearTempMedia()
 {
-    storage::UserStorageProvider *storage = m_account->storage();
-    const QString cacheRoot = m_account->userCacheDataPath();
-    for (;;) {
-        bool ok = false;
-        const QList<storage::BufferFileInfo> page =
-                storage->bufferFileStorage()->infos(LOAD_COUNT, &ok);
-        if (!ok) {
-            qCWarning(lcMedia) << "temporary files cleanup stopped: their table cannot be read";
-            return;
-        }
-        if (page.isEmpty()) {
-            return;
-        }
-        QList<CachedFile> files;
-        for (const storage::BufferFileInfo &info : page) {
-            files.append({info.fileId,
-                          ModelBaseUtil::makeMediaPath(cacheRoot, info.category, info.kind),
-                          info.suffix});
-        }
-        const QList<QString> gone =
-                deleteCachedFiles(fileDataMgr(), storage->cacheFileStorage(), files);
-        if (!gone.isEmpty() && !storage->bufferFileStorage()->remove(gone)) {
-            qCWarning(lcMedia) << "temporary files cleanup stopped: their rows stay";
-            return;
-        }
-        // The oldest rows come first again: a file that stayed would be met on every page.
-        if (gone.size() < page.size()) {
-            return;
-        }
-    }
+    clearTempFiles(m_account->storage(), fileDataMgr(), m_account->userCacheDataPath());
 }
 
 void MediaMgr::onAppIsActive(bool isActive)
@@ -976,8 +899,7 @@ void MediaMgr::onAppIsActive(bool isActive)
     }
     m_focusClearFuture = QtConcurrent::run([this](QPromise<void> &promise) {
         if (clearFocusLostMedia([&promise] { return promise.isCanceled(); })) {
-            QMetaObject::invokeMethod(
-                    this, [this] { Q_EMIT focusLostMediaCleared(); }, Qt::QueuedConnection);
+            runOnOwnerThread(this, [this] { Q_EMIT focusLostMediaCleared(); });
         }
     });
 }
@@ -990,23 +912,21 @@ bool MediaMgr::clearFocusLostMedia(const std::function<bool()> &isCancelled)
         qCWarning(lcMedia) << "focus-loss cleanup skipped: the dialogs' keep times are unknown";
         return false;
     }
-    storage::CacheFileStorage *cache = m_account->storage()->cacheFileStorage();
-    storage::CacheFileInfo cursor;
-    while (!isCancelled()) {
-        bool ok = false;
-        const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
-        if (!ok || !clearFocusLostPage(page)) {
-            qCWarning(lcMedia) << "focus-loss cleanup stopped: the cache or the rows naming its "
-                                  "files cannot be read";
-            return false;
-        }
-        if (page.isEmpty()) {
-            return true;
-        }
-        cursor = page.constLast();
+    if (isCancelled()) {
+        return false;
     }
-    return false;
+    bool pageFailed = false;
+    const CacheWalk walk = walkCacheOldestFirst(m_account->storage()->cacheFileStorage(),
+                                                [&](const QList<storage::CacheFileInfo> &page) {
+                                                    pageFailed = !clearFocusLostPage(page);
+                                                    return !pageFailed && !isCancelled();
+                                                });
+    if (walk == CacheWalk::Unreadable || pageFailed) {
+        qCWarning(lcMedia) << "focus-loss cleanup stopped: the cache or the rows naming its "
+                              "files cannot be read";
+        return false;
+    }
+    return walk == CacheWalk::Ended;
 }
 
 bool MediaMgr::clearFocusLostPage(const QList<storage::CacheFileInfo> &page)

@@ -243,6 +243,9 @@ private:
     bool deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted);
     bool deleteThumbMedia(const QList<QString> &thumbIds);
 
+    // The objects below marked owned or child are deleted by ~MediaMgr in the order it states
+    // there, not in the order of these declarations: work still running in one of them reads the
+    // others.
     AccountBase *const m_account;
     MediaPreview *m_preview = nullptr;           // owned
     MediaPreview *m_externalPreview = nullptr;   // owned

@@ -2,6 +2,7 @@
 
 #include "accountbase.h"
 #include "contentitem.h"
+#include "contenttype.h"
 #include "dialogbase.h"
 #include "filemanager.h"
 #include "filereferencestorage.h"
@@ -26,15 +27,9 @@
 
 namespace {
 
-constexpr int LINK_TYPE = 1;
-constexpr int PHOTO_TYPE = 2;
-constexpr int VIDEO_TYPE = 5;
-// File-reference rows of quoted media carry this bit on top of the content type.
-constexpr int QUOTED_TYPE_FLAG = 0x800;
-
 bool isPhotoOrVideo(int type)
 {
-    return type == PHOTO_TYPE || type == VIDEO_TYPE;
+    return type == CONTENT_PHOTO || type == CONTENT_VIDEO;
 }
 
 // Photos and videos share one list, so a request for either asks for both.
@@ -47,16 +42,16 @@ bool sameListType(int listType, int type)
 QList<int> searchCategories(int type)
 {
     switch (type) {
-    case 1:
+    case CONTENT_TEXT:
         return {4};
-    case 2:
-    case 5:
+    case CONTENT_PHOTO:
+    case CONTENT_VIDEO:
         return {1, 2};
-    case 3:
+    case CONTENT_VOICE:
         return {6};
-    case 4:
+    case CONTENT_MUSIC:
         return {5};
-    case 6:
+    case CONTENT_FILE:
         return {3};
     default:
         return {};
@@ -71,12 +66,12 @@ ResultCount pageResult(const QList<ResourceItem *> &out, int loadCount, bool has
 
 ResourceItem *itemOfMessage(const QSharedPointer<MessageBase> &msg, int type)
 {
-    return type == LINK_TYPE ? new ResourceLinkItem(msg) : new ResourceItem(msg);
+    return type == CONTENT_TEXT ? new ResourceLinkItem(msg) : new ResourceItem(msg);
 }
 
 ResourceItem *itemOfRow(const storage::ResourceInfo &row)
 {
-    return row.type == LINK_TYPE ? new ResourceLinkItem(row) : new ResourceItem(row);
+    return row.type == CONTENT_TEXT ? new ResourceLinkItem(row) : new ResourceItem(row);
 }
 
 // The item of a row joined to its message, which may be missing.
@@ -115,7 +110,7 @@ bool rowMatchesKey(const storage::ResourceInfo &row, const SearchKey &key)
 
 bool carriesType(const MessageBase &msg, int type)
 {
-    if (type == LINK_TYPE) {
+    if (type == CONTENT_TEXT) {
         const QSharedPointer<ContentItem> content = msg.contentItem();
         return content && content->hasUrl();
     }
@@ -448,7 +443,7 @@ ResourceItem *MediaLoader::makeMediaItem(QSharedPointer<DialogBase> dialog,
     resource.dialogId = row.dialogId;
     resource.messageId = row.messageId;
     resource.subMsgId = row.subMsgId;
-    resource.type = row.type & ~QUOTED_TYPE_FLAG;
+    resource.type = row.contentType();
     resource.dateTime = row.dateTime;
     return makeMediaItem(dialog, resource, messageMissing, force);
 }
@@ -468,9 +463,9 @@ void MediaLoader::makeSearchInfo(storage::ResourceSearchInfo &info, const Search
     info.sourceDlgId = key.sourceDlgId;
     info.time = time;
     info.msgId = msgId;
-    info.isLink = type == LINK_TYPE;
+    info.isLink = type == CONTENT_TEXT;
     if (isPhotoOrVideo(type)) {
-        info.types = {PHOTO_TYPE, VIDEO_TYPE};
+        info.types = {CONTENT_PHOTO, CONTENT_VIDEO};
     } else if (!info.isLink) {
         info.types = {type};
     }

@@ -1,5 +1,6 @@
 #include "mediaresource.h"
 
+#include "contenttype.h"
 #include "dialogbase.h"
 #include "mediamodel.h"
 #include "ownerthread_p.h"
@@ -11,12 +12,11 @@
 
 namespace {
 
-constexpr int PHOTO_TYPE = 2;
 constexpr int REFRESH_COUNT = 100;
 
 ResourceModel *makeModel(int type, QObject *parent)
 {
-    return type == PHOTO_TYPE ? new MediaModel(type, parent) : new ResourceModel(type, parent);
+    return type == CONTENT_PHOTO ? new MediaModel(type, parent) : new ResourceModel(type, parent);
 }
 
 } // namespace

@@ -11,7 +11,8 @@
 
 const QList<int> &MediaResourceMgr::resourceTypes()
 {
-    static const QList<int> types {2, 6, 1, 4, 3};
+    static const QList<int> types {CONTENT_PHOTO, CONTENT_FILE, CONTENT_TEXT, CONTENT_MUSIC,
+                                   CONTENT_VOICE};
     return types;
 }
 

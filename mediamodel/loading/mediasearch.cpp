@@ -1,6 +1,7 @@
 #include "mediasearch.h"
 
 #include "accountbase.h"
+#include "contenttype.h"
 #include "dialogbase.h"
 #include "mediamodel.h"
 #include "messageidrange.h"
@@ -13,9 +14,6 @@
 
 namespace {
 
-constexpr int PHOTO_TYPE = 2;
-constexpr int VIDEO_TYPE = 5;
-constexpr int FILE_TYPE = 6;
 constexpr int FIRST_PAGE_COUNT = 100;
 
 ResourceModel *ownedModel(ResourceModel *model)
@@ -31,9 +29,9 @@ MediaSearch::MediaSearch(AccountBase *account, bool globalSearch, const QList<QS
     : QObject(parent)
     , MediaLoader(account, nullptr)
     , m_account(account)
-    , m_resourceModel(ownedModel(new ResourceModel(FILE_TYPE, this)))
-    , m_mediaModel(ownedModel(globalSearch ? new ResourceModel(PHOTO_TYPE, this)
-                                           : new MediaModel(PHOTO_TYPE, this)))
+    , m_resourceModel(ownedModel(new ResourceModel(CONTENT_FILE, this)))
+    , m_mediaModel(ownedModel(globalSearch ? new ResourceModel(CONTENT_PHOTO, this)
+                                           : new MediaModel(CONTENT_PHOTO, this)))
     , m_currentModel(m_resourceModel)
     , m_dialogIds(dialogIds)
     , m_alwaysGlobal(globalSearch)
@@ -93,7 +91,7 @@ void MediaSearch::searchMediaInfo(const QString &dialogId, int type, const Searc
                 && m_dialog->hasRemoteHistory();
         m_firstPagePending = true;
         setGlobalSearch(m_alwaysGlobal || bGlobalSearch);
-        if (type == PHOTO_TYPE || type == VIDEO_TYPE) {
+        if (type == CONTENT_PHOTO || type == CONTENT_VIDEO) {
             m_currentModel = m_mediaModel;
         } else {
             m_resourceModel->setType(type);
@@ -125,7 +123,7 @@ SearchKey MediaSearch::searchFilter() const
 
 ResourceModel *MediaSearch::searchModel(int type)
 {
-    if (type == PHOTO_TYPE) {
+    if (type == CONTENT_PHOTO) {
         return m_mediaModel;
     }
     m_resourceModel->setType(type);

@@ -1,6 +1,7 @@
 #include "resourceitem.h"
 
 #include "contentitem.h"
+#include "contenttype.h"
 #include "filedata.h"
 #include "fileitem.h"
 #include "mediainfo.h"
@@ -134,7 +135,7 @@ bool ResourceItem::isValid() const
     if (!contentItem()) {
         return false;
     }
-    return m_type == 1 || !sourceFilePtr().isNull();
+    return m_type == CONTENT_TEXT || !sourceFilePtr().isNull();
 }
 
 void ResourceItem::setMsgData(QSharedPointer<MessageBase> msg)

@@ -3,6 +3,7 @@
 #include "contentitem.h"
 #include "contenttype.h"
 #include "messagebase.h"
+#include "notifyingsetter_p.h"
 
 #include <QUrl>
 
@@ -28,20 +29,12 @@ ResourceLinkItem::ResourceLinkItem(const QSharedPointer<MessageBase> &msg)
 
 void ResourceLinkItem::setTitle(const QString &title)
 {
-    if (m_title == title) {
-        return;
-    }
-    m_title = title;
-    Q_EMIT titleChanged();
+    setAndNotify(this, m_title, title, &ResourceLinkItem::titleChanged);
 }
 
 void ResourceLinkItem::setLink(const QString &link)
 {
-    if (m_link == link) {
-        return;
-    }
-    m_link = link;
-    Q_EMIT linkChanged();
+    setAndNotify(this, m_link, link, &ResourceLinkItem::linkChanged);
 }
 
 void ResourceLinkItem::setLink(const QSharedPointer<MessageBase> &msg)

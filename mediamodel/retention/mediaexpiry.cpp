@@ -2,9 +2,9 @@
 
 #include "accountbase.h"
 #include "appsettingmodel.h"
+#include "cachecleanup_p.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
-#include "constants.h"
 #include "contenttype.h"
 #include "filedatamgr.h"
 #include "filereferencestorage.h"
@@ -74,25 +74,17 @@ void MediaExpiry::expireByAge()
         return fail("the cache table");
     }
     qint64 done = 0;
-    storage::CacheFileInfo cursor;
-    for (;;) {
-        const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
-        if (!ok) {
-            return fail("the cache table");
-        }
-        if (page.isEmpty()) {
-            break;
-        }
-        cursor = page.constLast();
+    bool namingUnread = false;
+    const auto expireFromPage = [&](const QList<storage::CacheFileInfo> &page) {
         QHash<QString, QSet<QString>> naming;
         if (!dialogsNaming(page, naming)) {
-            return fail("the rows naming the cached files");
+            namingUnread = true;
+            return false;
         }
         for (const storage::CacheFileInfo &row : page) {
             if (isCancelled()) {
                 deleteChosen();
-                return;
+                return false;
             }
             if (row.dateTime < m_limits.cutOff && isInScope(row)
                 && isExpired(row, naming.value(row.fileId))) {
@@ -102,11 +94,18 @@ void MediaExpiry::expireByAge()
         deleteChosen();
         done += page.size();
         report(AgeStage, done, total);
-        if (cursor.dateTime >= m_limits.cutOff) {
-            break;
-        }
+        return page.constLast().dateTime < m_limits.cutOff;
+    };
+    const CacheWalk walk = walkCacheOldestFirst(cache, expireFromPage);
+    if (walk == CacheWalk::Unreadable) {
+        return fail("the cache table");
     }
-    report(AgeStage, total, total);
+    if (namingUnread) {
+        return fail("the rows naming the cached files");
+    }
+    if (!m_summary.bCancelled) {
+        report(AgeStage, total, total);
+    }
 }
 
 void MediaExpiry::evictBySize()
@@ -117,18 +116,11 @@ void MediaExpiry::evictBySize()
     if (!ok) {
         return fail("the cache table");
     }
+    if (excess <= 0) {
+        return;
+    }
     qint64 freed = 0;
-    storage::CacheFileInfo cursor;
-    while (freed < excess) {
-        const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
-        if (!ok) {
-            return fail("the cache table");
-        }
-        if (page.isEmpty()) {
-            break;
-        }
-        cursor = page.constLast();
+    const auto evictFromPage = [&](const QList<storage::CacheFileInfo> &page) {
         // Files that cannot be deleted free nothing: the next page makes up for them.
         qint64 planned = freed;
         for (const storage::CacheFileInfo &row : page) {
@@ -137,7 +129,7 @@ void MediaExpiry::evictBySize()
             }
             if (isCancelled()) {
                 deleteChosen();
-                return;
+                return false;
             }
             if (isInScope(row)) {
                 m_chosen.append(row);
@@ -146,6 +138,11 @@ void MediaExpiry::evictBySize()
         }
         freed += deleteChosen();
         report(SizeStage, qMin(freed, excess), excess);
+        return freed < excess;
+    };
+    const CacheWalk walk = walkCacheOldestFirst(cache, evictFromPage);
+    if (walk == CacheWalk::Unreadable) {
+        fail("the cache table");
     }
 }
 

@@ -3,7 +3,7 @@
 #include "accountbase.h"
 #include "constants.h"
 #include "dialogbase.h"
-#include "loading/ownerthread_p.h"
+#include "ownerthread_p.h"
 
 #include <algorithm>
 

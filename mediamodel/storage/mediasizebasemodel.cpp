@@ -1,6 +1,7 @@
 #include "mediasizebasemodel.h"
 
 #include "mediasizeitem.h"
+#include "notifyingsetter_p.h"
 
 #include <QJSEngine>
 
@@ -184,11 +185,7 @@ void MediaSizeBaseModel::setTotalSize(qint64 size)
 
 void MediaSizeBaseModel::setSelectTotalSize(qint64 size)
 {
-    if (m_selectTotalSize == size) {
-        return;
-    }
-    m_selectTotalSize = size;
-    Q_EMIT selectTotalSizeChanged();
+    setAndNotify(this, m_selectTotalSize, size, &MediaSizeBaseModel::selectTotalSizeChanged);
 }
 
 // Keeps the rows in descending order of size: a kind with bytes is shown, an emptied one leaves.

@@ -1,4 +1,5 @@
 #include "mediasizeitem.h"
+#include "notifyingsetter_p.h"
 
 #include <QJSEngine>
 
@@ -11,45 +12,25 @@ MediaSizeItem::MediaSizeItem(int type, QObject *parent)
 
 void MediaSizeItem::setAtQuery(bool bQuery)
 {
-    if (m_atQuery == bQuery) {
-        return;
-    }
-    m_atQuery = bQuery;
-    Q_EMIT atQueryChanged(bQuery);
+    setAndNotify(this, m_atQuery, bQuery, &MediaSizeItem::atQueryChanged);
 }
 
 void MediaSizeItem::setSize(qint64 size)
 {
-    if (m_size == size) {
-        return;
-    }
-    m_size = size;
-    Q_EMIT sizeChanged(size);
+    setAndNotify(this, m_size, size, &MediaSizeItem::sizeChanged);
 }
 
 void MediaSizeItem::setChecked(bool checked)
 {
-    if (m_checked == checked) {
-        return;
-    }
-    m_checked = checked;
-    Q_EMIT checkedChanged();
+    setAndNotify(this, m_checked, checked, &MediaSizeItem::checkedChanged);
 }
 
 void MediaSizeItem::setPercentHundredths(int percent)
 {
-    if (m_percent == percent) {
-        return;
-    }
-    m_percent = percent;
-    Q_EMIT percentChanged();
+    setAndNotify(this, m_percent, percent, &MediaSizeItem::percentChanged);
 }
 
 void MediaSizeItem::setSelectPercentHundredths(int percent)
 {
-    if (m_selectPercent == percent) {
-        return;
-    }
-    m_selectPercent = percent;
-    Q_EMIT selectPercentChanged();
+    setAndNotify(this, m_selectPercent, percent, &MediaSizeItem::selectPercentChanged);
 }

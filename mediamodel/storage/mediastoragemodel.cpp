@@ -18,6 +18,8 @@
 #include "mediasizemodel.h"
 #include "mediastorageviewmodel.h"
 #include "modelbaseutil.h"
+#include "notifyingsetter_p.h"
+#include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "storagerecords_p.h"
 #include "userstorageprovider.h"
@@ -40,10 +42,6 @@
 #endif
 
 namespace {
-
-// Rows made from a quoted message carry this bit on their type. Their file belongs to the quoted
-// message's dialog, so they attribute nothing to the quoting one.
-constexpr int QUOTED_TYPE_FLAG = 0x800;
 
 const int MiscellaneousCategories[] = {CacheLayout::BufferCategory, CacheLayout::TempCategory,
                                        CacheLayout::PreviewCategory};
@@ -167,11 +165,6 @@ CachedFile cachedFileAt(const QString &fileId, const QString &path)
             suffixStart <= path.size() ? path.sliced(suffixStart) : QString()};
 }
 
-template<typename Fn> void post(MediaStorageModel *model, Fn fn)
-{
-    QMetaObject::invokeMethod(model, std::move(fn), Qt::QueuedConnection);
-}
-
 // The resource a reference row names, with the sizes of its files as they are on disk.
 MediaContentRecord contentRecordOf(const storage::FileReferenceInfo &row, const QString &sourcePath,
                                    const QHash<int, QString> &baseDirs, FileDataMgr *fileDataMgr)
@@ -205,14 +198,15 @@ MediaContentRecord contentRecordOf(const storage::FileReferenceInfo &row, const 
 }
 
 // Cached images named as the thumbnail of a message belong to that message's dialog, even when
-// the message's own file is not cached.
+// the message's own file is not cached. A quoted row's files belong to the quoted message's
+// dialog, so quoted rows attribute nothing to the quoting one.
 void attributeThumbnails(const QList<storage::FileReferenceInfo> &rows,
                          const QHash<QString, CacheFileRecord> &files,
                          QHash<QString, DialogScanRecord> &dialogs)
 {
     for (const storage::FileReferenceInfo &row : rows) {
         const auto thumb = files.constFind(row.thumbId);
-        if (!(row.type & QUOTED_TYPE_FLAG) && !row.thumbId.isEmpty() && thumb != files.constEnd()) {
+        if (!row.isQuoted() && !row.thumbId.isEmpty() && thumb != files.constEnd()) {
             dialogs[row.dialogId].files.insert(row.thumbId, thumb->dataType);
         }
     }
@@ -250,8 +244,7 @@ QHash<QString, DialogScanRecord> attributeFiles(const QHash<int, QString> &baseD
     };
     for (const storage::FileReferenceInfo &row : fileRows) {
         const auto source = cachedFile(row.fileId);
-        if ((row.type & QUOTED_TYPE_FLAG) || source == files.constEnd()
-            || !baseDirs.contains(row.type)) {
+        if (row.isQuoted() || source == files.constEnd() || !baseDirs.contains(row.type)) {
             continue;
         }
         const MediaContentRecord content =
@@ -451,29 +444,17 @@ int MediaStorageModel::dataTypeOfContentType(int contentType)
 
 void MediaStorageModel::setTotalSize(qlonglong totalSize)
 {
-    if (m_totalSize == totalSize) {
-        return;
-    }
-    m_totalSize = totalSize;
-    Q_EMIT totalSizeChanged();
+    setAndNotify(this, m_totalSize, totalSize, &MediaStorageModel::totalSizeChanged);
 }
 
 void MediaStorageModel::setAtQuery(bool bQuery)
 {
-    if (m_atQuery == bQuery) {
-        return;
-    }
-    m_atQuery = bQuery;
-    Q_EMIT atQueryChanged();
+    setAndNotify(this, m_atQuery, bQuery, &MediaStorageModel::atQueryChanged);
 }
 
 void MediaStorageModel::setClearProgress(int progress)
 {
-    if (m_clearProgress == progress) {
-        return;
-    }
-    m_clearProgress = progress;
-    Q_EMIT clearProgressChanged();
+    setAndNotify(this, m_clearProgress, progress, &MediaStorageModel::clearProgressChanged);
 }
 
 // ---- measuring ----
@@ -547,7 +528,7 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     const int generation = scan.generation;
     const auto postSize = [model, generation](int dataType, qint64 bytes) {
         if (bytes != 0) {
-            post(model, [model, generation, dataType, bytes] {
+            runOnOwnerThread(model, [model, generation, dataType, bytes] {
                 model->applyMeasuredSize(generation, dataType, bytes);
             });
         }
@@ -555,10 +536,9 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     const auto finish = [model, generation](QHash<QString, CacheFileRecord> files,
                                             QHash<QString, DialogScanRecord> dialogs,
                                             bool bFailed = false) {
-        post(model,
-             [model, generation, files = std::move(files), dialogs = std::move(dialogs), bFailed] {
-                 model->finishScan(generation, files, dialogs, bFailed);
-             });
+        runOnOwnerThread(model,
+                         [model, generation, files = std::move(files), dialogs = std::move(dialogs),
+                          bFailed] { model->finishScan(generation, files, dialogs, bFailed); });
     };
 
     // Each step's files join the others as soon as it ends, while the other steps still walk.
@@ -590,7 +570,7 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     if (!bComplete || stopped()) {
         return finish({}, {});
     }
-    post(model, [model, generation] { model->finishTotals(generation); });
+    runOnOwnerThread(model, [model, generation] { model->finishTotals(generation); });
     // The files and their sizes stand; which chats they belong to is unknown.
     if (bLookupFailed) {
         qCWarning(lcMedia) << "storage: the chats of the cached files cannot be read; no chat's "
@@ -1125,7 +1105,8 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
         bKindGone = bKindGone && removed.size() == batch.size();
         bAllGone = bAllGone && bKindGone;
         batch.clear();
-        post(model, [model, generation, removed] { model->applyDeleted(generation, removed); });
+        runOnOwnerThread(
+                model, [model, generation, removed] { model->applyDeleted(generation, removed); });
     };
     for (qsizetype i = 0; i < deletion.files.size() && !model->m_cancel; ++i) {
         const RemovedFile &file = deletion.files.at(i);
@@ -1139,8 +1120,9 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
         if (bLastOfKind) {
             const int dataType = file.dataType;
             if (bKindGone) {
-                post(model,
-                     [model, generation, dataType] { model->finishStage(generation, dataType); });
+                runOnOwnerThread(model, [model, generation, dataType] {
+                    model->finishStage(generation, dataType);
+                });
             }
             bKindGone = true;
         }
@@ -1154,12 +1136,13 @@ void MediaStorageModel::runDeletion(MediaStorageModel *model, const Deletion &de
             Util::removeLocalFolder(folder);
         }
         const int dataType = stage.first;
-        post(model, [model, generation, dataType] { model->finishStage(generation, dataType); });
+        runOnOwnerThread(
+                model, [model, generation, dataType] { model->finishStage(generation, dataType); });
     }
     if (deletion.bRemoveAllRows && bAllGone && !model->m_cancel) {
         deletion.cacheFiles->removeAll();
     }
-    post(model, [model] { model->finishDeletion(); });
+    runOnOwnerThread(model, [model] { model->finishDeletion(); });
 }
 
 // A batch of a deletion: counts towards its progress, then leaves the sizes and records.

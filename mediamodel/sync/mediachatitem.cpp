@@ -2,6 +2,7 @@
 
 #include "contenttype.h"
 #include "dialogbase.h"
+#include "notifyingsetter_p.h"
 
 MediaChatItem::MediaChatItem(const QSharedPointer<DialogBase> &dialog, QObject *parent)
     : QObject(parent)
@@ -79,20 +80,12 @@ bool MediaChatItem::toggleChecked(int msgType)
 
 void MediaChatItem::setSelected(bool bSelect)
 {
-    if (m_selected == bSelect) {
-        return;
-    }
-    m_selected = bSelect;
-    Q_EMIT isSelectedChanged(bSelect);
+    setAndNotify(this, m_selected, bSelect, &MediaChatItem::isSelectedChanged);
 }
 
 void MediaChatItem::setQuerying(bool bQuerying)
 {
-    if (m_querying == bQuerying) {
-        return;
-    }
-    m_querying = bQuerying;
-    Q_EMIT isQueryingChanged();
+    setAndNotify(this, m_querying, bQuerying, &MediaChatItem::isQueryingChanged);
 }
 
 void MediaChatItem::emitSizeChanged(int kind)

@@ -1,6 +1,7 @@
 #include "mediachatmodel.h"
 
 #include "mediachatitem.h"
+#include "notifyingsetter_p.h"
 
 #include <algorithm>
 
@@ -12,20 +13,12 @@ MediaChatModel::~MediaChatModel() = default;
 
 void MediaChatModel::setCheckedAll(bool bChecked)
 {
-    if (m_checkedAll == bChecked) {
-        return;
-    }
-    m_checkedAll = bChecked;
-    Q_EMIT checkedAllChanged();
+    setAndNotify(this, m_checkedAll, bChecked, &MediaChatModel::checkedAllChanged);
 }
 
 void MediaChatModel::setQuerying(bool bQuerying)
 {
-    if (m_querying == bQuerying) {
-        return;
-    }
-    m_querying = bQuerying;
-    Q_EMIT isQueryingChanged();
+    setAndNotify(this, m_querying, bQuerying, &MediaChatModel::isQueryingChanged);
 }
 
 void MediaChatModel::showItems(const QList<MediaChatItem *> &items)

@@ -1,6 +1,7 @@
 #include "mediachatselectmodel.h"
 
 #include "mediachatitem.h"
+#include "notifyingsetter_p.h"
 
 MediaChatSelectModel::MediaChatSelectModel(QObject *parent)
     : MediaChatListModel(parent)
@@ -34,9 +35,5 @@ void MediaChatSelectModel::contentChanged()
 
 void MediaChatSelectModel::setTotalSize(qlonglong totalSize)
 {
-    if (m_totalSize == totalSize) {
-        return;
-    }
-    m_totalSize = totalSize;
-    Q_EMIT totalSizeChanged(totalSize);
+    setAndNotify(this, m_totalSize, totalSize, &MediaChatSelectModel::totalSizeChanged);
 }

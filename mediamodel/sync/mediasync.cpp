@@ -16,6 +16,8 @@
 #include "mediamodellog_p.h"
 #include "messagebase.h"
 #include "networkusagemodel.h"
+#include "notifyingsetter_p.h"
+#include "ownerthread_p.h"
 #include "resourcedata.h"
 #include "resourcestorage.h"
 #include "userstorageprovider.h"
@@ -208,9 +210,7 @@ void MediaSync::startRecount()
         if (cancelled->load()) {
             return;
         }
-        QMetaObject::invokeMethod(
-                this, [this, generation, counts] { applyCounts(generation, counts); },
-                Qt::QueuedConnection);
+        runOnOwnerThread(this, [this, generation, counts] { applyCounts(generation, counts); });
     });
 }
 
@@ -429,11 +429,7 @@ void MediaSync::setSelected(MediaChatItem *item, bool bSelect)
 
 void MediaSync::setSyncState(int syncState)
 {
-    if (m_syncState == syncState) {
-        return;
-    }
-    m_syncState = syncState;
-    Q_EMIT syncStateChanged();
+    setAndNotify(this, m_syncState, syncState, &MediaSync::syncStateChanged);
 }
 
 double MediaSync::progress() const
@@ -726,20 +722,12 @@ void MediaSync::clearRun()
 
 void MediaSync::setRemainingSize(qlonglong size)
 {
-    if (m_remainingSize == size) {
-        return;
-    }
-    m_remainingSize = size;
-    Q_EMIT remainingSizeChanged();
+    setAndNotify(this, m_remainingSize, size, &MediaSync::remainingSizeChanged);
 }
 
 void MediaSync::setRemainingTime(qlonglong seconds)
 {
-    if (m_remainingTime == seconds) {
-        return;
-    }
-    m_remainingTime = seconds;
-    Q_EMIT remainingTimeChanged();
+    setAndNotify(this, m_remainingTime, seconds, &MediaSync::remainingTimeChanged);
 }
 
 // ---- teardown ----

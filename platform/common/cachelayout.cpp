@@ -1,5 +1,6 @@
 #include "cachelayout.h"
 
+#include "contenttype.h"
 #include "util.h"
 
 namespace CacheLayout {
@@ -7,13 +8,13 @@ namespace CacheLayout {
 int kindOfMessageType(int msgType)
 {
     switch (msgType) {
-    case 2:
+    case CONTENT_PHOTO:
         return ImageKind;
-    case 3:
+    case CONTENT_VOICE:
         return VoiceKind;
-    case 4:
+    case CONTENT_MUSIC:
         return MusicKind;
-    case 5:
+    case CONTENT_VIDEO:
         return VideoKind;
     default:
         return FileKind;

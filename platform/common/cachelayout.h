@@ -23,8 +23,7 @@ enum Kind {
     MusicKind = 6
 };
 
-// Content type of a message (2 photo, 3 voice, 4 music, 5 video, 6 file) to cache kind;
-// anything else is kept with files.
+// Content type of a message (ContentType) to cache kind; anything else is kept with files.
 int kindOfMessageType(int msgType);
 QString kindFolderName(int kind);
 QString categoryFolderName(int category);

@@ -12,17 +12,25 @@ namespace storage {
 
 class Database;
 
+// Rows made from a quoted message carry this bit on top of the content type, so that they never
+// collide with the rows of the message's own media and never count as a reason to delete a file.
+constexpr int QUOTED_TYPE_FLAG = 0x800;
+
 // One resource of a message and the files it names. Fields in this order.
 struct FileReferenceInfo
 {
     QString dialogId;
     qint64 messageId = 0;
     qint32 subMsgId = 0;
-    int type = 0; // content type; quoted media: type | 0x800
+    int type = 0; // content type; quoted media: type | QUOTED_TYPE_FLAG
     qint64 dateTime = 0;
     QString thumbId;
     QString fileId;
     QByteArray data; // JSON record of the resource's files
+
+    bool isQuoted() const { return (type & QUOTED_TYPE_FLAG) != 0; }
+    // The content type of the message or of the quoted message the row was made from.
+    int contentType() const { return type & ~QUOTED_TYPE_FLAG; }
 };
 
 // The file-reference table: which message rows name which files, so that a file is deleted only

@@ -1,6 +1,7 @@
 #pragma once
 
-// Not API: running a worker's update on the thread of the object it changes.
+// Not API: running a worker's update on the thread of the object it changes. The one way work
+// started on a pool hands its results back to the object that owns them.
 
 #include <functional>
 
