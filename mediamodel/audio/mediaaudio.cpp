@@ -2,11 +2,11 @@
 
 #include "accountbase.h"
 #include "dialogbase.h"
-#include "ownerthread_p.h"
 #include "loading/pagehandover_p.h"
 #include "mediamodellog_p.h"
 #include "mediautil.h"
 #include "messagebase.h"
+#include "ownerthread_p.h"
 #include "resourceitem.h"
 
 #include <QJSEngine>
