@@ -106,7 +106,7 @@ void runExpiry(benchmark::State &state, const MediaExpiry::Limits &limits)
         state.PauseTiming();
         f.restore();
         state.ResumeTiming();
-        MediaExpiry expiry(f.hub, limits);
+        MediaExpiry expiry(f.hub->cacheContext(), limits);
         removed = expiry.run().files;
     }
     state.counters["rows_per_s"] =
@@ -116,13 +116,13 @@ void runExpiry(benchmark::State &state, const MediaExpiry::Limits &limits)
 
 void BM_ExpireByAge(benchmark::State &state)
 {
-    runExpiry(state, MediaExpiry::limitsAt(fixture().hub, Now));
+    runExpiry(state, MediaExpiry::limitsAt(fixture().hub->cacheContext(), Now));
 }
 
 // No keep time applies; the size limit lets half of the bytes go, oldest first.
 void BM_EvictBySize(benchmark::State &state)
 {
-    MediaExpiry::Limits limits = MediaExpiry::limitsAt(fixture().hub, Now);
+    MediaExpiry::Limits limits = MediaExpiry::limitsAt(fixture().hub->cacheContext(), Now);
     limits.cutOff = -1;
     limits.sizeLimit = RowCount / 2 * FileSize;
     runExpiry(state, limits);

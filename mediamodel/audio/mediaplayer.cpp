@@ -12,7 +12,6 @@
 #include "imlog.h"
 #include "jsonutil.h"
 #include "mediaaudio.h"
-#include "mediamgr.h"
 #include "mediamodellog_p.h"
 #include "mediautil.h"
 #include "messagebase.h"
@@ -20,6 +19,7 @@
 #include "musicitem.h"
 #include "notifyingsetter_p.h"
 #include "ownerthread_p.h"
+#include "playlists_p.h"
 #include "resourceitem.h"
 #include "voiceitem.h"
 
@@ -258,13 +258,11 @@ void MediaPlayer::playTempVoice(QString filePath)
 
 MediaAudio *MediaPlayer::playlistOf(qint64 accountId) const
 {
-    AccountBase *account = AccountManager::getInstance()->getAccount(accountId);
-    auto *hub = account ? dynamic_cast<MediaMgr *>(account->model(MediaMgr::modelName())) : nullptr;
-    if (!hub) {
+    MediaAudio *playlist = PlaylistPublication::playlistOf(accountId);
+    if (!playlist) {
         qCWarning(lcMedia) << "no playlist: account" << accountId << "has no media hub";
-        return nullptr;
     }
-    return hub->mediaAudio();
+    return playlist;
 }
 
 // A file on disk plays from there; one still downloading streams through the local server, so

@@ -2,6 +2,7 @@
 
 #include "accountbase.h"
 #include "appsettingmodel.h"
+#include "audio/playlists_p.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
 #include "constants.h"
@@ -17,6 +18,7 @@
 #include "loading/mediaresource.h"
 #include "loading/mediaresourcemgr.h"
 #include "mediaaudio.h"
+#include "mediacachecontext_p.h"
 #include "mediacalender.h"
 #include "mediaexpiry.h"
 #include "mediakeepsetting.h"
@@ -36,7 +38,6 @@
 #include "resourcemodel.h"
 #include "retention/cachecleanup_p.h"
 #include "searchservicecmd.h"
-#include "storage/cachedfiles_p.h"
 #include "streamserver.h"
 #include "tempfilemgr.h"
 #include "threadmanager.h"
@@ -44,7 +45,6 @@
 #include "util.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 #include <QJSEngine>
 #include <QMutexLocker>
 #include <QPromise>
@@ -56,17 +56,6 @@
 namespace {
 
 constexpr int PREVIEW_WINDOW = 100;
-
-bool isOnDisk(const QString &directory, const QString &fileId, const QString &suffix)
-{
-    return !fileId.isEmpty()
-            && QFileInfo::exists(directory + CacheLayout::fileName(fileId, suffix));
-}
-
-bool isMissing(qint64 size, const QString &directory, const QString &fileId, const QString &suffix)
-{
-    return size >= 1 && !fileId.isEmpty() && !isOnDisk(directory, fileId, suffix);
-}
 
 // The pool task that runs an object's blocking shutdown and then disposes of it. The task holds
 // the object, so that a task dropped from the queue by a clearing disposes of it all the same.
@@ -93,78 +82,47 @@ QList<qint64> selectedIdsUpTo(const MediaSelector &selector, const QString &dial
     return ids;
 }
 
-// Whether every dialog naming a file keeps its media only until the application loses focus.
-bool allLoseOnFocus(const MediaKeepSetting &keepSetting,
-                    const QList<storage::FileReferenceInfo> &namingRows)
-{
-    for (const storage::FileReferenceInfo &row : namingRows) {
-        if (keepSetting.keepTime(row.dialogId) != MediaKeepSetting::WINDOW_LOSES_FOCUS) {
-            return false;
-        }
-    }
-    return !namingRows.isEmpty();
-}
-
-template<typename Key>
-QHash<QString, QList<storage::FileReferenceInfo>>
-groupRows(const QList<storage::FileReferenceInfo> &rows, Key key)
-{
-    QHash<QString, QList<storage::FileReferenceInfo>> grouped;
-    for (const storage::FileReferenceInfo &row : rows) {
-        grouped[row.*key].append(row);
-    }
-    return grouped;
-}
-
 } // namespace
 
 MediaMgr::MediaMgr(AccountBase *account)
     : QObject(account)
     , m_account(account)
+    , m_keepSetting(std::make_unique<MediaKeepSetting>(account))
+    , m_cache(std::make_unique<MediaCacheContext>(account, m_keepSetting.get()))
+    , m_threadPool(std::make_unique<QThreadPool>())
+    , m_searchServiceCmd(std::make_unique<SearchServiceCmd>(account))
+    , m_mediaAudio(std::make_unique<MediaAudio>(account))
+    , m_playlistPublication(
+              std::make_unique<PlaylistPublication>(account->userId(), m_mediaAudio.get()))
+    , m_mediaSync(std::make_unique<MediaSync>(*m_cache, this))
+    , m_preview(std::make_unique<MediaPreview>(account, PREVIEW_WINDOW))
+    , m_externalPreview(std::make_unique<MediaPreview>(account, PREVIEW_WINDOW))
+    , m_storageModel(std::make_unique<MediaStorageModel>(*m_cache, this))
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
-    m_preview = new MediaPreview(account, PREVIEW_WINDOW);
-    m_externalPreview = new MediaPreview(account, PREVIEW_WINDOW);
-    m_mediaSync = new MediaSync(this);
-    m_storageModel = new MediaStorageModel(this);
-    m_keepSetting = new MediaKeepSetting(this);
-    m_mediaAudio = new MediaAudio(account);
-    m_searchServiceCmd = new SearchServiceCmd(account);
-    m_threadPool = new QThreadPool(this);
     m_threadPool->setObjectName(QStringLiteral("media_thread_pool"));
     m_threadPool->setMaxThreadCount(5);
-    m_preview->setThreadPool(m_threadPool);
-    m_externalPreview->setThreadPool(m_threadPool);
+    m_preview->setThreadPool(m_threadPool.get());
+    m_externalPreview->setThreadPool(m_threadPool.get());
+    connect(m_storageModel.get(), &MediaStorageModel::dialogSizeLoaded, this,
+            &MediaMgr::dialogSizeLoaded);
     m_account->registerModel(modelName(), this);
     m_account->setStreamUrlProvider([](qint64 userId, const QString &fileId) {
         return network::StreamServer::instance()->getUrl(userId, fileId);
     });
 }
 
+// The owned objects go after the body, in the order their declaration states.
 MediaMgr::~MediaMgr()
 {
+    m_account->registerModel(modelName(), nullptr);
     // A host may delete the hub without preparing it: a running cleanup stops at its next row
     // rather than holding the caller for a whole pass.
     stopCleanups();
-    // The owned objects go in this order. First those whose running work reads the hub's tables,
-    // folders and keep times or runs on its pool: the storage view, the keep settings, the two
-    // previews, the bulk download. Then the account forgets the hub, so that the process-wide
-    // player no longer finds the playlist, which goes next. The pool goes once nothing can queue
-    // on it any more; selections a host left behind without clearing the data go last, as
-    // nothing else owns them.
-    delete m_storageModel;
-    delete m_keepSetting;
-    delete m_preview;
-    delete m_externalPreview;
-    delete m_mediaSync;
-    m_account->registerModel(modelName(), nullptr);
-    delete m_mediaAudio;
-    delete m_searchServiceCmd;
-    delete m_threadPool;
-    qDeleteAll(m_selectors);
-    qDeleteAll(m_externSelectors);
     // Database parts of removals queued on the host's worker still name this hub.
     ThreadManager::waitForIdle();
+    qDeleteAll(m_selectors);
+    qDeleteAll(m_externSelectors);
 }
 
 QString MediaMgr::modelName()
@@ -174,32 +132,22 @@ QString MediaMgr::modelName()
 
 bool MediaMgr::isMedia(int type)
 {
-    switch (type) {
-    case CONTENT_PHOTO:
-    case CONTENT_VOICE:
-    case CONTENT_VIDEO:
-    case CONTENT_FILE:
-        return true;
-    default:
-        return false;
-    }
+    return MediaCacheContext::isMedia(type);
 }
 
 QString MediaMgr::mediaBaseDir(int type) const
 {
-    return m_account->userCacheDataPath()
-            + ModelBaseUtil::getFileTypeString(ModelBaseUtil::getMsgTypeToFileType(type))
-            + Util::separator();
+    return m_cache->mediaBaseDir(type);
 }
 
 FileDataMgr *MediaMgr::fileDataMgr() const
 {
-    return m_account->fileManager()->fileDataMgr();
+    return m_cache->fileDataMgr();
 }
 
 storage::FileReferenceStorage *MediaMgr::fileReferenceDb() const
 {
-    return m_account->storage()->fileReferenceStorage();
+    return m_cache->fileReferences();
 }
 
 // ---- registries and lifecycle ----
@@ -277,7 +225,7 @@ MediaCalender *MediaMgr::mediaCalender(const QString &dialogId)
         return nullptr;
     }
     auto *calendar = new MediaCalender(m_account, dialog);
-    calendar->setThreadPool(m_threadPool);
+    calendar->setThreadPool(m_threadPool.get());
     m_calendars.insert(dialogId, calendar);
     locker.unlock();
     calendar->start();
@@ -556,7 +504,7 @@ void MediaMgr::postModelUpdate(const MediaInfo &info, DoOperator op, int mainTyp
                 updateResourceModel(mgr, info, type, op, type == CONTENT_TEXT);
             }
         }
-        for (MediaPreview *preview : {m_preview, m_externalPreview}) {
+        for (MediaPreview *preview : {m_preview.get(), m_externalPreview.get()}) {
             updatePreviewModel(preview, info, op, listTypes);
         }
     });
@@ -640,103 +588,28 @@ void MediaMgr::updatePreviewModel(MediaPreview *preview, const MediaInfo &info, 
 
 bool MediaMgr::fileExist(int type, const QString &fileId, const QString &suffix) const
 {
-    return isOnDisk(mediaBaseDir(type), fileId, suffix);
+    return m_cache->fileExist(type, fileId, suffix);
 }
 
 bool MediaMgr::existsFileInLocal(const ResourceData &data, int type) const
 {
-    const QString photoDir = mediaBaseDir(CONTENT_PHOTO);
-    return isOnDisk(mediaBaseDir(type), data.fileId, data.suffix)
-            || isOnDisk(photoDir, data.thumbId, data.thumbSuffix)
-            || isOnDisk(photoDir, data.livePhotoId, data.livePhotoSuffix);
+    return m_cache->existsFileInLocal(data, type);
 }
 
 bool MediaMgr::allFileInLocal(const ResourceData &data, int type, qint64 &missingSize,
                               qint64 &missingExtraSize) const
 {
-    missingSize = 0;
-    missingExtraSize = 0;
-    if (isMissing(data.size, mediaBaseDir(type), data.fileId, data.suffix)) {
-        missingSize = data.size;
-    }
-    if (isMissing(data.thumbSize, mediaBaseDir(CONTENT_PHOTO), data.thumbId, data.thumbSuffix)) {
-        missingExtraSize += data.thumbSize;
-    }
-    if (isMissing(data.livePhotoSize, mediaBaseDir(CONTENT_VIDEO), data.livePhotoId,
-                  data.livePhotoSuffix)) {
-        missingExtraSize += data.livePhotoSize;
-    }
-    return missingSize == 0 && missingExtraSize == 0;
+    return m_cache->allFileInLocal(data, type, missingSize, missingExtraSize);
 }
 
 void MediaMgr::deleteFiles(int type, const ResourceData &data, bool bNotify)
 {
-    deleteResourceFiles({{type, data}}, bNotify);
-}
-
-// The live-photo video is looked for in the photo folder but deleted from the video folder.
-QList<QString> MediaMgr::deleteResourceFiles(const QList<std::pair<int, ResourceData>> &resources,
-                                             bool bNotify)
-{
-    QList<CachedFile> files;
-    files.reserve(3 * resources.size());
-    for (const auto &[type, data] : resources) {
-        files.append({data.fileId, mediaBaseDir(type), data.suffix});
-        files.append({data.thumbId, mediaBaseDir(CONTENT_PHOTO), data.thumbSuffix});
-        files.append({data.livePhotoId, mediaBaseDir(CONTENT_VIDEO), data.livePhotoSuffix});
-    }
-    return deleteCachedFiles(fileDataMgr(), m_account->storage()->cacheFileStorage(), files,
-                             bNotify);
+    deleteResourceFiles(*m_cache, {{type, data}}, bNotify);
 }
 
 void MediaMgr::deleteMedias(const QList<storage::FileReferenceInfo> &rows)
 {
-    QSet<QString> seen;
-    QList<storage::FileReferenceInfo> candidates;
-    QList<ResourceData> contents;
-    for (const storage::FileReferenceInfo &row : rows) {
-        if (!isMedia(row.type) || seen.contains(row.fileId)) {
-            continue;
-        }
-        seen.insert(row.fileId);
-        ResourceData data;
-        data.deserialize(row.data);
-        if (existsFileInLocal(data, row.type)) {
-            candidates.append(row);
-            contents.append(std::move(data));
-        }
-    }
-    for (qsizetype from = 0; from < candidates.size(); from += LOAD_COUNT) {
-        if (!deleteUnnamedFiles(candidates.mid(from, LOAD_COUNT), contents.mid(from, LOAD_COUNT))) {
-            // The rows are gone, so the expiry deletes these files once no row names them.
-            qCWarning(lcMedia) << "removed media: which files other rows still name cannot be "
-                                  "read; their files stay";
-            return;
-        }
-    }
-}
-
-bool MediaMgr::deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
-                                  const QList<ResourceData> &contents)
-{
-    QList<QString> fileIds;
-    fileIds.reserve(candidates.size());
-    for (const storage::FileReferenceInfo &row : candidates) {
-        fileIds.append(row.fileId);
-    }
-    bool ok = false;
-    const QMap<QString, int> stillNamed = fileReferenceDb()->fileReferences(fileIds, &ok);
-    if (!ok) {
-        return false;
-    }
-    QList<std::pair<int, ResourceData>> unnamed;
-    for (qsizetype i = 0; i < candidates.size(); ++i) {
-        if (!stillNamed.contains(fileIds.at(i))) {
-            unnamed.append({candidates.at(i).type, contents.at(i)});
-        }
-    }
-    deleteResourceFiles(unnamed, false);
-    return true;
+    deleteUnnamedMedia(*m_cache, rows);
 }
 
 // ---- removal ----
@@ -811,7 +684,7 @@ void MediaMgr::removeFromModels(const QString &dialogId,
         for (MediaResourceMgr *mgr : resourceMgrsOf(dialogId)) {
             fromGallery(mgr);
         }
-        for (MediaPreview *preview : {m_preview, m_externalPreview}) {
+        for (MediaPreview *preview : {m_preview.get(), m_externalPreview.get()}) {
             fromPreview(preview);
         }
     });
@@ -872,22 +745,18 @@ void MediaMgr::clearLocalMedia()
         return;
     }
     const qint64 now = m_account->currentTime();
-    const MediaExpiry::Limits limits = MediaExpiry::limitsAt(this, now);
+    const MediaExpiry::Limits limits = MediaExpiry::limitsAt(*m_cache, now);
     m_lastLocalClearTime = now;
-    m_localClearFuture = QtConcurrent::run([this, limits](QPromise<void> &promise) {
-        MediaExpiry expiry(this, limits);
+    const MediaCacheContext *cache = m_cache.get();
+    m_localClearFuture = QtConcurrent::run([this, cache, limits](QPromise<void> &promise) {
+        MediaExpiry expiry(*cache, limits);
         expiry.setCancel([&promise] { return promise.isCanceled(); });
         const MediaExpiry::Summary summary = expiry.run();
         if (!summary.bCancelled && !summary.bFailed) {
-            clearTempMedia();
+            clearTempFiles(*cache);
             runOnOwnerThread(this, [this] { Q_EMIT localMediaCleared(); });
         }
     });
-}
-
-void MediaMgr::clearTempMedia()
-{
-    clearTempFiles(m_account->storage(), fileDataMgr(), m_account->userCacheDataPath());
 }
 
 void MediaMgr::onAppIsActive(bool isActive)
@@ -897,101 +766,12 @@ void MediaMgr::onAppIsActive(bool isActive)
         || !m_keepSetting->hasFocusLossDefault()) {
         return;
     }
-    m_focusClearFuture = QtConcurrent::run([this](QPromise<void> &promise) {
-        if (clearFocusLostMedia([&promise] { return promise.isCanceled(); })) {
+    const MediaCacheContext *cache = m_cache.get();
+    m_focusClearFuture = QtConcurrent::run([this, cache](QPromise<void> &promise) {
+        if (clearFocusLostMedia(*cache, [&promise] { return promise.isCanceled(); })) {
             runOnOwnerThread(this, [this] { Q_EMIT focusLostMediaCleared(); });
         }
     });
-}
-
-// A page's files go as sources first; what no record names as its source may be a thumbnail. A
-// read that fails stops the cleanup: a file whose naming rows are unknown stays.
-bool MediaMgr::clearFocusLostMedia(const std::function<bool()> &isCancelled)
-{
-    if (m_keepSetting->hasUnreadKeepTimes()) {
-        qCWarning(lcMedia) << "focus-loss cleanup skipped: the dialogs' keep times are unknown";
-        return false;
-    }
-    if (isCancelled()) {
-        return false;
-    }
-    bool pageFailed = false;
-    const CacheWalk walk = walkCacheOldestFirst(m_account->storage()->cacheFileStorage(),
-                                                [&](const QList<storage::CacheFileInfo> &page) {
-                                                    pageFailed = !clearFocusLostPage(page);
-                                                    return !pageFailed && !isCancelled();
-                                                });
-    if (walk == CacheWalk::Unreadable || pageFailed) {
-        qCWarning(lcMedia) << "focus-loss cleanup stopped: the cache or the rows naming its "
-                              "files cannot be read";
-        return false;
-    }
-    return walk == CacheWalk::Ended;
-}
-
-bool MediaMgr::clearFocusLostPage(const QList<storage::CacheFileInfo> &page)
-{
-    QMap<int, QList<QString>> fileIdsByType;
-    for (const storage::CacheFileInfo &row : page) {
-        fileIdsByType[row.type].append(row.fileId);
-    }
-    QSet<QString> deleted;
-    for (auto it = fileIdsByType.cbegin(); it != fileIdsByType.cend(); ++it) {
-        if (!deleteSourceMedia(it.value(), it.key(), deleted)) {
-            return false;
-        }
-    }
-    QList<QString> maybeThumbs;
-    for (const storage::CacheFileInfo &row : page) {
-        if (!deleted.contains(row.fileId)) {
-            maybeThumbs.append(row.fileId);
-        }
-    }
-    return deleteThumbMedia(maybeThumbs);
-}
-
-bool MediaMgr::deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted)
-{
-    bool ok = false;
-    const auto byFileId = groupRows(fileReferenceDb()->infosWithFileIds(fileIds, &ok),
-                                    &storage::FileReferenceInfo::fileId);
-    if (!ok) {
-        return false;
-    }
-    QList<std::pair<int, ResourceData>> resources;
-    for (auto it = byFileId.cbegin(); it != byFileId.cend(); ++it) {
-        if (!allLoseOnFocus(*m_keepSetting, it.value())) {
-            continue;
-        }
-        ResourceData data;
-        data.deserialize(it.value().constFirst().data);
-        resources.append({type, data});
-    }
-    for (const QString &id : deleteResourceFiles(resources, false)) {
-        deleted.insert(id);
-    }
-    return true;
-}
-
-bool MediaMgr::deleteThumbMedia(const QList<QString> &thumbIds)
-{
-    bool ok = false;
-    const auto byThumbId = groupRows(fileReferenceDb()->infosWithThumbIds(thumbIds, &ok),
-                                     &storage::FileReferenceInfo::thumbId);
-    if (!ok) {
-        return false;
-    }
-    QList<CachedFile> thumbs;
-    for (auto it = byThumbId.cbegin(); it != byThumbId.cend(); ++it) {
-        if (!allLoseOnFocus(*m_keepSetting, it.value())) {
-            continue;
-        }
-        ResourceData data;
-        data.deserialize(it.value().constFirst().data);
-        thumbs.append({it.key(), mediaBaseDir(CONTENT_PHOTO), data.thumbSuffix});
-    }
-    deleteCachedFiles(fileDataMgr(), m_account->storage()->cacheFileStorage(), thumbs);
-    return true;
 }
 
 // ---- selections and single-item actions ----

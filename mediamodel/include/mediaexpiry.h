@@ -10,7 +10,7 @@
 #include <QString>
 #include <functional>
 
-class MediaMgr;
+class MediaCacheContext;
 
 // One pass over an account's media cache that deletes what the retention settings no longer keep.
 //
@@ -29,7 +29,7 @@ class MediaMgr;
 // stopped half-way leaves exactly the rows of the files still on disk. A read the pass decides on
 // that fails (the cache table, the rows naming a file, the dialogs' keep times) stops it at once:
 // it deletes nothing more, logs one warning and tells the caller. Runs on one worker thread;
-// reads the hub's keep settings, which are safe to query from there.
+// reads the account's keep settings, which are safe to query from there.
 class MEDIAMODEL_EXPORT MediaExpiry
 {
 public:
@@ -63,10 +63,12 @@ public:
     using CancelFn = std::function<bool()>;
 
     // What the hub's cleanup at now works with: the cut-off of the shortest keep time, the
-    // application's cache size limit and the media folders.
-    static Limits limitsAt(const MediaMgr *hub, qint64 now);
+    // application's cache size limit and the media folders. The cache is the hub's
+    // (MediaMgr::cacheContext).
+    static Limits limitsAt(const MediaCacheContext &cache, qint64 now);
 
-    MediaExpiry(MediaMgr *hub, const Limits &limits);
+    // The cache must outlive the pass.
+    MediaExpiry(const MediaCacheContext &cache, const Limits &limits);
 
     // Called after each page; on the worker thread.
     void setProgress(ProgressFn progress) { m_progress = std::move(progress); }
@@ -95,7 +97,7 @@ private:
     void fail(const char *what);
     void report(Stage stage, qint64 done, qint64 total) const;
 
-    MediaMgr *const m_hub;
+    const MediaCacheContext &m_cache;
     const Limits m_limits;
     ProgressFn m_progress;
     CancelFn m_cancel;

@@ -10,7 +10,6 @@
 
 class AccountBase;
 class MediaKeepSearchModel;
-class MediaMgr;
 
 // How long an account keeps downloaded media on disk: one default for private chats, one for
 // groups, and a keep time of its own for any dialog. The local cleanups take their limits from
@@ -43,7 +42,7 @@ public:
     };
     Q_ENUM(MediaKeepType)
 
-    explicit MediaKeepSetting(MediaMgr *hub);
+    explicit MediaKeepSetting(AccountBase *account);
     ~MediaKeepSetting() override;
 
     static bool isKeepType(int keepTime);

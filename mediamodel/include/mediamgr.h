@@ -14,18 +14,21 @@
 #include <QString>
 #include <QVariant>
 #include <functional>
+#include <memory>
 
 class AccountBase;
 class ContentItem;
 class DialogBase;
 class FileDataMgr;
 class MediaAudio;
+class MediaCacheContext;
 class MediaCalender;
 class MediaKeepSetting;
 class MediaPreview;
 class MediaResourceMgr;
 class MediaSelector;
 class MediaSync;
+class PlaylistPublication;
 class MediaStorageModel;
 class QThreadPool;
 class ResourceItem;
@@ -62,8 +65,7 @@ public:
     // Registers the media layer's types for QML under uri; the host calls it once before loading
     // QML that uses them.
     static void registerMetaType(const char *uri);
-    // The name under which the hub registers with its account (AccountBase::model), so that the
-    // process-wide player finds the account's playlist.
+    // The name under which the hub registers with its account (AccountBase::model).
     static QString modelName();
 
     // Photos, voice, videos and files: the content types whose files the cache keeps.
@@ -74,7 +76,10 @@ public:
     AccountBase *account() const { return m_account; }
     FileDataMgr *fileDataMgr() const;
     storage::FileReferenceStorage *fileReferenceDb() const;
-    SearchServiceCmd *searchServiceCmd() const { return m_searchServiceCmd; }
+    // What the storage view, the retention passes and the bulk download are built from; a host
+    // that runs an expiry itself hands it to MediaExpiry.
+    const MediaCacheContext &cacheContext() const { return *m_cache; }
+    SearchServiceCmd *searchServiceCmd() const { return m_searchServiceCmd.get(); }
 
     // Writes the file-reference rows of the messages of dialogId and shows new and edited media
     // in the open lists, unless bSilent. Any thread.
@@ -120,8 +125,8 @@ public:
 
 public Q_SLOTS:
     // The gallery's full-screen viewer, and a second one for views outside the gallery.
-    MediaPreview *mediaPreview() const { return m_preview; }
-    MediaPreview *externalMediaPreview() const { return m_externalPreview; }
+    MediaPreview *mediaPreview() const { return m_preview.get(); }
+    MediaPreview *externalMediaPreview() const { return m_externalPreview.get(); }
     // The gallery of a dialog, made on first request; null for a dialog the account does not
     // know. Asked again with another sourceDlgId, the old gallery is torn down and a new one
     // made. The extern set serves views outside the gallery and is independent of it.
@@ -136,13 +141,13 @@ public Q_SLOTS:
     MediaCalender *mediaCalender(const QString &dialogId);
     void releaseMediaCalender(const QString &dialogId);
     // The account's audio playlist, which the player fills.
-    MediaAudio *mediaAudio() const { return m_mediaAudio; }
+    MediaAudio *mediaAudio() const { return m_mediaAudio.get(); }
     // How long the account keeps media on disk, by default and per dialog.
-    MediaKeepSetting *mediaKeepSetting() const { return m_keepSetting; }
+    MediaKeepSetting *mediaKeepSetting() const { return m_keepSetting.get(); }
     // The bulk download of chosen chats' media.
-    MediaSync *mediaSync() const { return m_mediaSync; }
+    MediaSync *mediaSync() const { return m_mediaSync.get(); }
     // The storage-usage screen of the account.
-    MediaStorageModel *mediaStorageModel() const { return m_storageModel; }
+    MediaStorageModel *mediaStorageModel() const { return m_storageModel.get(); }
 
     // Starts the background cleanup of the media cache, unless one runs or the hub is clearing.
     void clearLocalMedia();
@@ -169,8 +174,8 @@ public Q_SLOTS:
     void onUpdateMediaSync(const QString &fileId, bool succ);
 
 Q_SIGNALS:
-    // The total size in bytes of a dialog's cached media, once computed. Emitted through the hub
-    // by the storage usage model when it has sized a dialog.
+    // The total size in bytes of a dialog's cached media, once computed: the storage usage
+    // model's, forwarded.
     void dialogSizeLoaded(const QString &dialogId, qulonglong dialogSize);
     // A cleanup of the media cache ran to its end (one stopped by clearing does not tell), so
     // that views of cache sizes can count again.
@@ -220,55 +225,42 @@ private:
     // that id too.
     void stopPlayback(const QString &dialogId, const std::function<void(const QString &)> &stop);
     void removeRowsAndFiles(const QString &dialogId, const QList<qint64> &messageIds);
-    // Deletes the files of the candidates that no row names any more. contents holds each
-    // candidate's restored ResourceData, in the same order. False, deleting nothing, when the
-    // rows still naming them cannot be read.
-    bool deleteUnnamedFiles(const QList<storage::FileReferenceInfo> &candidates,
-                            const QList<ResourceData> &contents);
-    // Deletes the files of the records, each of its content type, with their thumbnails and
-    // live-photo videos; returns the ids of the files gone, whose cache rows went with them.
-    QList<QString> deleteResourceFiles(const QList<std::pair<int, ResourceData>> &resources,
-                                       bool bNotify);
     // Cancels the running cleanups and waits for them.
     void stopCleanups();
-    void clearTempMedia();
-    // The focus-loss cleanup: the cached files that only dialogs kept until focus loss name.
-    // False when stopped or when a read it rests on failed.
-    bool clearFocusLostMedia(const std::function<bool()> &isCancelled);
-    // One page of the cache table; false when the rows naming its files cannot be read.
-    bool clearFocusLostPage(const QList<storage::CacheFileInfo> &page);
-    // Deletes the files of type among fileIds, with their records' thumbnails and live photos,
-    // and adds every id deleted to deleted. False, deleting nothing, when the rows naming them
-    // cannot be read; so for deleteThumbMedia.
-    bool deleteSourceMedia(const QList<QString> &fileIds, int type, QSet<QString> &deleted);
-    bool deleteThumbMedia(const QList<QString> &thumbIds);
 
-    // The objects below marked owned or child are deleted by ~MediaMgr in the order it states
-    // there, not in the order of these declarations: work still running in one of them reads the
-    // others.
     AccountBase *const m_account;
-    MediaPreview *m_preview = nullptr;           // owned
-    MediaPreview *m_externalPreview = nullptr;   // owned
-    MediaStorageModel *m_storageModel = nullptr; // child, deleted first
     ResourceMgrHash m_resourceMgrs;
     ResourceMgrHash m_externResourceMgrs;
-    QHash<QString, MediaCalender *> m_calendars;       // guarded by m_mutex
-    QHash<QString, MediaSelector *> m_selectors;       // owned, guarded by m_mutex
-    QHash<QString, MediaSelector *> m_externSelectors; // owned, guarded by m_mutex
-    MediaAudio *m_mediaAudio = nullptr;                // owned
-    MediaSync *m_mediaSync = nullptr;                  // child
-    SearchServiceCmd *m_searchServiceCmd = nullptr;    // owned
-    MediaKeepSetting *m_keepSetting = nullptr;         // owned
+    QHash<QString, MediaCalender *> m_calendars; // guarded by m_mutex
+    // Owned, guarded by m_mutex; deleted by ~MediaMgr before the owned objects below, as nothing
+    // they run reads a selection.
+    QHash<QString, MediaSelector *> m_selectors;
+    QHash<QString, MediaSelector *> m_externSelectors;
     QFuture<void> m_localClearFuture;
     QFuture<void> m_focusClearFuture;
     // Guards the calendar and selector registries, the two cleanup futures and the clearing
     // sequences.
     QRecursiveMutex m_mutex;
-    QThreadPool *m_threadPool = nullptr; // child
     qint64 m_lastLocalClearTime = 0;
     // Changes of the lists, previews and selections waiting for the main thread. One queued call
     // runs all that gathered meanwhile: ingest asks for a change per message, and a batch of a
     // hundred thousand messages then costs one event rather than one each.
     QMutex m_modelChangeMutex;
     QList<std::function<void()>> m_modelChanges; // guarded by m_modelChangeMutex
+
+    // The owned objects, last so that they go before the members above, declared in the order
+    // they are made and so deleted in the reverse one, which matters: those whose work may still
+    // run on the pool or read the cache (the storage view, the previews, the bulk download) go
+    // before the playlist and the pool, and the cache context and the keep settings it reads go
+    // last, once nothing can read them.
+    const std::unique_ptr<MediaKeepSetting> m_keepSetting;
+    const std::unique_ptr<MediaCacheContext> m_cache;
+    const std::unique_ptr<QThreadPool> m_threadPool;
+    const std::unique_ptr<SearchServiceCmd> m_searchServiceCmd;
+    const std::unique_ptr<MediaAudio> m_mediaAudio;
+    const std::unique_ptr<PlaylistPublication> m_playlistPublication; // of m_mediaAudio
+    const std::unique_ptr<MediaSync> m_mediaSync;                     // and a child, for QML
+    const std::unique_ptr<MediaPreview> m_preview;
+    const std::unique_ptr<MediaPreview> m_externalPreview;
+    const std::unique_ptr<MediaStorageModel> m_storageModel; // and a child, for QML
 };

@@ -15,7 +15,7 @@
 
 class FileDataMgr;
 class MediaContentItem;
-class MediaMgr;
+class MediaCacheContext;
 class MediaSizeBaseModel;
 class MediaSizeModel;
 class MediaStorageViewModel;
@@ -30,10 +30,10 @@ struct MediaContentRecord;
 // by kind of data and by dialog, and the deletion of cached files (all of them, by kind, by
 // dialog, by dialog and kind, one item, or a selection).
 //
-// Lives on the UI thread, owned by the account's MediaMgr. Scans and deletions run on the global
-// thread pool; they read only what they were given and the cancel flag, and hand every result
-// back with a queued call, so the properties change on the UI thread only. Results of a scan or
-// deletion that a later startLoading superseded are dropped when they arrive.
+// Lives on the UI thread, owned by the account's MediaMgr, whose cache context it reads. Scans and
+// deletions run on the global thread pool; they read only what they were given and the cancel flag,
+// and hand every result back with a queued call, so the properties change on the UI thread only.
+// Results of a scan or deletion that a later startLoading superseded are dropped when they arrive.
 class MEDIAMODEL_EXPORT MediaStorageModel : public QObject
 {
     Q_OBJECT
@@ -61,7 +61,8 @@ public:
     };
     Q_ENUM(MediaDataType)
 
-    explicit MediaStorageModel(MediaMgr *mgr);
+    // The cache must outlive the object.
+    MediaStorageModel(const MediaCacheContext &cache, QObject *parent);
     ~MediaStorageModel() override;
 
     // The kind of data of the files in the main cache folder of a cache kind, and the kind of
@@ -127,6 +128,8 @@ Q_SIGNALS:
     void selectDlgCountChanged();
     void selectDlgSizeChanged();
     void dialogIdsChanged();
+    // The total size in bytes of a dialog's cached media, once a scan has measured it.
+    void dialogSizeLoaded(const QString &dialogId, qulonglong dialogSize);
 
 private:
     struct Scan;
@@ -177,7 +180,7 @@ private:
     static void runScan(MediaStorageModel *model, const Scan &scan);
     static void runDeletion(MediaStorageModel *model, const Deletion &deletion);
 
-    MediaMgr *const m_mgr;
+    const MediaCacheContext &m_cache;
     MediaSizeBaseModel *m_totalSizeModel = nullptr; // child
     MediaStorageViewModel *m_mediaView = nullptr;   // child, made on first request
     MediaStorageViewModel *m_fileView = nullptr;    // child, made on first request

@@ -19,7 +19,7 @@ class DialogBase;
 class MediaChatItem;
 class MediaChatModel;
 class MediaChatSelectModel;
-class MediaMgr;
+class MediaCacheContext;
 
 // The bulk download of an account: the user picks chats and kinds of media, and every file of
 // them that is not on disk yet is downloaded, at most three at a time, with a state, a progress
@@ -67,7 +67,8 @@ public:
     // Speeds below this many bytes per second count as this, so that the estimate stays finite.
     static constexpr qint64 MIN_SPEED = 1024;
 
-    explicit MediaSync(MediaMgr *hub);
+    // The cache must outlive the object.
+    MediaSync(const MediaCacheContext &cache, QObject *parent);
     ~MediaSync() override;
 
     MediaChatModel *syncChats() const { return m_syncChats; }
@@ -141,16 +142,17 @@ private:
     void showChats();
     bool isShown(const MediaChatItem *item) const;
     void startRecount();
-    static QList<ChatCount> countChats(MediaMgr *hub, const QList<QString> &dialogIds,
-                                       qint64 fileCutOff,
+    static QList<ChatCount> countChats(const MediaCacheContext &cache,
+                                       const QList<QString> &dialogIds, qint64 fileCutOff,
                                        const std::shared_ptr<std::atomic<bool>> &cancelled);
-    static void addCachedFiles(MediaMgr *hub, const DialogBase &dialog, qint64 fileCutOff,
-                               QSet<QString> &seen, QList<SyncFile> &files);
+    static void addCachedFiles(const MediaCacheContext &cache, const DialogBase &dialog,
+                               qint64 fileCutOff, QSet<QString> &seen, QList<SyncFile> &files);
     // Adds file, kept in the cache folder of folderType, unless it is on disk or listed already.
-    static void addMissingFile(const MediaMgr &hub, int folderType, const QString &suffix,
-                               const SyncFile &file, QSet<QString> &seen, QList<SyncFile> &files);
-    static void addMusicFiles(MediaMgr *hub, const QSharedPointer<DialogBase> &dialog,
-                              qint64 fileCutOff,
+    static void addMissingFile(const MediaCacheContext &cache, int folderType,
+                               const QString &suffix, const SyncFile &file, QSet<QString> &seen,
+                               QList<SyncFile> &files);
+    static void addMusicFiles(const MediaCacheContext &cache,
+                              const QSharedPointer<DialogBase> &dialog, qint64 fileCutOff,
                               const std::shared_ptr<std::atomic<bool>> &cancelled,
                               QSet<QString> &seen, QList<SyncFile> &files);
     void applyCounts(int generation, const QList<ChatCount> &counts);
@@ -175,7 +177,7 @@ private:
     void setRemainingSize(qlonglong size);
     void setRemainingTime(qlonglong seconds);
 
-    MediaMgr *const m_hub;
+    const MediaCacheContext &m_cache;
     AccountBase *const m_account;
     MediaChatModel *m_syncChats = nullptr;         // child
     MediaChatSelectModel *m_selectChats = nullptr; // child

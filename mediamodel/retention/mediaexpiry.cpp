@@ -1,6 +1,5 @@
 #include "mediaexpiry.h"
 
-#include "accountbase.h"
 #include "appsettingmodel.h"
 #include "cachecleanup_p.h"
 #include "cachefilestorage.h"
@@ -8,30 +7,29 @@
 #include "contenttype.h"
 #include "filedatamgr.h"
 #include "filereferencestorage.h"
+#include "mediacachecontext_p.h"
 #include "mediakeepsetting.h"
-#include "mediamgr.h"
 #include "mediamodellog_p.h"
 #include "resourcedata.h"
 #include "storage/cachedfiles_p.h"
-#include "userstorageprovider.h"
 
 #include <QFileInfo>
 
-MediaExpiry::Limits MediaExpiry::limitsAt(const MediaMgr *hub, qint64 now)
+MediaExpiry::Limits MediaExpiry::limitsAt(const MediaCacheContext &cache, qint64 now)
 {
     Limits limits;
     limits.now = now;
-    const qint64 shortest = hub->mediaKeepSetting()->shortestKeepTime();
+    const qint64 shortest = cache.keepSetting().shortestKeepTime();
     limits.cutOff = shortest >= 1 && now >= 1 ? now - shortest : -1;
     limits.sizeLimit = AppSettingModel::instance()->localCacheMaxSize();
     for (int type : {CONTENT_VIDEO, CONTENT_MUSIC, CONTENT_VOICE, CONTENT_FILE, CONTENT_PHOTO}) {
-        limits.directories.append(hub->mediaBaseDir(type));
+        limits.directories.append(cache.mediaBaseDir(type));
     }
     return limits;
 }
 
-MediaExpiry::MediaExpiry(MediaMgr *hub, const Limits &limits)
-    : m_hub(hub)
+MediaExpiry::MediaExpiry(const MediaCacheContext &cache, const Limits &limits)
+    : m_cache(cache)
     , m_limits(limits)
 { }
 
@@ -54,7 +52,7 @@ MediaExpiry::Summary MediaExpiry::run()
 
 void MediaExpiry::reconcile()
 {
-    m_summary.reconciled = m_hub->fileDataMgr()->reconcileCache([this] { return isCancelled(); });
+    m_summary.reconciled = m_cache.fileDataMgr()->reconcileCache([this] { return isCancelled(); });
     if (!m_summary.reconciled.bComplete && !m_summary.bCancelled) {
         fail("the cache and file tables");
     }
@@ -64,10 +62,10 @@ void MediaExpiry::reconcile()
 // nothing after it is old enough for any dialog.
 void MediaExpiry::expireByAge()
 {
-    if (m_hub->mediaKeepSetting()->hasUnreadKeepTimes()) {
+    if (m_cache.keepSetting().hasUnreadKeepTimes()) {
         return fail("the dialogs' keep times");
     }
-    storage::CacheFileStorage *cache = m_hub->account()->storage()->cacheFileStorage();
+    storage::CacheFileStorage *cache = m_cache.cacheFiles();
     bool ok = false;
     const qint64 total = cache->count(&ok);
     if (!ok) {
@@ -110,7 +108,7 @@ void MediaExpiry::expireByAge()
 
 void MediaExpiry::evictBySize()
 {
-    storage::CacheFileStorage *cache = m_hub->account()->storage()->cacheFileStorage();
+    storage::CacheFileStorage *cache = m_cache.cacheFiles();
     bool ok = false;
     const qint64 excess = cache->totalSize(&ok) - m_limits.sizeLimit;
     if (!ok) {
@@ -155,7 +153,7 @@ bool MediaExpiry::dialogsNaming(const QList<storage::CacheFileInfo> &rows,
     for (const storage::CacheFileInfo &row : rows) {
         fileIds.append(row.fileId);
     }
-    storage::FileReferenceStorage *references = m_hub->fileReferenceDb();
+    storage::FileReferenceStorage *references = m_cache.fileReferences();
     bool bySource = false;
     bool byThumb = false;
     bool byLivePhoto = false;
@@ -191,14 +189,14 @@ qint64 MediaExpiry::keepTimeOf(const QString &dialogId)
 {
     auto known = m_keepTimes.constFind(dialogId);
     if (known == m_keepTimes.cend()) {
-        known = m_keepTimes.insert(dialogId, m_hub->mediaKeepSetting()->keepTime(dialogId));
+        known = m_keepTimes.insert(dialogId, m_cache.keepSetting().keepTime(dialogId));
     }
     return known.value();
 }
 
 bool MediaExpiry::isInScope(const storage::CacheFileInfo &row) const
 {
-    return m_limits.directories.contains(m_hub->mediaBaseDir(row.type));
+    return m_limits.directories.contains(m_cache.mediaBaseDir(row.type));
 }
 
 qint64 MediaExpiry::deleteChosen()
@@ -206,7 +204,7 @@ qint64 MediaExpiry::deleteChosen()
     QList<CachedFile> files;
     QHash<QString, qint64> sizes; // of the files on disk: a row whose file is gone frees nothing
     for (const storage::CacheFileInfo &row : std::as_const(m_chosen)) {
-        const QString folder = m_hub->mediaBaseDir(row.type);
+        const QString folder = m_cache.mediaBaseDir(row.type);
         files.append({row.fileId, folder, row.suffix});
         if (QFileInfo::exists(folder + CacheLayout::fileName(row.fileId, row.suffix))) {
             sizes.insert(row.fileId, row.size);
@@ -214,8 +212,8 @@ qint64 MediaExpiry::deleteChosen()
     }
     m_chosen.clear();
     qint64 freed = 0;
-    for (const QString &fileId : deleteCachedFiles(
-                 m_hub->fileDataMgr(), m_hub->account()->storage()->cacheFileStorage(), files)) {
+    for (const QString &fileId :
+         deleteCachedFiles(m_cache.fileDataMgr(), m_cache.cacheFiles(), files)) {
         if (sizes.contains(fileId)) {
             ++m_summary.files;
             freed += sizes.value(fileId);

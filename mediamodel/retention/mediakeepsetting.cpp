@@ -5,7 +5,6 @@
 #include "constants.h"
 #include "dialogbase.h"
 #include "keepmediasettingstorage.h"
-#include "mediamgr.h"
 #include "mediamodellog_p.h"
 #include "ownerthread_p.h"
 #include "retention/mediakeepsearchmodel.h"
@@ -29,8 +28,8 @@ int sooner(int current, int candidate)
 
 } // namespace
 
-MediaKeepSetting::MediaKeepSetting(MediaMgr *hub)
-    : m_account(hub->account())
+MediaKeepSetting::MediaKeepSetting(AccountBase *account)
+    : m_account(account)
     , m_exceptionModel(new MediaKeepListModel(this))
     , m_searchModel(new MediaKeepSearchModel(
               m_account, [this](const QString &dialogId) { return contains(dialogId); }, this))

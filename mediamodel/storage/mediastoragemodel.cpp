@@ -10,8 +10,8 @@
 #include "dialogbase.h"
 #include "filedatamgr.h"
 #include "filereferencestorage.h"
+#include "mediacachecontext_p.h"
 #include "mediacontentitem.h"
-#include "mediamgr.h"
 #include "mediamodellog_p.h"
 #include "mediaplayer.h"
 #include "mediasizeitem.h"
@@ -406,9 +406,9 @@ struct MediaStorageModel::DialogRecord
     DialogScanRecord scan;
 };
 
-MediaStorageModel::MediaStorageModel(MediaMgr *mgr)
-    : QObject(mgr)
-    , m_mgr(mgr)
+MediaStorageModel::MediaStorageModel(const MediaCacheContext &cache, QObject *parent)
+    : QObject(parent)
+    , m_cache(cache)
     , m_totalSizeModel(new MediaSizeBaseModel(this))
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
@@ -461,7 +461,7 @@ void MediaStorageModel::setClearProgress(int progress)
 
 void MediaStorageModel::startLoading(bool bReload)
 {
-    const QString cacheRoot = m_mgr->account()->userCacheDataPath();
+    const QString cacheRoot = m_cache.account()->userCacheDataPath();
     const QStorageInfo volume(cacheRoot);
     if (volume.isValid()) {
         m_volumeSize = volume.bytesTotal();
@@ -488,10 +488,10 @@ void MediaStorageModel::startLoading(bool bReload)
                            AppDirManager::instance()->customEmojiDir()};
     scan.miscFolders = miscellaneousFolders();
     for (int type : ShownContentTypes) {
-        scan.baseDirs.insert(type, m_mgr->mediaBaseDir(type));
+        scan.baseDirs.insert(type, m_cache.mediaBaseDir(type));
     }
-    scan.references = m_mgr->fileReferenceDb();
-    scan.fileDataMgr = m_mgr->fileDataMgr();
+    scan.references = m_cache.fileReferences();
+    scan.fileDataMgr = m_cache.fileDataMgr();
     scan.superseded = m_scanSuperseded = std::make_shared<std::atomic<bool>>(false);
     m_scans.removeIf([](const QFuture<void> &done) { return done.isFinished(); });
     m_scans.append(QtConcurrent::run(QThreadPool::globalInstance(),
@@ -501,7 +501,7 @@ void MediaStorageModel::startLoading(bool bReload)
 // Dialogs of type 2 hold no media of their own and are never shown as being measured.
 void MediaStorageModel::markDialogsQuerying()
 {
-    m_mgr->account()->forEachDialog([this](QSharedPointer<DialogBase> dialog) {
+    m_cache.account()->forEachDialog([this](QSharedPointer<DialogBase> dialog) {
         if (dialog->type() != DIALOG_SYSTEM) {
             dialogRecord(dialog->dialogId()).sizeModel->setAtQuery(true);
         }
@@ -510,7 +510,7 @@ void MediaStorageModel::markDialogsQuerying()
 
 QStringList MediaStorageModel::miscellaneousFolders() const
 {
-    const QString cacheRoot = m_mgr->account()->userCacheDataPath();
+    const QString cacheRoot = m_cache.account()->userCacheDataPath();
     QStringList folders {mainFolder(cacheRoot, CacheLayout::VoiceKind)};
     for (int category : MiscellaneousCategories) {
         for (int kind : MiscellaneousKinds) {
@@ -626,8 +626,8 @@ void MediaStorageModel::finishScan(int generation, QHash<QString, CacheFileRecor
     refillViews();
     setAtQuery(false);
     for (auto it = dialogs.cbegin(); it != dialogs.cend(); ++it) {
-        Q_EMIT m_mgr->dialogSizeLoaded(
-                it.key(), qulonglong(m_dialogs.value(it.key())->sizeModel->totalSize()));
+        Q_EMIT dialogSizeLoaded(it.key(),
+                                qulonglong(m_dialogs.value(it.key())->sizeModel->totalSize()));
     }
     if (m_reloadPending) {
         startLoading(false);
@@ -950,7 +950,7 @@ MediaStorageModel::filesOfContent(const MediaContentRecord &content) const
 
 void MediaStorageModel::stopPlayerFor(const QStringList &dialogIds)
 {
-    const qint64 accountId = m_mgr->account()->userId();
+    const qint64 accountId = m_cache.account()->userId();
     for (const QString &dialogId : dialogIds) {
         MediaPlayer::instance()->stop(accountId, dialogId);
     }
@@ -962,11 +962,11 @@ void MediaStorageModel::deleteAllFiles()
     if (!mayDelete(false)) {
         return;
     }
-    MediaPlayer::instance()->stop(m_mgr->account()->userId());
+    MediaPlayer::instance()->stop(m_cache.account()->userId());
     auto deletion = std::make_unique<Deletion>();
     deletion->files = recordedFiles([](const QString &, const CacheFileRecord &) { return true; });
     deletion->bStageByType = true;
-    const QString cacheRoot = m_mgr->account()->userCacheDataPath();
+    const QString cacheRoot = m_cache.account()->userCacheDataPath();
     deletion->folders = {{DATA_PHOTO, {mainFolder(cacheRoot, CacheLayout::PhotoKind)}},
                          {DATA_STICKER,
                           {AppDirManager::instance()->stickerDir(),
@@ -982,7 +982,7 @@ void MediaStorageModel::deleteAllFileByType(const QList<int> &dataTypes)
     if (!mayDelete(false)) {
         return;
     }
-    const qint64 accountId = m_mgr->account()->userId();
+    const qint64 accountId = m_cache.account()->userId();
     if (dataTypes.contains(DATA_MUSIC)) {
         MediaPlayer::instance()->stop(accountId, int(CONTENT_MUSIC));
     }
@@ -997,7 +997,7 @@ void MediaStorageModel::deleteAllFileByType(const QList<int> &dataTypes)
     if (dataTypes.contains(DATA_PHOTO)) {
         deletion->folders.append(
                 {DATA_PHOTO,
-                 {mainFolder(m_mgr->account()->userCacheDataPath(), CacheLayout::PhotoKind)}});
+                 {mainFolder(m_cache.account()->userCacheDataPath(), CacheLayout::PhotoKind)}});
     }
     if (dataTypes.contains(DATA_STICKER)) {
         deletion->folders.append({DATA_STICKER,
@@ -1072,7 +1072,7 @@ void MediaStorageModel::startDeletion(std::unique_ptr<Deletion> deletion)
 {
     setClearProgress(0);
     deletion->generation = m_generation;
-    deletion->cacheFiles = m_mgr->account()->storage()->cacheFileStorage();
+    deletion->cacheFiles = m_cache.cacheFiles();
     m_plannedBytes = 0;
     for (const RemovedFile &file : std::as_const(deletion->files)) {
         m_plannedBytes += file.size;
@@ -1081,7 +1081,7 @@ void MediaStorageModel::startDeletion(std::unique_ptr<Deletion> deletion)
         m_plannedBytes += m_totalSizeModel->sizeOf(stage.first);
     }
     m_removedBytes = 0;
-    deletion->fileDataMgr = m_mgr->fileDataMgr();
+    deletion->fileDataMgr = m_cache.fileDataMgr();
     const std::shared_ptr<const Deletion> work(std::move(deletion));
     m_deletion = QtConcurrent::run(QThreadPool::globalInstance(),
                                    [this, work] { runDeletion(this, *work); });
@@ -1240,8 +1240,7 @@ void MediaStorageModel::deleteMediaItem(MediaContentItem *mediaInfo)
         return;
     }
     const QList<RemovedFile> removed = deleteRecordedFiles(
-            m_mgr->fileDataMgr(), m_mgr->account()->storage()->cacheFileStorage(),
-            filesOfContent(content));
+            m_cache.fileDataMgr(), m_cache.cacheFiles(), filesOfContent(content));
     // The item stays listed while its own file is there.
     const bool bSourceGone =
             std::any_of(removed.cbegin(), removed.cend(), [&content](const RemovedFile &file) {

@@ -9,10 +9,10 @@
 #include "fileitem.h"
 #include "filemanager.h"
 #include "filereferencestorage.h"
+#include "mediacachecontext_p.h"
 #include "mediachatitem.h"
 #include "mediachatmodel.h"
 #include "mediachatselectmodel.h"
-#include "mediamgr.h"
 #include "mediamodellog_p.h"
 #include "messagebase.h"
 #include "networkusagemodel.h"
@@ -43,10 +43,10 @@ const QList<int> &cachedTypes()
 
 } // namespace
 
-MediaSync::MediaSync(MediaMgr *hub)
-    : QObject(hub)
-    , m_hub(hub)
-    , m_account(hub->account())
+MediaSync::MediaSync(const MediaCacheContext &cache, QObject *parent)
+    : QObject(parent)
+    , m_cache(cache)
+    , m_account(cache.account())
     , m_syncChats(new MediaChatModel(this))
     , m_selectChats(new MediaChatSelectModel(this))
 {
@@ -204,9 +204,9 @@ void MediaSync::startRecount()
     const QList<QString> dialogIds = m_queriedIds;
     const qint64 fileCutOff = cutOff(m_fileTimeType);
     const std::shared_ptr<std::atomic<bool>> cancelled = m_recountCancelled;
-    MediaMgr *hub = m_hub;
+    const MediaCacheContext *cache = &m_cache;
     m_recount = QtConcurrent::run(QThreadPool::globalInstance(), [=] {
-        const QList<ChatCount> counts = countChats(hub, dialogIds, fileCutOff, cancelled);
+        const QList<ChatCount> counts = countChats(*cache, dialogIds, fileCutOff, cancelled);
         if (cancelled->load()) {
             return;
         }
@@ -216,22 +216,22 @@ void MediaSync::startRecount()
 
 // Pool thread: reads the tables and the disk only.
 QList<MediaSync::ChatCount>
-MediaSync::countChats(MediaMgr *hub, const QList<QString> &dialogIds, qint64 fileCutOff,
-                      const std::shared_ptr<std::atomic<bool>> &cancelled)
+MediaSync::countChats(const MediaCacheContext &cache, const QList<QString> &dialogIds,
+                      qint64 fileCutOff, const std::shared_ptr<std::atomic<bool>> &cancelled)
 {
     QList<ChatCount> counts;
     for (const QString &dialogId : dialogIds) {
         if (cancelled->load()) {
             break;
         }
-        const QSharedPointer<DialogBase> dialog = hub->account()->dialog(dialogId);
+        const QSharedPointer<DialogBase> dialog = cache.account()->dialog(dialogId);
         if (!dialog) {
             continue;
         }
         ChatCount count {dialogId, {}};
         QSet<QString> seen;
-        addCachedFiles(hub, *dialog, fileCutOff, seen, count.files);
-        addMusicFiles(hub, dialog, fileCutOff, cancelled, seen, count.files);
+        addCachedFiles(cache, *dialog, fileCutOff, seen, count.files);
+        addMusicFiles(cache, dialog, fileCutOff, cancelled, seen, count.files);
         counts.append(count);
     }
     return counts;
@@ -239,11 +239,11 @@ MediaSync::countChats(MediaMgr *hub, const QList<QString> &dialogIds, qint64 fil
 
 // Photos, videos, voice and files: their file-reference rows name the files, with the
 // thumbnail and the live-photo video of each, which count with the resource's kind.
-void MediaSync::addCachedFiles(MediaMgr *hub, const DialogBase &dialog, qint64 fileCutOff,
-                               QSet<QString> &seen, QList<SyncFile> &files)
+void MediaSync::addCachedFiles(const MediaCacheContext &cache, const DialogBase &dialog,
+                               qint64 fileCutOff, QSet<QString> &seen, QList<SyncFile> &files)
 {
     const QList<storage::FileReferenceInfo> rows =
-            hub->fileReferenceDb()->infosWithDialog(dialog.dialogId(), fileCutOff, cachedTypes());
+            cache.fileReferences()->infosWithDialog(dialog.dialogId(), fileCutOff, cachedTypes());
     for (const storage::FileReferenceInfo &row : rows) {
         if (row.messageId < dialog.firstVisibleMsgId() || seen.contains(row.fileId)) {
             continue;
@@ -253,15 +253,15 @@ void MediaSync::addCachedFiles(MediaMgr *hub, const DialogBase &dialog, qint64 f
         data.deserialize(row.data);
         qint64 missingSize = 0;
         qint64 missingExtraSize = 0;
-        hub->allFileInLocal(data, row.type, missingSize, missingExtraSize);
+        cache.allFileInLocal(data, row.type, missingSize, missingExtraSize);
         const int kind = MediaChatItem::kindOfType(row.type);
         if (missingSize > 0) {
             files.append({data.fileId, dialog.dialogId(), kind, missingSize});
         }
         if (missingExtraSize > 0) {
-            addMissingFile(*hub, CONTENT_PHOTO, data.thumbSuffix,
+            addMissingFile(cache, CONTENT_PHOTO, data.thumbSuffix,
                            {data.thumbId, dialog.dialogId(), kind, data.thumbSize}, seen, files);
-            addMissingFile(*hub, CONTENT_VIDEO, data.livePhotoSuffix,
+            addMissingFile(cache, CONTENT_VIDEO, data.livePhotoSuffix,
                            {data.livePhotoId, dialog.dialogId(), kind, data.livePhotoSize}, seen,
                            files);
         }
@@ -269,11 +269,12 @@ void MediaSync::addCachedFiles(MediaMgr *hub, const DialogBase &dialog, qint64 f
 }
 
 // The folders are those allFileInLocal looks in.
-void MediaSync::addMissingFile(const MediaMgr &hub, int folderType, const QString &suffix,
-                               const SyncFile &file, QSet<QString> &seen, QList<SyncFile> &files)
+void MediaSync::addMissingFile(const MediaCacheContext &cache, int folderType,
+                               const QString &suffix, const SyncFile &file, QSet<QString> &seen,
+                               QList<SyncFile> &files)
 {
     if (file.fileId.isEmpty() || file.size < 1 || seen.contains(file.fileId)
-        || hub.fileExist(folderType, file.fileId, suffix)) {
+        || cache.fileExist(folderType, file.fileId, suffix)) {
         return;
     }
     seen.insert(file.fileId);
@@ -282,8 +283,8 @@ void MediaSync::addMissingFile(const MediaMgr &hub, int folderType, const QStrin
 
 // Music is not kept in the file-reference table; its files are those of the messages that the
 // resource table lists as music.
-void MediaSync::addMusicFiles(MediaMgr *hub, const QSharedPointer<DialogBase> &dialog,
-                              qint64 fileCutOff,
+void MediaSync::addMusicFiles(const MediaCacheContext &cache,
+                              const QSharedPointer<DialogBase> &dialog, qint64 fileCutOff,
                               const std::shared_ptr<std::atomic<bool>> &cancelled,
                               QSet<QString> &seen, QList<SyncFile> &files)
 {
@@ -291,7 +292,7 @@ void MediaSync::addMusicFiles(MediaMgr *hub, const QSharedPointer<DialogBase> &d
     page.types = {CONTENT_MUSIC};
     page.startTime = fileCutOff;
     page.count = LOAD_MAX_COUNT;
-    storage::ResourceStorage *resources = hub->account()->storage()->resourceStorage();
+    storage::ResourceStorage *resources = cache.account()->storage()->resourceStorage();
     while (!cancelled->load()) {
         const QList<storage::ResourceInfo> rows = resources->infosBefore(dialog->dialogId(), page);
         QList<MessageKey> keys;

@@ -333,7 +333,7 @@ void TestMediaExpiry::undeletableFileKeepsItsRow()
     ReadOnlyFolder locked(m_hub->mediaBaseDir(CONTENT_FILE));
     QVERIFY(locked.isLocked());
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not be deleted"));
-    MediaExpiry expiry(m_hub, MediaExpiry::limitsAt(m_hub, Now));
+    MediaExpiry expiry(m_hub->cacheContext(), MediaExpiry::limitsAt(m_hub->cacheContext(), Now));
     const MediaExpiry::Summary summary = expiry.run();
     QCOMPARE(summary.files, 1);
     QCOMPARE(summary.bytes, FileSize);
@@ -446,7 +446,7 @@ void TestMediaExpiry::cancelBetweenRowsKeepsRowsOfFilesLeft()
         addFile(QStringLiteral("c%1").arg(i, 3, 10, QLatin1Char('0')), CONTENT_FILE,
                 daysAgo(10) + i, {"p"});
     }
-    MediaExpiry expiry(m_hub, MediaExpiry::limitsAt(m_hub, Now));
+    MediaExpiry expiry(m_hub->cacheContext(), MediaExpiry::limitsAt(m_hub->cacheContext(), Now));
     int asked = 0;
     expiry.setCancel([&asked] { return ++asked > 70; });
     const MediaExpiry::Summary summary = expiry.run();
@@ -469,9 +469,9 @@ void TestMediaExpiry::progressCountsRowsAndBytes()
         addFile(QStringLiteral("r%1").arg(i, 3, 10, QLatin1Char('0')), CONTENT_FILE,
                 i < 60 ? daysAgo(30) + i : daysAgo(1) + i, {"p"});
     }
-    MediaExpiry::Limits limits = MediaExpiry::limitsAt(m_hub, Now);
+    MediaExpiry::Limits limits = MediaExpiry::limitsAt(m_hub->cacheContext(), Now);
     limits.sizeLimit = 40 * FileSize;
-    MediaExpiry expiry(m_hub, limits);
+    MediaExpiry expiry(m_hub->cacheContext(), limits);
     QList<MediaExpiry::Progress> reports;
     expiry.setProgress([&reports](const MediaExpiry::Progress &p) { reports.append(p); });
     const MediaExpiry::Summary summary = expiry.run();
@@ -520,7 +520,7 @@ void TestMediaExpiry::unreadableReferencesStopThePass()
     addTempFile();
     reopenDamaged(DamagedDatabase::fileReferencePages());
 
-    MediaExpiry expiry(m_hub, MediaExpiry::limitsAt(m_hub, Now));
+    MediaExpiry expiry(m_hub->cacheContext(), MediaExpiry::limitsAt(m_hub->cacheContext(), Now));
     const MediaExpiry::Summary summary = expiry.run();
     QVERIFY(summary.bFailed);
     QCOMPARE(summary.files, 0);
@@ -548,7 +548,7 @@ void TestMediaExpiry::unreadableKeepTimesStopThePass()
     reopenDamaged({QStringLiteral("keep_media_setting")});
     QVERIFY(m_hub->mediaKeepSetting()->hasUnreadKeepTimes());
 
-    MediaExpiry expiry(m_hub, MediaExpiry::limitsAt(m_hub, Now));
+    MediaExpiry expiry(m_hub->cacheContext(), MediaExpiry::limitsAt(m_hub->cacheContext(), Now));
     QVERIFY(expiry.run().bFailed);
     QVERIFY(onDisk(CONTENT_FILE, "kept"));
     QVERIFY(hasRow("kept"));
@@ -576,9 +576,9 @@ void TestMediaExpiry::reconcilesTheCacheFirst()
     QVERIFY(unrecorded.setFileTime(old, QFileDevice::FileModificationTime));
     unrecorded.close();
 
-    MediaExpiry::Limits limits = MediaExpiry::limitsAt(m_hub, Now);
+    MediaExpiry::Limits limits = MediaExpiry::limitsAt(m_hub->cacheContext(), Now);
     limits.cutOff = -1; // the reconciliation alone
-    const MediaExpiry::Summary reconciled = MediaExpiry(m_hub, limits).run();
+    const MediaExpiry::Summary reconciled = MediaExpiry(m_hub->cacheContext(), limits).run();
     QVERIFY(!reconciled.bFailed);
     QCOMPARE(reconciled.reconciled.adopted, 1);
     QCOMPARE(reconciled.reconciled.removed, 1);
@@ -595,7 +595,8 @@ void TestMediaExpiry::reconcilesTheCacheFirst()
     // No chat names the adopted copy, so it goes at the cut-off; only the two files on disk
     // count.
     const MediaExpiry::Summary summary =
-            MediaExpiry(m_hub, MediaExpiry::limitsAt(m_hub, Now)).run();
+            MediaExpiry(m_hub->cacheContext(), MediaExpiry::limitsAt(m_hub->cacheContext(), Now))
+                    .run();
     QCOMPARE(summary.files, 2);
     QCOMPARE(summary.bytes, 2 * FileSize);
     QVERIFY(!onDisk(CONTENT_FILE, "unrecorded") && !onDisk(CONTENT_FILE, "expired"));

@@ -144,17 +144,17 @@ void TestMediaKeepSetting::shortestKeepTime()
     QCOMPARE(setting()->privateKeepTime(), privateKeepTime);
     QCOMPARE(setting()->groupKeepTime(), groupKeepTime);
     QCOMPARE(setting()->shortestKeepTime(), shortest);
-    const MediaExpiry::Limits limits = MediaExpiry::limitsAt(m_hub, Now);
+    const MediaExpiry::Limits limits = MediaExpiry::limitsAt(m_hub->cacheContext(), Now);
     QCOMPARE(limits.cutOff, shortest >= 1 ? Now - shortest : qint64(-1));
 }
 
 void TestMediaKeepSetting::nothingExpiresWithoutAgeLimit()
 {
     loadWith(-1, -1, {});
-    QCOMPARE(MediaExpiry::limitsAt(m_hub, Now).cutOff, qint64(-1));
+    QCOMPARE(MediaExpiry::limitsAt(m_hub->cacheContext(), Now).cutOff, qint64(-1));
     // No clock either: no cut-off can be made.
     loadWith(7, 7, {});
-    QCOMPARE(MediaExpiry::limitsAt(m_hub, 0).cutOff, qint64(-1));
+    QCOMPARE(MediaExpiry::limitsAt(m_hub->cacheContext(), 0).cutOff, qint64(-1));
 }
 
 void TestMediaKeepSetting::dialogKeepTime_data()

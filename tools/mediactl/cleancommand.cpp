@@ -119,12 +119,13 @@ int CleanCommand::run(const QStringList &args)
     {
         MediaMgr hub(account.get());
         hub.loadLocalData(false);
-        MediaExpiry::Limits limits = MediaExpiry::limitsAt(&hub, account->currentTime());
+        MediaExpiry::Limits limits =
+                MediaExpiry::limitsAt(hub.cacheContext(), account->currentTime());
         if (sizeLimit >= 0) {
             limits.sizeLimit = sizeLimit;
         }
         printLimits(out, *hub.mediaKeepSetting(), limits);
-        MediaExpiry expiry(&hub, limits);
+        MediaExpiry expiry(hub.cacheContext(), limits);
         // A pass stopped short of a stage's total leaves its line open.
         bool lineOpen = false;
         expiry.setProgress([&err, &lineOpen](const MediaExpiry::Progress &p) {
