@@ -2,6 +2,7 @@
 
 #include "accountbase.h"
 #include "bufferfilestorage.h"
+#include "cachefilestorage.h"
 #include "constants.h"
 #include "contenttype.h"
 #include "mediacachecontext_p.h"
@@ -139,28 +140,6 @@ bool clearFocusLostPage(const MediaCacheContext &cache, const QList<storage::Cac
 
 } // namespace
 
-CacheWalk
-walkCacheOldestFirst(storage::CacheFileStorage *cache,
-                     const std::function<bool(const QList<storage::CacheFileInfo> &page)> &visit)
-{
-    storage::CacheFileInfo cursor;
-    for (;;) {
-        bool ok = false;
-        const QList<storage::CacheFileInfo> page =
-                cache->infosAfter(cursor.dateTime, cursor.fileId, LOAD_COUNT, &ok);
-        if (!ok) {
-            return CacheWalk::Unreadable;
-        }
-        if (page.isEmpty()) {
-            return CacheWalk::Ended;
-        }
-        cursor = page.constLast();
-        if (!visit(page)) {
-            return CacheWalk::Stopped;
-        }
-    }
-}
-
 void clearTempFiles(const MediaCacheContext &cache)
 {
     storage::UserStorageProvider *storage = cache.account()->storage();
@@ -248,15 +227,16 @@ bool clearFocusLostMedia(const MediaCacheContext &cache, const std::function<boo
         return false;
     }
     bool pageFailed = false;
-    const CacheWalk walk = walkCacheOldestFirst(cache.cacheFiles(),
-                                                [&](const QList<storage::CacheFileInfo> &page) {
-                                                    pageFailed = !clearFocusLostPage(cache, page);
-                                                    return !pageFailed && !isCancelled();
-                                                });
-    if (walk == CacheWalk::Unreadable || pageFailed) {
+    using Walk = storage::CacheFileStorage::Walk;
+    const Walk walk = cache.cacheFiles()->walkOldestFirst(
+            LOAD_COUNT, [&](const QList<storage::CacheFileInfo> &page) {
+                pageFailed = !clearFocusLostPage(cache, page);
+                return !pageFailed && !isCancelled();
+            });
+    if (walk == Walk::Unreadable || pageFailed) {
         qCWarning(lcMedia) << "focus-loss cleanup stopped: the cache or the rows naming its "
                               "files cannot be read";
         return false;
     }
-    return walk == CacheWalk::Ended;
+    return walk == Walk::Ended;
 }

@@ -1,11 +1,10 @@
 #pragma once
 
 // Not API: the cleanups of the media cache besides the expiry, which the hub starts, cancels and
-// waits for, and the walk over the cache-file table that they and the expiry share. Every pass
+// waits for. Every pass
 // deletes through deleteCachedFiles and stops, deleting nothing more, at the first read it rests
 // on that fails.
 
-#include "cachefilestorage.h"
 #include "filereferencestorage.h"
 
 #include <QList>
@@ -16,19 +15,6 @@
 
 class MediaCacheContext;
 struct ResourceData;
-
-enum class CacheWalk {
-    Ended,      // the table ended
-    Stopped,    // visit asked to stop
-    Unreadable, // a page could not be read: nothing after it was visited
-};
-
-// Hands the cache table's rows to visit oldest first (by last use), LOAD_COUNT at a time, until
-// the table ends or visit returns false. Each page starts after the last row of the one before
-// rather than at an offset, so rows a cleanup deletes from a page do not shift those ahead.
-CacheWalk
-walkCacheOldestFirst(storage::CacheFileStorage *cache,
-                     const std::function<bool(const QList<storage::CacheFileInfo> &page)> &visit);
 
 // Temporary and stream-buffer files are never referenced by a message: every one goes, oldest
 // first, a page at a time. A table that cannot be read or rows that cannot be removed stop it

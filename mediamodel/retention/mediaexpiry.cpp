@@ -1,9 +1,9 @@
 #include "mediaexpiry.h"
 
 #include "appsettingmodel.h"
-#include "cachecleanup_p.h"
 #include "cachefilestorage.h"
 #include "cachelayout.h"
+#include "constants.h"
 #include "contenttype.h"
 #include "filedatamgr.h"
 #include "filereferencestorage.h"
@@ -94,8 +94,8 @@ void MediaExpiry::expireByAge()
         report(AgeStage, done, total);
         return page.constLast().dateTime < m_limits.cutOff;
     };
-    const CacheWalk walk = walkCacheOldestFirst(cache, expireFromPage);
-    if (walk == CacheWalk::Unreadable) {
+    if (cache->walkOldestFirst(LOAD_COUNT, expireFromPage)
+        == storage::CacheFileStorage::Walk::Unreadable) {
         return fail("the cache table");
     }
     if (namingUnread) {
@@ -138,8 +138,8 @@ void MediaExpiry::evictBySize()
         report(SizeStage, qMin(freed, excess), excess);
         return freed < excess;
     };
-    const CacheWalk walk = walkCacheOldestFirst(cache, evictFromPage);
-    if (walk == CacheWalk::Unreadable) {
+    if (cache->walkOldestFirst(LOAD_COUNT, evictFromPage)
+        == storage::CacheFileStorage::Walk::Unreadable) {
         fail("the cache table");
     }
 }

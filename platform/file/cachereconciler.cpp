@@ -60,24 +60,18 @@ FileDataMgr::Reconciliation CacheReconciler::run()
 
 bool CacheReconciler::readRows()
 {
-    storage::CacheFileStorage *table = m_registry->storage()->cacheFileStorage();
-    storage::CacheFileInfo cursor;
-    for (;;) {
-        bool ok = false;
-        const QList<storage::CacheFileInfo> page =
-                table->infosAfter(cursor.dateTime, cursor.fileId, kPageSize, &ok);
-        if (!ok) {
-            qCWarning(lcPlatform) << "cache reconciliation stopped: the cache table cannot be read";
-            return false;
-        }
-        for (const storage::CacheFileInfo &row : page) {
-            m_rows.insert(m_registry->localPath(row.type, row.fileId, row.suffix), row);
-        }
-        if (page.size() < kPageSize) {
-            return true;
-        }
-        cursor = page.constLast();
+    const auto walk = m_registry->storage()->cacheFileStorage()->walkOldestFirst(
+            kPageSize, [this](const QList<storage::CacheFileInfo> &page) {
+                for (const storage::CacheFileInfo &row : page) {
+                    m_rows.insert(m_registry->localPath(row.type, row.fileId, row.suffix), row);
+                }
+                return true;
+            });
+    if (walk == storage::CacheFileStorage::Walk::Unreadable) {
+        qCWarning(lcPlatform) << "cache reconciliation stopped: the cache table cannot be read";
+        return false;
     }
+    return true;
 }
 
 void CacheReconciler::walkFolders()

@@ -74,6 +74,29 @@ QList<CacheFileInfo> CacheFileStorage::infosAfter(qint64 dateTime, const QString
     return Sql::readResult(succeeded, std::move(rows), ok);
 }
 
+CacheFileStorage::Walk CacheFileStorage::walkOldestFirst(
+        int pageSize, const std::function<bool(const QList<CacheFileInfo> &page)> &visit)
+{
+    CacheFileInfo cursor;
+    for (;;) {
+        bool ok = false;
+        const QList<CacheFileInfo> page = infosAfter(cursor.dateTime, cursor.fileId, pageSize, &ok);
+        if (!ok) {
+            return Walk::Unreadable;
+        }
+        if (page.isEmpty()) {
+            return Walk::Ended;
+        }
+        if (!visit(page)) {
+            return Walk::Stopped;
+        }
+        if (page.size() < pageSize) {
+            return Walk::Ended;
+        }
+        cursor = page.constLast();
+    }
+}
+
 QList<CacheFileInfo> CacheFileStorage::infosWithFileIds(const QList<QString> &fileIds)
 {
     QList<CacheFileInfo> rows;

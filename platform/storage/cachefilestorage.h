@@ -5,6 +5,8 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+
 namespace storage {
 
 class Database;
@@ -37,6 +39,17 @@ public:
     // oldest row.
     QList<CacheFileInfo> infosAfter(qint64 dateTime, const QString &fileId, int count,
                                     bool *ok = nullptr);
+
+    enum class Walk {
+        Ended,      // the table ended
+        Stopped,    // visit asked to stop
+        Unreadable, // a page could not be read: nothing after it was visited
+    };
+    // Hands the rows to visit oldest first, pageSize at a time, until the table ends or visit
+    // returns false. Each page starts after the last row of the one before rather than at an
+    // offset, so rows that visit removes do not shift those ahead.
+    Walk walkOldestFirst(int pageSize,
+                         const std::function<bool(const QList<CacheFileInfo> &page)> &visit);
     QList<CacheFileInfo> infosWithFileIds(const QList<QString> &fileIds);
     // Removes the rows with dateTime < time.
     bool removeBefore(qint64 time);

@@ -129,35 +129,46 @@ void tst_StorageTables::cleanup()
 void tst_StorageTables::cacheFilePaging_data()
 {
     QTest::addColumn<int>("pageSize");
+    QTest::addColumn<bool>("removeEachPage");
 
-    for (const int size : {1, 2, 3, 50}) {
-        QTest::addRow("pages of %d", size) << size;
+    for (const int size : {1, 2, 3, 6, 50}) {
+        QTest::addRow("pages of %d", size) << size << false;
+        QTest::addRow("pages of %d, each removed as it is visited", size) << size << true;
     }
 }
 
-// The expiry walk: from the start, then strictly after the last row, oldest first; rows of the
-// same time order by file id, so no row is skipped or repeated.
+// The cleanups' walk: from the start, then strictly after the last row, oldest first; rows of the
+// same time order by file id, so no row is skipped or repeated, even when the visit deletes the
+// rows of its page.
 void tst_StorageTables::cacheFilePaging()
 {
     QFETCH(int, pageSize);
+    QFETCH(bool, removeEachPage);
     CacheFileStorage cache(m_db.get());
     QVERIFY(cache.save({cacheFile("e", 300), cacheFile("b", 100), cacheFile("a", 200),
                         cacheFile("c", 100), cacheFile("d", 200), cacheFile("f", 50)}));
 
     QStringList walked;
-    qint64 time = 0;
-    QString fileId;
-    for (int guard = 0; guard < 100; ++guard) {
-        const QList<CacheFileInfo> page = cache.infosAfter(time, fileId, pageSize);
-        QVERIFY(page.size() <= pageSize);
-        walked += fileIdsOf(page);
-        if (page.size() < pageSize) {
-            break;
-        }
-        time = page.constLast().dateTime;
-        fileId = page.constLast().fileId;
-    }
+    const CacheFileStorage::Walk walk =
+            cache.walkOldestFirst(pageSize, [&](const QList<CacheFileInfo> &page) {
+                [&] {
+                    QVERIFY(!page.isEmpty() && page.size() <= pageSize);
+                }();
+                walked += fileIdsOf(page);
+                return !removeEachPage || cache.removeWithFileIds(fileIdsOf(page));
+            });
+    QCOMPARE(walk, CacheFileStorage::Walk::Ended);
     QCOMPARE(walked, QStringList({"f", "b", "c", "a", "d", "e"}));
+    QCOMPARE(cache.count(), removeEachPage ? qint64(0) : qint64(6));
+
+    walked.clear();
+    QCOMPARE(cache.walkOldestFirst(pageSize,
+                                   [&](const QList<CacheFileInfo> &page) {
+                                       walked += fileIdsOf(page);
+                                       return false;
+                                   }),
+             removeEachPage ? CacheFileStorage::Walk::Ended : CacheFileStorage::Walk::Stopped);
+    QCOMPARE(walked.size(), removeEachPage ? 0 : qMin(pageSize, 6));
     QVERIFY(cache.infosAfter(0, QString(), 0).isEmpty());
     QVERIFY(cache.infosAfter(0, QString(), -1).isEmpty());
 }
@@ -232,6 +243,8 @@ void tst_StorageTables::failedReadIsNotNoRows()
     bool ok = damaged;
     QVERIFY(CacheFileStorage(m_db.get()).infosAfter(0, QString(), 10, &ok).isEmpty());
     QCOMPARE(ok, !damaged);
+    QCOMPARE(CacheFileStorage(m_db.get()).walkOldestFirst(10, [](const auto &) { return true; }),
+             damaged ? CacheFileStorage::Walk::Unreadable : CacheFileStorage::Walk::Ended);
     ok = damaged;
     QCOMPARE(CacheFileStorage(m_db.get()).count(&ok), qint64(0));
     QCOMPARE(ok, !damaged);
