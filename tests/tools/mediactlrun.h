@@ -13,6 +13,14 @@ struct MediactlRun
     int exitCode = -1; // -1 when the tool crashed or did not end in time
     QString out;
     QString err;
+
+    // For a failed check: how the run ended and what it said.
+    QString outcome() const
+    {
+        return (exitCode == -1 ? QStringLiteral("crashed or killed")
+                               : QStringLiteral("exit code %1").arg(exitCode))
+                + QStringLiteral(", stderr:\n") + err;
+    }
 };
 
 // A run that does not end within timeoutMs is killed.

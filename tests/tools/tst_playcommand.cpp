@@ -90,7 +90,7 @@ void TestPlayCommand::playsToTheEnd()
     const qint64 since = m_recorder.sampleCount();
     const MediactlRun run = runMediactl(
             QStringList {QStringLiteral("play"), m_folder, fileId} + options, kPlayTimeoutMs);
-    QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+    QVERIFY2(run.exitCode == 0, qPrintable(run.outcome()));
     QVERIFY(m_recorder.heardSince(since));
     // One line, rewritten in place: the position over the length, and how much is downloaded.
     const QStringList updates = run.out.trimmed().split(QLatin1Char('\r'), Qt::SkipEmptyParts);
