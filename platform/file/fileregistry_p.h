@@ -56,9 +56,25 @@ public:
     static bool syncWithDisk(FileData &file);
 
 private:
+    class FolderProbe;
+
+    // A file made for registerFiles, with what saving it takes if this call registers it.
+    struct Candidate
+    {
+        QSharedPointer<FileData> file;
+        bool isStored = false;
+        bool changed = false; // by syncWithDisk
+    };
+
+    static bool syncWithDisk(FileData &file, FolderProbe &probe);
     QSharedPointer<FileData> makeFile(const storage::FileRecord &record) const;
     // Registers file unless another thread registered the id first; returns the one registered.
     QSharedPointer<FileData> adopt(const QSharedPointer<FileData> &file);
+    // adopt for every candidate under one lock; a candidate another thread registered first
+    // leaves its file null, and that one goes into resolved instead.
+    void adoptAll(QList<Candidate> &candidates, QHash<QString, QSharedPointer<FileData>> &resolved);
+    // Under m_mutex.
+    void purgeExpiredIfGrown();
     void purgeExpired();
 
     storage::UserStorageProvider *const m_storage; // not owned

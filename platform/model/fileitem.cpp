@@ -50,6 +50,7 @@ ResolvedFiles FileItem::resolveFiles(const QList<im::Message> &messages, FileMan
 {
     QList<storage::FileRecord> records;
     if (files) {
+        records.reserve(messages.size() * 2); // a source and a thumbnail each, as a rule
         for (const im::Message &message : messages) {
             appendFilesOf(records, message);
             if (message.has_quote()) {
