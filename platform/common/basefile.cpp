@@ -1,20 +1,25 @@
 #include "basefile.h"
 
+#include "cachelayout.h"
 #include "constants.h"
 
-BaseFile::BaseFile(const QString &fileId, const QString &suffix, qint64 size,
-                   const QString &localPath)
+BaseFile::BaseFile(const QString &fileId, const QString &suffix, qint64 size, const QString &folder)
     : m_fileId(fileId)
     , m_suffix(suffix)
     , m_size(qMax<qint64>(0, size))
-    , m_localPath(localPath)
+    , m_folder(folder)
 { }
 
 BaseFile::~BaseFile() = default;
 
+QString BaseFile::localPath() const
+{
+    return m_folder + CacheLayout::fileName(m_fileId, m_suffix);
+}
+
 QString BaseFile::partialPath() const
 {
-    return m_localPath + QLatin1String(CACHE_SUFFIX);
+    return localPath() + QLatin1String(CACHE_SUFFIX);
 }
 
 bool BaseFile::isComplete() const

@@ -18,7 +18,9 @@ public:
         StateLocal = 9, // created on this machine (sent by the user), so wholly present
     };
 
-    BaseFile(const QString &fileId, const QString &suffix, qint64 size, const QString &localPath);
+    // folder is where the file lives, ending with a separator. The files of one folder share that
+    // string: a chat's worth of files held at once would otherwise each carry a copy of the path.
+    BaseFile(const QString &fileId, const QString &suffix, qint64 size, const QString &folder);
     virtual ~BaseFile();
 
     QString fileId() const { return m_fileId; }
@@ -27,7 +29,7 @@ public:
     // The full size in bytes, known before the download completes.
     qint64 size() const { return m_size; }
     // Where the complete file lives; the partial download is this path plus CACHE_SUFFIX.
-    QString localPath() const { return m_localPath; }
+    QString localPath() const;
     QString partialPath() const;
 
     int fileState() const { return m_state.load(); }
@@ -43,7 +45,7 @@ private:
     const QString m_fileId;
     const QString m_suffix;
     const qint64 m_size;
-    const QString m_localPath;
+    const QString m_folder;
     std::atomic<int> m_state {StateNone};
     std::atomic<qint64> m_downloaded {0};
 };

@@ -109,6 +109,17 @@ private:
 
 namespace {
 
+// The main cache's folder of every kind a message type maps to.
+QHash<int, QString> kindFolders(const QString &cacheRoot)
+{
+    QHash<int, QString> folders;
+    for (int kind : {CacheLayout::ImageKind, CacheLayout::VoiceKind, CacheLayout::VideoKind,
+                     CacheLayout::FileKind, CacheLayout::MusicKind}) {
+        folders.insert(kind, CacheLayout::mediaPath(cacheRoot, CacheLayout::MainCategory, kind));
+    }
+    return folders;
+}
+
 QList<QSharedPointer<FileData>> inOrder(const QList<storage::FileRecord> &records,
                                         const QHash<QString, QSharedPointer<FileData>> &resolved)
 {
@@ -125,13 +136,17 @@ QList<QSharedPointer<FileData>> inOrder(const QList<storage::FileRecord> &record
 FileRegistry::FileRegistry(storage::UserStorageProvider *storage, const QString &cacheRoot)
     : m_storage(storage)
     , m_cacheRoot(cacheRoot)
+    , m_kindFolders(kindFolders(cacheRoot))
 { }
 
 QString FileRegistry::localPath(int type, const QString &fileId, const QString &suffix) const
 {
-    const int kind = CacheLayout::kindOfMessageType(type);
-    return CacheLayout::mediaPath(m_cacheRoot, CacheLayout::MainCategory, kind)
-            + CacheLayout::fileName(fileId, suffix);
+    return folder(type) + CacheLayout::fileName(fileId, suffix);
+}
+
+QString FileRegistry::folder(int type) const
+{
+    return m_kindFolders.value(CacheLayout::kindOfMessageType(type));
 }
 
 QSharedPointer<FileData> FileRegistry::file(const QString &fileId, bool loadFromDb)
@@ -205,11 +220,13 @@ FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
     candidates.reserve(unresolved.size());
     {
         FolderProbe probe;
+        QSet<QString> suffixes; // a handful per batch, held by every file: one copy of each
         for (qsizetype i : std::as_const(unresolved)) {
-            const storage::FileRecord &record = records.at(i);
-            const auto row = stored.constFind(record.fileId);
+            const auto row = stored.constFind(records.at(i).fileId);
             const bool isStored = row != stored.cend();
-            QSharedPointer<FileData> made = makeFile(isStored ? *row : record);
+            storage::FileRecord record = isStored ? *row : records.at(i);
+            record.suffix = *suffixes.insert(record.suffix);
+            QSharedPointer<FileData> made = makeFile(record);
             const bool changed = syncWithDisk(*made, probe);
             candidates.append({std::move(made), isStored, changed});
         }
@@ -321,8 +338,7 @@ bool FileRegistry::syncWithDisk(FileData &file, FolderProbe &probe)
 
 QSharedPointer<FileData> FileRegistry::makeFile(const storage::FileRecord &record) const
 {
-    return QSharedPointer<FileData>::create(record,
-                                            localPath(record.type, record.fileId, record.suffix));
+    return QSharedPointer<FileData>::create(record, folder(record.type));
 }
 
 QSharedPointer<FileData> FileRegistry::adopt(const QSharedPointer<FileData> &file)

@@ -28,6 +28,9 @@ public:
     QString cacheRoot() const { return m_cacheRoot; }
     // Where the complete copy of a file of a message's content type lives.
     QString localPath(int type, const QString &fileId, const QString &suffix) const;
+    // The folder of the files of a message's content type, ending with a separator: one string
+    // shared by all of them.
+    QString folder(int type) const;
 
     // The shared object of a file, or null when unknown; loadFromDb also consults the file table
     // when no one holds the file in memory.
@@ -79,6 +82,7 @@ private:
 
     storage::UserStorageProvider *const m_storage; // not owned
     const QString m_cacheRoot;
+    const QHash<int, QString> m_kindFolders; // by cache kind
 
     QMutex m_mutex; // guards m_files and m_purgeThreshold
     QHash<QString, QWeakPointer<FileData>> m_files;
