@@ -14,7 +14,12 @@ BaseFile::~BaseFile() = default;
 
 QString BaseFile::localPath() const
 {
-    return m_folder + CacheLayout::fileName(m_fileId, m_suffix);
+    return m_folder + fileName();
+}
+
+QString BaseFile::fileName() const
+{
+    return CacheLayout::fileName(m_fileId, m_suffix);
 }
 
 QString BaseFile::partialPath() const

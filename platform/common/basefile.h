@@ -30,6 +30,9 @@ public:
     qint64 size() const { return m_size; }
     // Where the complete file lives; the partial download is this path plus CACHE_SUFFIX.
     QString localPath() const;
+    // The two parts of localPath: the folder, ending with a separator, and the file's name.
+    QString folder() const { return m_folder; }
+    QString fileName() const;
     QString partialPath() const;
 
     int fileState() const { return m_state.load(); }

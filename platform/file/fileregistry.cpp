@@ -2,6 +2,7 @@
 
 #include "cachefilestorage.h"
 #include "cachelayout.h"
+#include "constants.h"
 #include "database.h"
 #include "filestorage.h"
 #include "platformlog.h"
@@ -44,8 +45,8 @@ bool hasExpectedSize(const FileData &file, qint64 sizeOnDisk)
 // Sizes of many files in few folders, as a batch of a chat's files lies in one folder per kind.
 // Each folder is opened once and its files are looked up from there: walking every path from the
 // root cost more than the rest of a file's registration. A folder that does not exist holds no
-// file, so nothing in it is looked up at all. Paths outside the folders it could open are checked
-// one by one, as regularFileSize does.
+// file, so nothing in it is looked up at all. Files of a folder it cannot open are checked by
+// their whole path, as regularFileSize does.
 class FileRegistry::FolderProbe
 {
 public:
@@ -60,23 +61,19 @@ public:
     }
     Q_DISABLE_COPY_MOVE(FolderProbe)
 
-    qint64 regularFileSize(const QString &path)
+    // The size of the regular file name in folder, which ends with a separator, or -1.
+    qint64 regularFileSize(const QString &folder, const QString &name)
     {
-        const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
-        if (slash < 0 || slash == path.size() - 1) {
-            return ::regularFileSize(path);
-        }
-        const Folder &folder = folderOf(path.first(slash + 1));
-        if (folder.missing) {
+        const Folder &opened = folderOf(folder);
+        if (opened.missing) {
             return -1;
         }
-        if (folder.descriptor < 0) {
-            return ::regularFileSize(path);
+        if (opened.descriptor < 0) {
+            return ::regularFileSize(folder + name);
         }
         struct stat status;
         const int result =
-                ::fstatat(folder.descriptor, QFile::encodeName(path.sliced(slash + 1)).constData(),
-                          &status, 0);
+                ::fstatat(opened.descriptor, QFile::encodeName(name).constData(), &status, 0);
         return sizeOfRegularFile(result, status);
     }
 
@@ -88,7 +85,8 @@ private:
         bool missing = false;
     };
 
-    const Folder &folderOf(QStringView path)
+    // An empty folder stands for the working directory, which is not opened.
+    const Folder &folderOf(const QString &path)
     {
         for (const Folder &folder : std::as_const(m_folders)) {
             if (folder.path == path) {
@@ -96,10 +94,12 @@ private:
             }
         }
         Folder opened;
-        opened.path = path.toString();
-        opened.descriptor = ::open(QFile::encodeName(opened.path).constData(),
-                                   O_PATH | O_DIRECTORY | O_CLOEXEC);
-        opened.missing = opened.descriptor < 0 && errno == ENOENT;
+        opened.path = path;
+        if (!path.isEmpty()) {
+            opened.descriptor =
+                    ::open(QFile::encodeName(path).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+            opened.missing = opened.descriptor < 0 && errno == ENOENT;
+        }
         m_folders.append(opened);
         return m_folders.last();
     }
@@ -316,13 +316,16 @@ bool FileRegistry::syncWithDisk(FileData &file, FolderProbe &probe)
 {
     const int oldState = file.fileState();
     const qint64 oldBytes = file.downloadedBytes();
-    if (const qint64 sizeOnDisk = probe.regularFileSize(file.localPath());
+    const QString folder = file.folder();
+    const QString name = file.fileName();
+    if (const qint64 sizeOnDisk = probe.regularFileSize(folder, name);
         hasExpectedSize(file, sizeOnDisk)) {
         if (!file.isComplete()) {
             file.setFileState(BaseFile::StateDone);
         }
         file.setDownloadedBytes(sizeOnDisk);
-    } else if (const qint64 partialSize = probe.regularFileSize(file.partialPath());
+    } else if (const qint64 partialSize =
+                       probe.regularFileSize(folder, name + QLatin1String(CACHE_SUFFIX));
                partialSize >= 0) {
         // Whatever ran before (this process or an earlier one) is not running now.
         if (oldState != BaseFile::StateFailed) {
