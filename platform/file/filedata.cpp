@@ -1,6 +1,6 @@
 #include "filedata.h"
 
-FileData::FileData(const storage::FileRecord &record, const QString &folder)
+FileData::FileData(const storage::FileRecord &record, const CacheFolder &folder)
     : BaseFile(record.fileId, record.suffix, record.size, folder)
     , m_type(record.type)
     , m_name(record.name)

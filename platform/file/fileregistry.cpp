@@ -341,7 +341,7 @@ bool FileRegistry::syncWithDisk(FileData &file, FolderProbe &probe)
 
 QSharedPointer<FileData> FileRegistry::makeFile(const storage::FileRecord &record) const
 {
-    return QSharedPointer<FileData>::create(record, folder(record.type));
+    return QSharedPointer<FileData>::create(record, BaseFile::CacheFolder {folder(record.type)});
 }
 
 QSharedPointer<FileData> FileRegistry::adopt(const QSharedPointer<FileData> &file)
