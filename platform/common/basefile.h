@@ -18,7 +18,17 @@ public:
         StateLocal = 9, // created on this machine (sent by the user), so wholly present
     };
 
+    // A cache folder, ending with a separator, whose files are named fileId[.suffix].
+    struct CacheFolder
+    {
+        QString path;
+    };
+
+    // The file at localPath.
     BaseFile(const QString &fileId, const QString &suffix, qint64 size, const QString &localPath);
+    // The cached copy of the file in folder. The files of one folder share its string: a chat's
+    // worth of files held at once would otherwise each carry a copy of the path.
+    BaseFile(const QString &fileId, const QString &suffix, qint64 size, const CacheFolder &folder);
     virtual ~BaseFile();
 
     QString fileId() const { return m_fileId; }
@@ -27,7 +37,11 @@ public:
     // The full size in bytes, known before the download completes.
     qint64 size() const { return m_size; }
     // Where the complete file lives; the partial download is this path plus CACHE_SUFFIX.
-    QString localPath() const { return m_localPath; }
+    QString localPath() const;
+    // The two parts of localPath: the folder (empty or ending with a separator) and the file's
+    // name.
+    QString folder() const { return m_folder; }
+    QString fileName() const;
     QString partialPath() const;
 
     int fileState() const { return m_state.load(); }
@@ -43,7 +57,8 @@ private:
     const QString m_fileId;
     const QString m_suffix;
     const qint64 m_size;
-    const QString m_localPath;
+    const QString m_folder;
+    const QString m_fileName; // null for the cache's name of the file, formed when asked for
     std::atomic<int> m_state {StateNone};
     std::atomic<qint64> m_downloaded {0};
 };

@@ -1,7 +1,7 @@
 #include "filedata.h"
 
-FileData::FileData(const storage::FileRecord &record, const QString &localPath)
-    : BaseFile(record.fileId, record.suffix, record.size, localPath)
+FileData::FileData(const storage::FileRecord &record, const CacheFolder &folder)
+    : BaseFile(record.fileId, record.suffix, record.size, folder)
     , m_type(record.type)
     , m_name(record.name)
     , m_url(record.url)

@@ -12,8 +12,8 @@ class FILE_EXPORT FileData : public BaseFile
 {
 public:
     // Starts from the record's state and downloaded bytes; the FileManager reconciles them with
-    // what is on disk.
-    FileData(const storage::FileRecord &record, const QString &localPath);
+    // what is on disk. folder is the cache folder of the record's type.
+    FileData(const storage::FileRecord &record, const CacheFolder &folder);
 
     // Content type of the message that carries the file (2 photo, 3 voice, 4 music, 5 video, 6
     // file).

@@ -2,6 +2,7 @@
 
 #include "cachefilestorage.h"
 #include "cachelayout.h"
+#include "constants.h"
 #include "database.h"
 #include "filestorage.h"
 #include "platformlog.h"
@@ -11,18 +12,141 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
+#include <QVarLengthArray>
+#include <cerrno>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+qint64 sizeOfRegularFile(int result, const struct stat &status)
+{
+    return result == 0 && S_ISREG(status.st_mode) ? qint64(status.st_size) : -1;
+}
+
+// A regular file's size, or -1 when the path names none. One stat() call: a gallery page checks
+// two files a row, and QFileInfo costs several times the call itself.
+qint64 regularFileSize(const QString &path)
+{
+    struct stat status;
+    return path.isEmpty()
+            ? -1
+            : sizeOfRegularFile(::stat(QFile::encodeName(path).constData(), &status), status);
+}
+
+bool hasExpectedSize(const FileData &file, qint64 sizeOnDisk)
+{
+    return sizeOnDisk >= 0 && (file.size() <= 0 || sizeOnDisk == file.size());
+}
+
+} // namespace
+
+// Sizes of many files in few folders, as a batch of a chat's files lies in one folder per kind.
+// Each folder is opened once and its files are looked up from there: walking every path from the
+// root cost more than the rest of a file's registration. A folder that does not exist holds no
+// file, so nothing in it is looked up at all. Files of a folder it cannot open are checked by
+// their whole path, as regularFileSize does.
+class FileRegistry::FolderProbe
+{
+public:
+    FolderProbe() = default;
+    ~FolderProbe()
+    {
+        for (const Folder &folder : std::as_const(m_folders)) {
+            if (folder.descriptor >= 0) {
+                ::close(folder.descriptor);
+            }
+        }
+    }
+    Q_DISABLE_COPY_MOVE(FolderProbe)
+
+    // The size of the regular file name in folder, which ends with a separator, or -1.
+    qint64 regularFileSize(const QString &folder, const QString &name)
+    {
+        const Folder &opened = folderOf(folder);
+        if (opened.missing) {
+            return -1;
+        }
+        if (opened.descriptor < 0) {
+            return ::regularFileSize(folder + name);
+        }
+        struct stat status;
+        const int result =
+                ::fstatat(opened.descriptor, QFile::encodeName(name).constData(), &status, 0);
+        return sizeOfRegularFile(result, status);
+    }
+
+private:
+    struct Folder
+    {
+        QString path; // with its trailing slash
+        int descriptor = -1;
+        bool missing = false;
+    };
+
+    // An empty folder stands for the working directory, which is not opened.
+    const Folder &folderOf(const QString &path)
+    {
+        for (const Folder &folder : std::as_const(m_folders)) {
+            if (folder.path == path) {
+                return folder;
+            }
+        }
+        Folder opened;
+        opened.path = path;
+        if (!path.isEmpty()) {
+            opened.descriptor =
+                    ::open(QFile::encodeName(path).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+            opened.missing = opened.descriptor < 0 && errno == ENOENT;
+        }
+        m_folders.append(opened);
+        return m_folders.last();
+    }
+
+    QVarLengthArray<Folder, 4> m_folders;
+};
+
+namespace {
+
+// The main cache's folder of every kind a message type maps to.
+QHash<int, QString> kindFolders(const QString &cacheRoot)
+{
+    QHash<int, QString> folders;
+    for (int kind : {CacheLayout::ImageKind, CacheLayout::VoiceKind, CacheLayout::VideoKind,
+                     CacheLayout::FileKind, CacheLayout::MusicKind}) {
+        folders.insert(kind, CacheLayout::mediaPath(cacheRoot, CacheLayout::MainCategory, kind));
+    }
+    return folders;
+}
+
+QList<QSharedPointer<FileData>> inOrder(const QList<storage::FileRecord> &records,
+                                        const QHash<QString, QSharedPointer<FileData>> &resolved)
+{
+    QList<QSharedPointer<FileData>> result;
+    result.reserve(records.size());
+    for (const storage::FileRecord &record : records) {
+        result.append(resolved.value(record.fileId));
+    }
+    return result;
+}
+
+} // namespace
 
 FileRegistry::FileRegistry(storage::UserStorageProvider *storage, const QString &cacheRoot)
     : m_storage(storage)
     , m_cacheRoot(cacheRoot)
+    , m_kindFolders(kindFolders(cacheRoot))
 { }
 
 QString FileRegistry::localPath(int type, const QString &fileId, const QString &suffix) const
 {
-    const int kind = CacheLayout::kindOfMessageType(type);
-    return CacheLayout::mediaPath(m_cacheRoot, CacheLayout::MainCategory, kind)
-            + CacheLayout::fileName(fileId, suffix);
+    return folder(type) + CacheLayout::fileName(fileId, suffix);
+}
+
+QString FileRegistry::folder(int type) const
+{
+    return m_kindFolders.value(CacheLayout::kindOfMessageType(type));
 }
 
 QSharedPointer<FileData> FileRegistry::file(const QString &fileId, bool loadFromDb)
@@ -56,64 +180,74 @@ QList<QSharedPointer<FileData>>
 FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
 {
     QHash<QString, QSharedPointer<FileData>> resolved;
-    QList<QString> unresolved;
-    QSet<QString> seen; // a batch of a whole chat names many files: no quadratic lookups
+    resolved.reserve(records.size());
+    QList<qsizetype> unresolved; // the first record of each id nobody holds, by position
+    QList<QString> unresolvedIds;
     {
+        // A batch of a whole chat names many files: each id is looked up once.
+        QSet<QString> seen;
+        seen.reserve(records.size());
         QMutexLocker locker(&m_mutex);
-        for (const storage::FileRecord &record : records) {
-            if (record.fileId.isEmpty() || resolved.contains(record.fileId)) {
+        for (qsizetype i = 0; i < records.size(); ++i) {
+            const QString &fileId = records.at(i).fileId;
+            if (fileId.isEmpty() || seen.contains(fileId)) {
                 continue;
             }
-            if (QSharedPointer<FileData> known = m_files.value(record.fileId).toStrongRef()) {
-                resolved.insert(record.fileId, known);
-            } else if (!seen.contains(record.fileId)) {
-                seen.insert(record.fileId);
-                unresolved.append(record.fileId);
+            seen.insert(fileId);
+            if (QSharedPointer<FileData> known = m_files.value(fileId).toStrongRef()) {
+                resolved.insert(fileId, known);
+            } else {
+                unresolved.append(i);
+                unresolvedIds.append(fileId);
             }
         }
+    }
+    if (unresolved.isEmpty()) {
+        return inOrder(records, resolved);
     }
 
     QHash<QString, storage::FileRecord> stored;
-    if (m_storage && !unresolved.isEmpty()) {
-        for (const storage::FileRecord &row : m_storage->fileStorage()->infos(unresolved)) {
-            stored.insert(row.fileId, row);
+    if (m_storage) {
+        QList<storage::FileRecord> rows = m_storage->fileStorage()->infos(unresolvedIds);
+        stored.reserve(rows.size());
+        for (storage::FileRecord &row : rows) {
+            const QString fileId = row.fileId;
+            stored.insert(fileId, std::move(row));
         }
     }
+
+    QList<Candidate> candidates;
+    candidates.reserve(unresolved.size());
+    {
+        FolderProbe probe;
+        QSet<QString> suffixes; // a handful per batch, held by every file: one copy of each
+        for (qsizetype i : std::as_const(unresolved)) {
+            const auto row = stored.constFind(records.at(i).fileId);
+            const bool isStored = row != stored.cend();
+            storage::FileRecord record = isStored ? *row : records.at(i);
+            record.suffix = *suffixes.insert(record.suffix);
+            QSharedPointer<FileData> made = makeFile(record);
+            const bool changed = syncWithDisk(*made, probe);
+            candidates.append({std::move(made), isStored, changed});
+        }
+    }
+    adoptAll(candidates, resolved);
 
     QList<storage::FileRecord> newRows;
-    QList<QSharedPointer<FileData>> changedFiles;
-    for (const storage::FileRecord &record : records) {
-        if (record.fileId.isEmpty() || resolved.contains(record.fileId)) {
-            continue;
-        }
-        const bool isStored = stored.contains(record.fileId);
-        QSharedPointer<FileData> made = makeFile(isStored ? stored.value(record.fileId) : record);
-        const bool changed = syncWithDisk(*made);
-        QSharedPointer<FileData> registered = adopt(made);
-        resolved.insert(record.fileId, registered);
-        if (registered != made) {
-            continue; // another thread registered it meanwhile and saved it
-        }
-        if (!isStored) {
-            newRows.append(made->record());
-        } else if (changed) {
-            changedFiles.append(made);
+    for (const Candidate &candidate : std::as_const(candidates)) {
+        if (candidate.file && !candidate.isStored) {
+            newRows.append(candidate.file->record());
         }
     }
-
     if (m_storage && !newRows.isEmpty() && !m_storage->fileStorage()->save(newRows)) {
         qCWarning(lcPlatform) << "cannot save" << newRows.size() << "file rows";
     }
-    for (const QSharedPointer<FileData> &changed : std::as_const(changedFiles)) {
-        saveState(*changed);
+    for (const Candidate &candidate : std::as_const(candidates)) {
+        if (candidate.file && candidate.isStored && candidate.changed) {
+            saveState(*candidate.file);
+        }
     }
-
-    QList<QSharedPointer<FileData>> result;
-    result.reserve(records.size());
-    for (const storage::FileRecord &record : records) {
-        result.append(resolved.value(record.fileId));
-    }
-    return result;
+    return inOrder(records, resolved);
 }
 
 void FileRegistry::saveState(const FileData &file)
@@ -167,27 +301,6 @@ void FileRegistry::forgetCachedFile(const FileData &file)
     }
 }
 
-namespace {
-
-// A regular file's size, or -1 when the path names none. One stat() call: a gallery page checks
-// two files a row, and QFileInfo costs several times the call itself.
-qint64 regularFileSize(const QString &path)
-{
-    struct stat status;
-    if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &status) != 0
-        || !S_ISREG(status.st_mode)) {
-        return -1;
-    }
-    return qint64(status.st_size);
-}
-
-bool hasExpectedSize(const FileData &file, qint64 sizeOnDisk)
-{
-    return sizeOnDisk >= 0 && (file.size() <= 0 || sizeOnDisk == file.size());
-}
-
-} // namespace
-
 bool FileRegistry::isOnDisk(const FileData &file)
 {
     return hasExpectedSize(file, regularFileSize(file.localPath()));
@@ -195,15 +308,25 @@ bool FileRegistry::isOnDisk(const FileData &file)
 
 bool FileRegistry::syncWithDisk(FileData &file)
 {
+    FolderProbe probe;
+    return syncWithDisk(file, probe);
+}
+
+bool FileRegistry::syncWithDisk(FileData &file, FolderProbe &probe)
+{
     const int oldState = file.fileState();
     const qint64 oldBytes = file.downloadedBytes();
-    if (const qint64 sizeOnDisk = regularFileSize(file.localPath());
+    const QString folder = file.folder();
+    const QString name = file.fileName();
+    if (const qint64 sizeOnDisk = probe.regularFileSize(folder, name);
         hasExpectedSize(file, sizeOnDisk)) {
         if (!file.isComplete()) {
             file.setFileState(BaseFile::StateDone);
         }
         file.setDownloadedBytes(sizeOnDisk);
-    } else if (const qint64 partialSize = regularFileSize(file.partialPath()); partialSize >= 0) {
+    } else if (const qint64 partialSize =
+                       probe.regularFileSize(folder, name + QLatin1String(CACHE_SUFFIX));
+               partialSize >= 0) {
         // Whatever ran before (this process or an earlier one) is not running now.
         if (oldState != BaseFile::StateFailed) {
             file.setFileState(BaseFile::StatePaused);
@@ -218,21 +341,45 @@ bool FileRegistry::syncWithDisk(FileData &file)
 
 QSharedPointer<FileData> FileRegistry::makeFile(const storage::FileRecord &record) const
 {
-    return QSharedPointer<FileData>::create(record,
-                                            localPath(record.type, record.fileId, record.suffix));
+    return QSharedPointer<FileData>::create(record, BaseFile::CacheFolder {folder(record.type)});
 }
 
 QSharedPointer<FileData> FileRegistry::adopt(const QSharedPointer<FileData> &file)
 {
     QMutexLocker locker(&m_mutex);
-    if (QSharedPointer<FileData> known = m_files.value(file->fileId()).toStrongRef()) {
+    QWeakPointer<FileData> &slot = m_files[file->fileId()];
+    if (QSharedPointer<FileData> known = slot.toStrongRef()) {
         return known;
     }
-    m_files.insert(file->fileId(), file);
+    slot = file;
+    purgeExpiredIfGrown();
+    return file;
+}
+
+void FileRegistry::adoptAll(QList<Candidate> &candidates,
+                            QHash<QString, QSharedPointer<FileData>> &resolved)
+{
+    QMutexLocker locker(&m_mutex);
+    m_files.reserve(m_files.size() + candidates.size());
+    for (Candidate &candidate : candidates) {
+        QWeakPointer<FileData> &slot = m_files[candidate.file->fileId()];
+        if (QSharedPointer<FileData> known = slot.toStrongRef()) {
+            // Another thread registered it meanwhile, and saved it.
+            resolved.insert(known->fileId(), known);
+            candidate.file.reset();
+        } else {
+            slot = candidate.file;
+            resolved.insert(candidate.file->fileId(), candidate.file);
+        }
+    }
+    purgeExpiredIfGrown();
+}
+
+void FileRegistry::purgeExpiredIfGrown()
+{
     if (m_files.size() > m_purgeThreshold) {
         purgeExpired();
     }
-    return file;
 }
 
 void FileRegistry::purgeExpired()

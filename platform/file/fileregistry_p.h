@@ -28,6 +28,9 @@ public:
     QString cacheRoot() const { return m_cacheRoot; }
     // Where the complete copy of a file of a message's content type lives.
     QString localPath(int type, const QString &fileId, const QString &suffix) const;
+    // The folder of the files of a message's content type, ending with a separator: one string
+    // shared by all of them.
+    QString folder(int type) const;
 
     // The shared object of a file, or null when unknown; loadFromDb also consults the file table
     // when no one holds the file in memory.
@@ -56,13 +59,30 @@ public:
     static bool syncWithDisk(FileData &file);
 
 private:
+    class FolderProbe;
+
+    // A file made for registerFiles, with what saving it takes if this call registers it.
+    struct Candidate
+    {
+        QSharedPointer<FileData> file;
+        bool isStored = false;
+        bool changed = false; // by syncWithDisk
+    };
+
+    static bool syncWithDisk(FileData &file, FolderProbe &probe);
     QSharedPointer<FileData> makeFile(const storage::FileRecord &record) const;
     // Registers file unless another thread registered the id first; returns the one registered.
     QSharedPointer<FileData> adopt(const QSharedPointer<FileData> &file);
+    // adopt for every candidate under one lock; a candidate another thread registered first
+    // leaves its file null, and that one goes into resolved instead.
+    void adoptAll(QList<Candidate> &candidates, QHash<QString, QSharedPointer<FileData>> &resolved);
+    // Under m_mutex.
+    void purgeExpiredIfGrown();
     void purgeExpired();
 
     storage::UserStorageProvider *const m_storage; // not owned
     const QString m_cacheRoot;
+    const QHash<int, QString> m_kindFolders; // by cache kind
 
     QMutex m_mutex; // guards m_files and m_purgeThreshold
     QHash<QString, QWeakPointer<FileData>> m_files;

@@ -1,6 +1,7 @@
 #include "fileitem.h"
 
 #include "contenttype.h"
+#include "filedata.h"
 #include "filemanager.h"
 #include "im.pb.h"
 
@@ -22,6 +23,17 @@ storage::FileRecord fileRecord(const im::FileInfo &info, int type)
     record.name = QString::fromStdString(info.name());
     record.url = QString::fromStdString(info.url());
     return record;
+}
+
+// The name the message gives its file, as the string the file holds when the two agree: a chat
+// held whole then keeps one copy of each name.
+QString displayNameOf(const im::FileInfo &info, const QSharedPointer<FileData> &file)
+{
+    const QUtf8StringView name(info.name());
+    if (file && QAnyStringView::equal(file->name(), name)) {
+        return file->name();
+    }
+    return name.toString();
 }
 
 void appendFile(QList<storage::FileRecord> &records, const im::FileInfo &info, int type)
@@ -50,6 +62,7 @@ ResolvedFiles FileItem::resolveFiles(const QList<im::Message> &messages, FileMan
 {
     QList<storage::FileRecord> records;
     if (files) {
+        records.reserve(messages.size() * 2); // a source and a thumbnail each, as a rule
         for (const im::Message &message : messages) {
             appendFilesOf(records, message);
             if (message.has_quote()) {
@@ -93,7 +106,7 @@ FileItem::FileItem(const im::Message &message, FileManager *files, const Resolve
     : ContentItem(message)
     , m_source(resolveFile(message.file(), message.type(), files, resolved))
     , m_thumb(resolveFile(message.thumb(), CONTENT_PHOTO, files, resolved))
-    , m_displayName(QString::fromStdString(message.file().name()))
+    , m_displayName(displayNameOf(message.file(), m_source))
 { }
 
 QString FileItem::keywordText() const

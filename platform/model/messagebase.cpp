@@ -17,29 +17,47 @@ struct MessageBase::Snapshot
     QSharedPointer<MessageBase> quote;
 };
 
+// What the messages built together share: their files, resolved in one lookup, and one string of
+// the dialog id they have in common, as the messages of a chat's page do.
+struct MessageBase::Batch
+{
+    QHash<QString, QSharedPointer<FileData>> files;
+    QString dialogId;
+
+    QString dialogIdOf(const im::Message &proto) const
+    {
+        const QUtf8StringView id(proto.dialog_id());
+        return QAnyStringView::equal(dialogId, id) ? dialogId : id.toString();
+    }
+};
+
 QSharedPointer<MessageBase> MessageBase::create(const im::Message &proto, FileManager *files,
                                                 qint64 ownUserId)
 {
-    return make(im::Message(proto), files, ownUserId, {});
+    return make(im::Message(proto), files, ownUserId, Batch());
 }
 
 QList<QSharedPointer<MessageBase>> MessageBase::create(QList<im::Message> protos,
                                                        FileManager *files, qint64 ownUserId)
 {
-    const ResolvedFiles resolved = FileItem::resolveFiles(protos, files);
+    Batch batch;
+    batch.files = FileItem::resolveFiles(protos, files);
+    if (!protos.isEmpty()) {
+        batch.dialogId = QString::fromStdString(protos.constFirst().dialog_id());
+    }
     QList<QSharedPointer<MessageBase>> messages;
     messages.reserve(protos.size());
     for (im::Message &proto : protos) {
-        messages.append(make(std::move(proto), files, ownUserId, resolved));
+        messages.append(make(std::move(proto), files, ownUserId, batch));
     }
     return messages;
 }
 
 QSharedPointer<MessageBase> MessageBase::make(im::Message &&proto, FileManager *files,
-                                              qint64 ownUserId, const ResolvedFiles &resolved)
+                                              qint64 ownUserId, const Batch &batch)
 {
-    QSharedPointer<MessageBase> message(
-            new MessageBase(std::move(proto), files, ownUserId, resolved), &QObject::deleteLater);
+    QSharedPointer<MessageBase> message(new MessageBase(std::move(proto), files, ownUserId, batch),
+                                        &QObject::deleteLater);
     if (QCoreApplication *app = QCoreApplication::instance()) {
         message->moveToThread(app->thread());
     }
@@ -47,16 +65,16 @@ QSharedPointer<MessageBase> MessageBase::make(im::Message &&proto, FileManager *
 }
 
 MessageBase::MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId)
-    : MessageBase(im::Message(proto), files, ownUserId, {})
+    : MessageBase(im::Message(proto), files, ownUserId, Batch())
 { }
 
 MessageBase::MessageBase(im::Message &&proto, FileManager *files, qint64 ownUserId,
-                         const ResolvedFiles &resolved)
+                         const Batch &batch)
     : m_files(files)
     , m_ownUserId(ownUserId)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
-    applyProto(std::move(proto), resolved);
+    applyProto(std::move(proto), batch);
 }
 
 MessageBase::~MessageBase() = default;
@@ -69,17 +87,17 @@ std::shared_ptr<const MessageBase::Snapshot> MessageBase::snapshot() const
 
 void MessageBase::setProto(const im::Message &proto)
 {
-    applyProto(im::Message(proto), {});
+    applyProto(im::Message(proto), Batch());
 }
 
-void MessageBase::applyProto(im::Message &&proto, const ResolvedFiles &resolved)
+void MessageBase::applyProto(im::Message &&proto, const Batch &batch)
 {
     auto next = std::make_shared<Snapshot>();
     next->proto = std::move(proto);
-    next->dialogId = QString::fromStdString(next->proto.dialog_id());
-    next->content = ContentItem::create(next->proto, m_files, resolved);
+    next->dialogId = batch.dialogIdOf(next->proto);
+    next->content = ContentItem::create(next->proto, m_files, batch.files);
     if (next->proto.has_quote()) {
-        next->quote = make(im::Message(next->proto.quote()), m_files, m_ownUserId, resolved);
+        next->quote = make(im::Message(next->proto.quote()), m_files, m_ownUserId, batch);
     }
     bool changed = false;
     {

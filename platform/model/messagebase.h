@@ -89,13 +89,12 @@ Q_SIGNALS:
 
 private:
     struct Snapshot;
-    using ResolvedFiles = QHash<QString, QSharedPointer<FileData>>;
+    struct Batch;
 
-    MessageBase(im::Message &&proto, FileManager *files, qint64 ownUserId,
-                const ResolvedFiles &resolved);
+    MessageBase(im::Message &&proto, FileManager *files, qint64 ownUserId, const Batch &batch);
     static QSharedPointer<MessageBase> make(im::Message &&proto, FileManager *files,
-                                            qint64 ownUserId, const ResolvedFiles &resolved);
-    void applyProto(im::Message &&proto, const ResolvedFiles &resolved);
+                                            qint64 ownUserId, const Batch &batch);
+    void applyProto(im::Message &&proto, const Batch &batch);
     std::shared_ptr<const Snapshot> snapshot() const;
     // What read finds in the current snapshot, read under the lock: a single field needs no
     // reference to the snapshot, whose counting cost more than the read. read must not call

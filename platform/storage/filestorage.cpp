@@ -51,6 +51,7 @@ FileRecord FileStorage::info(const QString &fileId)
 QList<FileRecord> FileStorage::infos(const QList<QString> &fileIds, bool *ok)
 {
     QList<FileRecord> records;
+    records.reserve(fileIds.size());
     const bool succeeded =
             Sql::selectWithIds(m_db->connection(),
                                QStringLiteral("SELECT file_id, type, suffix, size, name, "

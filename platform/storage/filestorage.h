@@ -57,3 +57,5 @@ private:
 };
 
 } // namespace storage
+
+Q_DECLARE_TYPEINFO(storage::FileRecord, Q_RELOCATABLE_TYPE);

@@ -1,4 +1,5 @@
 #include "cachelayout.h"
+#include "contenttype.h"
 #include "downloadfilemgr.h"
 #include "filestorage.h"
 #include "filetestenvironment.h"
@@ -33,6 +34,7 @@ private Q_SLOTS:
     void registerFilesSetsTheStateFromTheDisk();
     void registerFilesKeepsTheStateOfKnownFiles();
     void registerFilesAnswersEveryRecordInOrder();
+    void registerFilesChecksTheDiskOfEveryFolderInABatch();
     void saveAsFileCopies_data();
     void saveAsFileCopies();
     void saveAsFileFailsForUnknownFiles();
@@ -229,6 +231,40 @@ void tst_FileManager::registerFilesKeepsTheStateOfKnownFiles()
     QCOMPARE(file->downloadedBytes(), qint64(30));
     QCOMPARE(file->url(), stored.url);
     QCOMPARE(m_env->storage()->fileStorage()->info(id).state, int(BaseFile::StateFailed));
+}
+
+// A batch is checked folder by folder: a folder that does not exist yet must not hide the copies
+// of another kind's folder, nor the other way round.
+void tst_FileManager::registerFilesChecksTheDiskOfEveryFolderInABatch()
+{
+    const auto pathOf = [this](const storage::FileRecord &record, int kind) {
+        return CacheLayout::mediaPath(m_env->cacheRoot(), CacheLayout::MainCategory, kind)
+                + CacheLayout::fileName(record.fileId, record.suffix);
+    };
+    const storage::FileRecord photo =
+            FileTestEnvironment::record(uniqueName(), 10, {}, CONTENT_PHOTO, QStringLiteral("jpg"));
+    const storage::FileRecord partialPhoto =
+            FileTestEnvironment::record(uniqueName(), 10, {}, CONTENT_PHOTO, QStringLiteral("jpg"));
+    const storage::FileRecord video =
+            FileTestEnvironment::record(uniqueName(), 10, {}, CONTENT_VIDEO, QStringLiteral("mp4"));
+    QVERIFY(FileTestEnvironment::writeFile(pathOf(photo, CacheLayout::ImageKind),
+                                           QByteArray(10, 'w')));
+    QVERIFY(FileTestEnvironment::writeFile(pathOf(partialPhoto, CacheLayout::ImageKind)
+                                                   + QStringLiteral(".cache"),
+                                           QByteArray(4, 'p')));
+    QVERIFY(!QFileInfo::exists(CacheLayout::mediaPath(m_env->cacheRoot(), CacheLayout::MainCategory,
+                                                      CacheLayout::VideoKind)));
+
+    const QList<QSharedPointer<FileData>> files =
+            m_env->files()->registerFiles({video, photo, partialPhoto});
+
+    QCOMPARE(files.size(), 3);
+    QCOMPARE(files.at(0)->fileState(), int(BaseFile::StateNone));
+    QCOMPARE(files.at(0)->localPath(), pathOf(video, CacheLayout::VideoKind));
+    QCOMPARE(files.at(1)->fileState(), int(BaseFile::StateDone));
+    QCOMPARE(files.at(1)->downloadedBytes(), qint64(10));
+    QCOMPARE(files.at(2)->fileState(), int(BaseFile::StatePaused));
+    QCOMPARE(files.at(2)->downloadedBytes(), qint64(4));
 }
 
 void tst_FileManager::registerFilesAnswersEveryRecordInOrder()
