@@ -158,8 +158,9 @@ void DownloadQueue::settleStopped(FileData &file, bool deleteTemp)
     const int state = partial.isFile() ? BaseFile::StatePaused : BaseFile::StateNone;
     const qint64 bytes = partial.isFile() ? partial.size() : 0;
     if (state != file.fileState() || bytes != file.downloadedBytes()) {
-        file.setFileState(state);
+        // Bytes first: a thread that sees the new state then sees what it kept.
         file.setDownloadedBytes(bytes);
+        file.setFileState(state);
         m_registry->saveState(file);
     }
 }
@@ -180,8 +181,8 @@ void DownloadQueue::onTaskFinished(DownloadTask *task, bool ok)
         releaseWaiters(file, std::numeric_limits<qint64>::max());
         deleteFetchedRanges(*file);
     } else {
-        file->setFileState(BaseFile::StateFailed);
         file->setDownloadedBytes(QFileInfo(file->partialPath()).size());
+        file->setFileState(BaseFile::StateFailed);
         m_registry->saveState(*file);
         failStrandedWaiters(file);
     }
