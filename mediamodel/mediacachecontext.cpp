@@ -4,10 +4,8 @@
 #include "cachelayout.h"
 #include "contenttype.h"
 #include "filemanager.h"
-#include "modelbaseutil.h"
 #include "resourcedata.h"
 #include "userstorageprovider.h"
-#include "util.h"
 
 #include <QFileInfo>
 
@@ -61,9 +59,8 @@ storage::CacheFileStorage *MediaCacheContext::cacheFiles() const
 
 QString MediaCacheContext::mediaBaseDir(int type) const
 {
-    return m_account->userCacheDataPath()
-            + ModelBaseUtil::getFileTypeString(ModelBaseUtil::getMsgTypeToFileType(type))
-            + Util::separator();
+    return CacheLayout::mediaPath(m_account->userCacheDataPath(), CacheLayout::MainCategory,
+                                  CacheLayout::kindOfMessageType(type));
 }
 
 bool MediaCacheContext::fileExist(int type, const QString &fileId, const QString &suffix) const

@@ -2,7 +2,6 @@
 
 #include "appsettingmodel.h"
 #include "cachefilestorage.h"
-#include "cachelayout.h"
 #include "constants.h"
 #include "contenttype.h"
 #include "filedatamgr.h"
@@ -12,8 +11,6 @@
 #include "mediamodellog_p.h"
 #include "resourcedata.h"
 #include "storage/cachedfiles_p.h"
-
-#include <QFileInfo>
 
 MediaExpiry::Limits MediaExpiry::limitsAt(const MediaCacheContext &cache, qint64 now)
 {
@@ -204,9 +201,8 @@ qint64 MediaExpiry::deleteChosen()
     QList<CachedFile> files;
     QHash<QString, qint64> sizes; // of the files on disk: a row whose file is gone frees nothing
     for (const storage::CacheFileInfo &row : std::as_const(m_chosen)) {
-        const QString folder = m_cache.mediaBaseDir(row.type);
-        files.append({row.fileId, folder, row.suffix});
-        if (QFileInfo::exists(folder + CacheLayout::fileName(row.fileId, row.suffix))) {
+        files.append({row.fileId, m_cache.mediaBaseDir(row.type), row.suffix});
+        if (m_cache.fileExist(row.type, row.fileId, row.suffix)) {
             sizes.insert(row.fileId, row.size);
         }
     }

@@ -347,13 +347,9 @@ QSharedPointer<FileData> FileRegistry::makeFile(const storage::FileRecord &recor
 QSharedPointer<FileData> FileRegistry::adopt(const QSharedPointer<FileData> &file)
 {
     QMutexLocker locker(&m_mutex);
-    QWeakPointer<FileData> &slot = m_files[file->fileId()];
-    if (QSharedPointer<FileData> known = slot.toStrongRef()) {
-        return known;
-    }
-    slot = file;
+    QSharedPointer<FileData> registered = adoptLocked(file);
     purgeExpiredIfGrown();
-    return file;
+    return registered;
 }
 
 void FileRegistry::adoptAll(QList<Candidate> &candidates,
@@ -362,17 +358,23 @@ void FileRegistry::adoptAll(QList<Candidate> &candidates,
     QMutexLocker locker(&m_mutex);
     m_files.reserve(m_files.size() + candidates.size());
     for (Candidate &candidate : candidates) {
-        QWeakPointer<FileData> &slot = m_files[candidate.file->fileId()];
-        if (QSharedPointer<FileData> known = slot.toStrongRef()) {
-            // Another thread registered it meanwhile, and saved it.
-            resolved.insert(known->fileId(), known);
-            candidate.file.reset();
-        } else {
-            slot = candidate.file;
-            resolved.insert(candidate.file->fileId(), candidate.file);
+        QSharedPointer<FileData> registered = adoptLocked(candidate.file);
+        if (registered != candidate.file) {
+            candidate.file.reset(); // another thread registered it meanwhile, and saved it
         }
+        resolved.insert(registered->fileId(), std::move(registered));
     }
     purgeExpiredIfGrown();
+}
+
+QSharedPointer<FileData> FileRegistry::adoptLocked(const QSharedPointer<FileData> &file)
+{
+    QWeakPointer<FileData> &slot = m_files[file->fileId()];
+    if (QSharedPointer<FileData> known = slot.toStrongRef()) {
+        return known;
+    }
+    slot = file;
+    return file;
 }
 
 void FileRegistry::purgeExpiredIfGrown()

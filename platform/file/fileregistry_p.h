@@ -77,6 +77,7 @@ private:
     // leaves its file null, and that one goes into resolved instead.
     void adoptAll(QList<Candidate> &candidates, QHash<QString, QSharedPointer<FileData>> &resolved);
     // Under m_mutex.
+    QSharedPointer<FileData> adoptLocked(const QSharedPointer<FileData> &file);
     void purgeExpiredIfGrown();
     void purgeExpired();
 
