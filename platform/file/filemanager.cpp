@@ -87,6 +87,12 @@ FileManager::registerFiles(const QList<storage::FileRecord> &records)
     return m_registry->registerFiles(records);
 }
 
+QList<QSharedPointer<FileData>> FileManager::registerFiles(const QList<QString> &fileIds,
+                                                           const RecordOf &recordOf)
+{
+    return m_registry->registerFiles(fileIds, recordOf);
+}
+
 void FileManager::saveAsFile(const QString &fileId, const QString &targetPath, int flags)
 {
     if (flags != 0) {

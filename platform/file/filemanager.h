@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QSharedPointer>
 #include <QThreadPool>
+#include <functional>
 #include <memory>
 
 class DownloadFileMgr;
@@ -50,6 +51,12 @@ public:
     // already at its local path is done. The local path of a file is its kind's folder of the
     // main cache (CacheLayout) plus fileId[.suffix].
     QList<QSharedPointer<FileData>> registerFiles(const QList<storage::FileRecord> &records);
+    // The record of the id at a position of a registerFiles call.
+    using RecordOf = std::function<storage::FileRecord(qsizetype position)>;
+    // registerFiles when making a record costs: recordOf(i) gives the record of fileIds[i], and
+    // is called only for ids that neither a holder nor the file table knows.
+    QList<QSharedPointer<FileData>> registerFiles(const QList<QString> &fileIds,
+                                                  const RecordOf &recordOf);
 
     // Copies the file to targetPath, replacing what is there, after downloading it when it is not
     // complete. flags: 0, a plain copy. Asynchronous; ends with saveAsFinished, by which time

@@ -61,19 +61,21 @@ public:
     }
     Q_DISABLE_COPY_MOVE(FolderProbe)
 
-    // The size of the regular file name in folder, which ends with a separator, or -1.
-    qint64 regularFileSize(const QString &folder, const QString &name)
+    // The size of the file's complete copy, or with CACHE_SUFFIX as nameSuffix of its partial
+    // download, when that is a regular file in the file's folder; else -1. Nothing is looked up,
+    // nor any name formed, in a folder that does not exist.
+    qint64 regularFileSize(const BaseFile &file, const char *nameSuffix)
     {
-        const Folder &opened = folderOf(folder);
+        const Folder &opened = folderOf(file.folder());
         if (opened.missing) {
             return -1;
         }
-        if (opened.descriptor < 0) {
-            return ::regularFileSize(folder + name);
-        }
+        QByteArray name = QFile::encodeName(file.fileName());
+        name += nameSuffix;
         struct stat status;
-        const int result =
-                ::fstatat(opened.descriptor, QFile::encodeName(name).constData(), &status, 0);
+        const int result = opened.descriptor >= 0
+                ? ::fstatat(opened.descriptor, name.constData(), &status, 0)
+                : ::stat(QFile::encodeName(opened.path).append(name).constData(), &status);
         return sizeOfRegularFile(result, status);
     }
 
@@ -120,13 +122,13 @@ QHash<int, QString> kindFolders(const QString &cacheRoot)
     return folders;
 }
 
-QList<QSharedPointer<FileData>> inOrder(const QList<storage::FileRecord> &records,
+QList<QSharedPointer<FileData>> inOrder(const QList<QString> &fileIds,
                                         const QHash<QString, QSharedPointer<FileData>> &resolved)
 {
     QList<QSharedPointer<FileData>> result;
-    result.reserve(records.size());
-    for (const storage::FileRecord &record : records) {
-        result.append(resolved.value(record.fileId));
+    result.reserve(fileIds.size());
+    for (const QString &fileId : fileIds) {
+        result.append(resolved.value(fileId));
     }
     return result;
 }
@@ -179,17 +181,28 @@ QSharedPointer<FileData> FileRegistry::file(const QString &fileId, bool loadFrom
 QList<QSharedPointer<FileData>>
 FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
 {
+    QList<QString> fileIds;
+    fileIds.reserve(records.size());
+    for (const storage::FileRecord &record : records) {
+        fileIds.append(record.fileId);
+    }
+    return registerFiles(fileIds, [&records](qsizetype i) { return records.at(i); });
+}
+
+QList<QSharedPointer<FileData>> FileRegistry::registerFiles(const QList<QString> &fileIds,
+                                                            const RecordOf &recordOf)
+{
     QHash<QString, QSharedPointer<FileData>> resolved;
-    resolved.reserve(records.size());
-    QList<qsizetype> unresolved; // the first record of each id nobody holds, by position
+    resolved.reserve(fileIds.size());
+    QList<qsizetype> unresolved; // the first position of each id nobody holds
     QList<QString> unresolvedIds;
     {
         // A batch of a whole chat names many files: each id is looked up once.
         QSet<QString> seen;
-        seen.reserve(records.size());
+        seen.reserve(fileIds.size());
         QMutexLocker locker(&m_mutex);
-        for (qsizetype i = 0; i < records.size(); ++i) {
-            const QString &fileId = records.at(i).fileId;
+        for (qsizetype i = 0; i < fileIds.size(); ++i) {
+            const QString &fileId = fileIds.at(i);
             if (fileId.isEmpty() || seen.contains(fileId)) {
                 continue;
             }
@@ -203,28 +216,23 @@ FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
         }
     }
     if (unresolved.isEmpty()) {
-        return inOrder(records, resolved);
+        return inOrder(fileIds, resolved);
     }
 
-    QHash<QString, storage::FileRecord> stored;
+    // By position in unresolvedIds; an empty one where the table has no row.
+    QList<storage::FileRecord> stored;
     if (m_storage) {
-        QList<storage::FileRecord> rows = m_storage->fileStorage()->infos(unresolvedIds);
-        stored.reserve(rows.size());
-        for (storage::FileRecord &row : rows) {
-            const QString fileId = row.fileId;
-            stored.insert(fileId, std::move(row));
-        }
+        stored = m_storage->fileStorage()->recordsOf(unresolvedIds);
     }
-
     QList<Candidate> candidates;
     candidates.reserve(unresolved.size());
     {
         FolderProbe probe;
         QSet<QString> suffixes; // a handful per batch, held by every file: one copy of each
-        for (qsizetype i : std::as_const(unresolved)) {
-            const auto row = stored.constFind(records.at(i).fileId);
-            const bool isStored = row != stored.cend();
-            storage::FileRecord record = isStored ? *row : records.at(i);
+        for (qsizetype k = 0; k < unresolved.size(); ++k) {
+            const bool isStored = !stored.value(k).fileId.isEmpty();
+            storage::FileRecord record =
+                    isStored ? std::move(stored[k]) : recordOf(unresolved.at(k));
             record.suffix = *suffixes.insert(record.suffix);
             QSharedPointer<FileData> made = makeFile(record);
             const bool changed = syncWithDisk(*made, probe);
@@ -247,7 +255,7 @@ FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
             saveState(*candidate.file);
         }
     }
-    return inOrder(records, resolved);
+    return inOrder(fileIds, resolved);
 }
 
 void FileRegistry::saveState(const FileData &file)
@@ -316,16 +324,13 @@ bool FileRegistry::syncWithDisk(FileData &file, FolderProbe &probe)
 {
     const int oldState = file.fileState();
     const qint64 oldBytes = file.downloadedBytes();
-    const QString folder = file.folder();
-    const QString name = file.fileName();
-    if (const qint64 sizeOnDisk = probe.regularFileSize(folder, name);
+    if (const qint64 sizeOnDisk = probe.regularFileSize(file, "");
         hasExpectedSize(file, sizeOnDisk)) {
         if (!file.isComplete()) {
             file.setFileState(BaseFile::StateDone);
         }
         file.setDownloadedBytes(sizeOnDisk);
-    } else if (const qint64 partialSize =
-                       probe.regularFileSize(folder, name + QLatin1String(CACHE_SUFFIX));
+    } else if (const qint64 partialSize = probe.regularFileSize(file, CACHE_SUFFIX);
                partialSize >= 0) {
         // Whatever ran before (this process or an earlier one) is not running now.
         if (oldState != BaseFile::StateFailed) {

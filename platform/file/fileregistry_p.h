@@ -11,6 +11,7 @@
 #include <QMutex>
 #include <QSharedPointer>
 #include <QWeakPointer>
+#include <functional>
 
 namespace storage {
 class UserStorageProvider;
@@ -38,6 +39,11 @@ public:
     // One entry per record, in order (null for a record without id). Rows already in the table
     // keep their state; new rows are saved.
     QList<QSharedPointer<FileData>> registerFiles(const QList<storage::FileRecord> &records);
+    using RecordOf = std::function<storage::FileRecord(qsizetype position)>;
+    // registerFiles for records made on demand: recordOf is called only for the ids that neither
+    // a holder nor the table knows, once per id.
+    QList<QSharedPointer<FileData>> registerFiles(const QList<QString> &fileIds,
+                                                  const RecordOf &recordOf);
 
     storage::UserStorageProvider *storage() const { return m_storage; }
 

@@ -18,12 +18,6 @@ DialogBase::DialogBase(AccountBase *account, const storage::DialogRecord &record
 
 DialogBase::~DialogBase() = default;
 
-QSharedPointer<MessageBase> DialogBase::cachedMessage(const MessageKey &key)
-{
-    QMutexLocker locker(&m_cacheMutex);
-    return m_messages.value(key).toStrongRef();
-}
-
 QSharedPointer<MessageBase> DialogBase::cacheMessage(const MessageKey &key,
                                                      const QSharedPointer<MessageBase> &message)
 {
@@ -38,21 +32,7 @@ QSharedPointer<MessageBase> DialogBase::cacheMessage(const MessageKey &key,
 
 QSharedPointer<MessageBase> DialogBase::message(const MessageKey &key)
 {
-    if (QSharedPointer<MessageBase> held = cachedMessage(key)) {
-        return held;
-    }
-    const storage::MessageRecord record =
-            m_account->storage()->messageStorage()->message(dialogId(), key);
-    if (record.dialogId.isEmpty()) {
-        return {};
-    }
-    im::Message proto;
-    if (!proto.ParseFromArray(record.data.constData(), int(record.data.size()))) {
-        qCWarning(lcPlatform) << "unreadable stored message" << dialogId() << key;
-        return {};
-    }
-    return cacheMessage(key,
-                        MessageBase::create(proto, m_account->fileManager(), m_account->userId()));
+    return messages({key}).value(0);
 }
 
 QList<QSharedPointer<MessageBase>> DialogBase::messages(const QList<MessageKey> &keys)
@@ -72,15 +52,24 @@ QList<QSharedPointer<MessageBase>> DialogBase::messages(const QList<MessageKey> 
     if (unheld.isEmpty()) {
         return found;
     }
-    const QList<storage::MessageRecord> records =
-            m_account->storage()->messageStorage()->messages(dialogId(), unheld);
-    QList<MessageKey> storedKeys;
-    const QList<QSharedPointer<MessageBase>> made = MessageBase::create(
-            parseRecords(records, storedKeys), m_account->fileManager(), m_account->userId());
+    const QList<storage::MessageData> stored =
+            m_account->storage()->messageStorage()->messageData(dialogId(), unheld);
+    QList<QByteArray> records;
+    records.reserve(stored.size());
+    for (const storage::MessageData &row : stored) {
+        records.append(row.data);
+    }
+    const QList<QSharedPointer<MessageBase>> made =
+            MessageBase::createFromData(records, m_account->fileManager(), m_account->userId());
     QHash<MessageKey, QSharedPointer<MessageBase>> loaded;
     loaded.reserve(made.size());
     for (qsizetype i = 0; i < made.size(); ++i) {
-        loaded.insert(storedKeys.at(i), cacheMessage(storedKeys.at(i), made.at(i)));
+        const MessageKey key(stored.at(i).messageId, stored.at(i).subMsgId);
+        if (made.at(i)) {
+            loaded.insert(key, cacheMessage(key, made.at(i)));
+        } else {
+            qCWarning(lcPlatform) << "unreadable stored message" << dialogId() << key;
+        }
     }
     for (qsizetype i = 0; i < keys.size(); ++i) {
         if (!found.at(i)) {
@@ -88,26 +77,6 @@ QList<QSharedPointer<MessageBase>> DialogBase::messages(const QList<MessageKey> 
         }
     }
     return found;
-}
-
-// The protocol records of the rows that parse, with the key each was stored under.
-QList<im::Message> DialogBase::parseRecords(const QList<storage::MessageRecord> &records,
-                                            QList<MessageKey> &keys) const
-{
-    QList<im::Message> protos;
-    protos.reserve(records.size());
-    keys.reserve(records.size());
-    for (const storage::MessageRecord &record : records) {
-        const MessageKey key(record.messageId, record.subMsgId);
-        im::Message proto;
-        if (!proto.ParseFromArray(record.data.constData(), int(record.data.size()))) {
-            qCWarning(lcPlatform) << "unreadable stored message" << dialogId() << key;
-            continue;
-        }
-        protos.append(std::move(proto));
-        keys.append(key);
-    }
-    return protos;
 }
 
 void DialogBase::fetchMessages(const QList<MessageKey> &keys)

@@ -57,9 +57,6 @@ public:
     QSharedPointer<MessageBase> makeMessage(const im::Message &proto);
 
 private:
-    QSharedPointer<MessageBase> cachedMessage(const MessageKey &key);
-    QList<im::Message> parseRecords(const QList<storage::MessageRecord> &records,
-                                    QList<MessageKey> &keys) const;
     QSharedPointer<MessageBase> cacheMessage(const MessageKey &key,
                                              const QSharedPointer<MessageBase> &message);
 

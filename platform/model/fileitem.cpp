@@ -5,6 +5,9 @@
 #include "filemanager.h"
 #include "im.pb.h"
 
+#include <QStringDecoder>
+#include <QVarLengthArray>
+
 namespace {
 
 bool carriesFiles(int type)
@@ -13,10 +16,10 @@ bool carriesFiles(int type)
             || type == CONTENT_VIDEO || type == CONTENT_FILE;
 }
 
-storage::FileRecord fileRecord(const im::FileInfo &info, int type)
+storage::FileRecord fileRecord(const im::FileInfo &info, int type, const QString &fileId)
 {
     storage::FileRecord record;
-    record.fileId = QString::fromStdString(info.file_id());
+    record.fileId = fileId;
     record.type = type;
     record.suffix = QString::fromStdString(info.suffix());
     record.size = info.size();
@@ -36,51 +39,82 @@ QString displayNameOf(const im::FileInfo &info, const QSharedPointer<FileData> &
     return name.toString();
 }
 
-void appendFile(QList<storage::FileRecord> &records, const im::FileInfo &info, int type)
+// The files the items of a batch resolve: ids, and where to make each one's record from, which
+// only files new to the account need.
+struct WantedFiles
 {
-    if (!info.file_id().empty()) {
-        records.append(fileRecord(info, type));
-    }
-}
+    struct Source
+    {
+        const im::FileInfo *info;
+        int type;
+    };
 
-// The files an item of the message resolves, with the types it gives them.
-void appendFilesOf(QList<storage::FileRecord> &records, const im::Message &message)
+    QList<QString> fileIds;
+    QList<Source> sources;
+
+    void add(const im::FileInfo &info, int type)
+    {
+        if (!info.file_id().empty()) {
+            fileIds.append(QString::fromStdString(info.file_id()));
+            sources.append({&info, type});
+        }
+    }
+
+    // The files an item of the message resolves, with the types it gives them.
+    void addFilesOf(const im::Message &message)
+    {
+        if (!carriesFiles(message.type())) {
+            return;
+        }
+        add(message.file(), message.type());
+        add(message.thumb(), CONTENT_PHOTO);
+        if (message.type() == CONTENT_PHOTO) {
+            add(message.live_photo(), CONTENT_VIDEO);
+        }
+    }
+
+    storage::FileRecord recordAt(qsizetype i) const
+    {
+        return fileRecord(*sources.at(i).info, sources.at(i).type, fileIds.at(i));
+    }
+};
+
+// Finds an id in resolved without making a string of it: a page looks up two a row.
+QSharedPointer<FileData> findResolved(const ResolvedFiles &resolved, const std::string &fileId)
 {
-    if (!carriesFiles(message.type())) {
-        return;
-    }
-    appendFile(records, message.file(), message.type());
-    appendFile(records, message.thumb(), CONTENT_PHOTO);
-    if (message.type() == CONTENT_PHOTO) {
-        appendFile(records, message.live_photo(), CONTENT_VIDEO);
-    }
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QVarLengthArray<QChar, 64> utf16(decoder.requiredSpace(qsizetype(fileId.size())));
+    const QChar *end = decoder.appendToBuffer(utf16.data(), QByteArrayView(fileId));
+    return resolved.value(QString::fromRawData(utf16.constData(), end - utf16.constData()));
 }
 
 } // namespace
 
-ResolvedFiles FileItem::resolveFiles(const QList<im::Message> &messages, FileManager *files)
+ResolvedFiles FileItem::resolveFiles(const QList<const im::Message *> &messages, FileManager *files)
 {
-    QList<storage::FileRecord> records;
+    WantedFiles wanted;
     if (files) {
-        records.reserve(messages.size() * 2); // a source and a thumbnail each, as a rule
-        for (const im::Message &message : messages) {
-            appendFilesOf(records, message);
-            if (message.has_quote()) {
-                appendFilesOf(records, message.quote());
+        wanted.fileIds.reserve(messages.size() * 2); // a source and a thumbnail each, as a rule
+        wanted.sources.reserve(messages.size() * 2);
+        for (const im::Message *message : messages) {
+            wanted.addFilesOf(*message);
+            if (message->has_quote()) {
+                wanted.addFilesOf(message->quote());
             }
         }
     }
-    if (records.isEmpty()) {
+    if (wanted.fileIds.isEmpty()) {
         return {};
     }
     // Registering is the batched lookup: held files are shared, stored ones are read in one
     // query, and only files the table lacks are added, as resolveFile does for one file.
-    const QList<QSharedPointer<FileData>> registered = files->registerFiles(records);
+    const QList<QSharedPointer<FileData>> registered = files->registerFiles(
+            wanted.fileIds, [&wanted](qsizetype i) { return wanted.recordAt(i); });
     ResolvedFiles resolved;
-    resolved.reserve(records.size());
-    for (qsizetype i = 0; i < records.size(); ++i) {
+    resolved.reserve(wanted.fileIds.size());
+    for (qsizetype i = 0; i < wanted.fileIds.size(); ++i) {
         if (registered.value(i)) {
-            resolved.insert(records.at(i).fileId, registered.at(i));
+            resolved.insert(wanted.fileIds.at(i), registered.at(i));
         }
     }
     return resolved;
@@ -92,14 +126,14 @@ QSharedPointer<FileData> FileItem::resolveFile(const im::FileInfo &info, int typ
     if (info.file_id().empty() || !files) {
         return {};
     }
-    const QString fileId = QString::fromStdString(info.file_id());
-    if (QSharedPointer<FileData> known = resolved.value(fileId)) {
+    if (QSharedPointer<FileData> known = findResolved(resolved, info.file_id())) {
         return known;
     }
+    const QString fileId = QString::fromStdString(info.file_id());
     if (QSharedPointer<FileData> known = files->filePtrWithId(fileId, true)) {
         return known;
     }
-    return files->registerFiles({fileRecord(info, type)}).value(0);
+    return files->registerFiles({fileRecord(info, type, fileId)}).value(0);
 }
 
 FileItem::FileItem(const im::Message &message, FileManager *files, const ResolvedFiles &resolved)

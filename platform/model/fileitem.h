@@ -21,7 +21,8 @@ public:
 
     // The files that the items of many messages name, each as the item would resolve it alone:
     // shared when someone holds it, read from the file table in one lookup, or registered.
-    static ResolvedFiles resolveFiles(const QList<im::Message> &messages, FileManager *files);
+    static ResolvedFiles resolveFiles(const QList<const im::Message *> &messages,
+                                      FileManager *files);
 
     const QSharedPointer<FileData> &sourceFilePtr() const { return m_source; }
     const QSharedPointer<FileData> &thumbFilePtr() const { return m_thumb; }

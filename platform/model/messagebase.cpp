@@ -7,12 +7,25 @@
 #include <QCoreApplication>
 #include <QJSEngine>
 #include <QThread>
+#include <google/protobuf/arena.h>
 
+// What the accessors read, taken out of the protocol record once. The record itself is kept as
+// it is stored, a fraction of its parsed size, and parsed again only for what is rarely asked:
+// a chat held whole holds a million of these.
 struct MessageBase::Snapshot
 {
-    im::Message proto;
-    // Asked for by every list and row the message lands in; converted once, then shared.
+    QByteArray data; // the serialized protocol record
     QString dialogId;
+    QString text;
+    qint64 time = 0;
+    qint64 msgId = 0;
+    qint64 subMsgId = 0;
+    qint64 parentMsgId = 0;
+    qint64 senderId = 0;
+    int type = 0;
+    bool removed = false;
+    bool revoked = false;
+    bool notForwardable = false;
     QSharedPointer<ContentItem> content;
     QSharedPointer<MessageBase> quote;
 };
@@ -24,6 +37,13 @@ struct MessageBase::Batch
     QHash<QString, QSharedPointer<FileData>> files;
     QString dialogId;
 
+    Batch() = default;
+    Batch(const QList<const im::Message *> &protos, FileManager *files)
+        : files(FileItem::resolveFiles(protos, files))
+        , dialogId(protos.isEmpty() ? QString()
+                                    : QString::fromStdString(protos.constFirst()->dialog_id()))
+    { }
+
     QString dialogIdOf(const im::Message &proto) const
     {
         const QUtf8StringView id(proto.dialog_id());
@@ -31,32 +51,54 @@ struct MessageBase::Batch
     }
 };
 
+namespace {
+
+QByteArray serialized(const im::Message &proto)
+{
+    return QByteArray::fromStdString(proto.SerializeAsString());
+}
+
+} // namespace
+
 QSharedPointer<MessageBase> MessageBase::create(const im::Message &proto, FileManager *files,
                                                 qint64 ownUserId)
 {
-    return make(im::Message(proto), files, ownUserId, Batch());
+    return make(proto, serialized(proto), files, ownUserId, Batch());
 }
 
-QList<QSharedPointer<MessageBase>> MessageBase::create(QList<im::Message> protos,
-                                                       FileManager *files, qint64 ownUserId)
+QList<QSharedPointer<MessageBase>> MessageBase::createFromData(const QList<QByteArray> &records,
+                                                               FileManager *files, qint64 ownUserId)
 {
-    Batch batch;
-    batch.files = FileItem::resolveFiles(protos, files);
-    if (!protos.isEmpty()) {
-        batch.dialogId = QString::fromStdString(protos.constFirst().dialog_id());
+    // The parsed records live only while their messages are built: one arena takes them all,
+    // instead of an allocation for every string and file of every record.
+    google::protobuf::Arena arena;
+    QList<const im::Message *> parsed;
+    parsed.reserve(records.size());
+    QList<const im::Message *> readable;
+    readable.reserve(records.size());
+    for (const QByteArray &data : records) {
+        auto *proto = google::protobuf::Arena::CreateMessage<im::Message>(&arena);
+        const bool reads = proto->ParseFromArray(data.constData(), int(data.size()));
+        parsed.append(reads ? proto : nullptr);
+        if (reads) {
+            readable.append(proto);
+        }
     }
+    const Batch batch(readable, files);
     QList<QSharedPointer<MessageBase>> messages;
-    messages.reserve(protos.size());
-    for (im::Message &proto : protos) {
-        messages.append(make(std::move(proto), files, ownUserId, batch));
+    messages.reserve(records.size());
+    for (qsizetype i = 0; i < records.size(); ++i) {
+        messages.append(parsed.at(i) ? make(*parsed.at(i), records.at(i), files, ownUserId, batch)
+                                     : QSharedPointer<MessageBase>());
     }
     return messages;
 }
 
-QSharedPointer<MessageBase> MessageBase::make(im::Message &&proto, FileManager *files,
-                                              qint64 ownUserId, const Batch &batch)
+QSharedPointer<MessageBase> MessageBase::make(const im::Message &proto, const QByteArray &data,
+                                              FileManager *files, qint64 ownUserId,
+                                              const Batch &batch)
 {
-    QSharedPointer<MessageBase> message(new MessageBase(std::move(proto), files, ownUserId, batch),
+    QSharedPointer<MessageBase> message(new MessageBase(proto, data, files, ownUserId, batch),
                                         &QObject::deleteLater);
     if (QCoreApplication *app = QCoreApplication::instance()) {
         message->moveToThread(app->thread());
@@ -65,39 +107,43 @@ QSharedPointer<MessageBase> MessageBase::make(im::Message &&proto, FileManager *
 }
 
 MessageBase::MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId)
-    : MessageBase(im::Message(proto), files, ownUserId, Batch())
+    : MessageBase(proto, serialized(proto), files, ownUserId, Batch())
 { }
 
-MessageBase::MessageBase(im::Message &&proto, FileManager *files, qint64 ownUserId,
-                         const Batch &batch)
+MessageBase::MessageBase(const im::Message &proto, const QByteArray &data, FileManager *files,
+                         qint64 ownUserId, const Batch &batch)
     : m_files(files)
     , m_ownUserId(ownUserId)
 {
     QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
-    applyProto(std::move(proto), batch);
+    applyProto(proto, data, batch);
 }
 
 MessageBase::~MessageBase() = default;
 
-std::shared_ptr<const MessageBase::Snapshot> MessageBase::snapshot() const
-{
-    QMutexLocker locker(&m_mutex);
-    return m_snapshot;
-}
-
 void MessageBase::setProto(const im::Message &proto)
 {
-    applyProto(im::Message(proto), Batch());
+    applyProto(proto, serialized(proto), Batch());
 }
 
-void MessageBase::applyProto(im::Message &&proto, const Batch &batch)
+void MessageBase::applyProto(const im::Message &proto, const QByteArray &data, const Batch &batch)
 {
     auto next = std::make_shared<Snapshot>();
-    next->proto = std::move(proto);
-    next->dialogId = batch.dialogIdOf(next->proto);
-    next->content = ContentItem::create(next->proto, m_files, batch.files);
-    if (next->proto.has_quote()) {
-        next->quote = make(im::Message(next->proto.quote()), m_files, m_ownUserId, batch);
+    next->data = data;
+    next->dialogId = batch.dialogIdOf(proto);
+    next->text = QString::fromStdString(proto.text());
+    next->time = proto.time();
+    next->msgId = proto.msg_id();
+    next->subMsgId = proto.sub_msg_id();
+    next->parentMsgId = proto.parent_msg_id();
+    next->senderId = proto.sender_id();
+    next->type = proto.type();
+    next->removed = proto.removed();
+    next->revoked = proto.revoked();
+    next->notForwardable = proto.not_forwardable();
+    next->content = ContentItem::create(proto, m_files, batch.files);
+    if (proto.has_quote()) {
+        next->quote = make(proto.quote(), serialized(proto.quote()), m_files, m_ownUserId, batch);
     }
     bool changed = false;
     {
@@ -110,6 +156,15 @@ void MessageBase::applyProto(im::Message &&proto, const Batch &batch)
     }
 }
 
+im::Message MessageBase::parsed() const
+{
+    const QByteArray data = read([](const Snapshot &current) { return current.data; });
+    im::Message proto;
+    // It parsed when the message was made from it, or was serialized from a record then.
+    proto.ParseFromArray(data.constData(), int(data.size()));
+    return proto;
+}
+
 QString MessageBase::dialogId() const
 {
     return read([](const Snapshot &current) { return current.dialogId; });
@@ -117,38 +172,37 @@ QString MessageBase::dialogId() const
 
 qint64 MessageBase::dateTime() const
 {
-    return read([](const Snapshot &current) { return current.proto.time(); });
+    return read([](const Snapshot &current) { return current.time; });
 }
 
 int MessageBase::type() const
 {
-    return read([](const Snapshot &current) { return current.proto.type(); });
+    return read([](const Snapshot &current) { return current.type; });
 }
 
 QString MessageBase::text() const
 {
-    return read(
-            [](const Snapshot &current) { return QString::fromStdString(current.proto.text()); });
+    return read([](const Snapshot &current) { return current.text; });
 }
 
 qint64 MessageBase::msgId() const
 {
-    return read([](const Snapshot &current) { return current.proto.msg_id(); });
+    return read([](const Snapshot &current) { return current.msgId; });
 }
 
 qint64 MessageBase::subMsgId() const
 {
-    return read([](const Snapshot &current) { return current.proto.sub_msg_id(); });
+    return read([](const Snapshot &current) { return current.subMsgId; });
 }
 
 qint64 MessageBase::parentMsgId() const
 {
-    return read([](const Snapshot &current) { return current.proto.parent_msg_id(); });
+    return read([](const Snapshot &current) { return current.parentMsgId; });
 }
 
 qint64 MessageBase::senderId() const
 {
-    return read([](const Snapshot &current) { return current.proto.sender_id(); });
+    return read([](const Snapshot &current) { return current.senderId; });
 }
 
 QSharedPointer<ContentItem> MessageBase::contentItem() const
@@ -158,29 +212,26 @@ QSharedPointer<ContentItem> MessageBase::contentItem() const
 
 MessageKey MessageBase::key() const
 {
-    const auto current = snapshot();
-    if (current->proto.parent_msg_id() > 0) {
-        return MessageKey(current->proto.parent_msg_id(), current->proto.msg_id());
-    }
-    return MessageKey(current->proto.msg_id(), current->proto.sub_msg_id());
+    return read([](const Snapshot &current) {
+        return current.parentMsgId > 0 ? MessageKey(current.parentMsgId, current.msgId)
+                                       : MessageKey(current.msgId, current.subMsgId);
+    });
 }
 
 QString MessageBase::referenceDialogId() const
 {
-    return read([](const Snapshot &current) {
-        return QString::fromStdString(current.proto.ref_dialog_id());
-    });
+    return QString::fromStdString(parsed().ref_dialog_id());
 }
 
 ReferenceInfo MessageBase::referenceInfo() const
 {
-    const auto current = snapshot();
+    const im::Message proto = parsed();
     ReferenceInfo info;
-    info.dialogId = QString::fromStdString(current->proto.ref_dialog_id());
-    info.messageId = QString::fromStdString(current->proto.ref_msg_id());
-    if (current->quote) {
-        info.senderId = current->quote->senderId();
-        info.type = current->quote->type();
+    info.dialogId = QString::fromStdString(proto.ref_dialog_id());
+    info.messageId = QString::fromStdString(proto.ref_msg_id());
+    if (const QSharedPointer<MessageBase> quote = quoteMessage()) {
+        info.senderId = quote->senderId();
+        info.type = quote->type();
     }
     return info;
 }
@@ -192,25 +243,25 @@ QSharedPointer<MessageBase> MessageBase::quoteMessage() const
 
 bool MessageBase::isRemoved() const
 {
-    return read([](const Snapshot &current) { return current.proto.removed(); });
+    return read([](const Snapshot &current) { return current.removed; });
 }
 
 bool MessageBase::isRevoked() const
 {
-    return read([](const Snapshot &current) { return current.proto.revoked(); });
+    return read([](const Snapshot &current) { return current.revoked; });
 }
 
 im::Message MessageBase::proto() const
 {
-    return snapshot()->proto;
+    return parsed();
 }
 
 QList<QSharedPointer<MessageBase>> MessageBase::combinedMessages() const
 {
-    const auto current = snapshot();
+    const im::Message proto = parsed();
     QList<QSharedPointer<MessageBase>> children;
-    children.reserve(current->proto.combined_messages_size());
-    for (const im::Message &child : current->proto.combined_messages()) {
+    children.reserve(proto.combined_messages_size());
+    for (const im::Message &child : proto.combined_messages()) {
         children.append(create(child, m_files, m_ownUserId));
     }
     return children;
@@ -219,9 +270,9 @@ QList<QSharedPointer<MessageBase>> MessageBase::combinedMessages() const
 bool MessageBase::canForward(bool bGlobal) const
 {
     Q_UNUSED(bGlobal)
-    const auto current = snapshot();
-    return !current->proto.not_forwardable() && !current->proto.revoked()
-            && !current->proto.removed();
+    return read([](const Snapshot &current) {
+        return !current.notForwardable && !current.revoked && !current.removed;
+    });
 }
 
 bool MessageBase::isExcluded() const

@@ -39,9 +39,10 @@ public:
     // that QML may use it wherever it was made.
     static QSharedPointer<MessageBase> create(const im::Message &proto, FileManager *files,
                                               qint64 ownUserId);
-    // Builds one message per record, in order, resolving the files of all of them in one lookup.
-    static QList<QSharedPointer<MessageBase>> create(QList<im::Message> protos, FileManager *files,
-                                                     qint64 ownUserId);
+    // Builds one message per serialized record, in order, resolving the files of all of them in
+    // one lookup; null for a record that does not parse.
+    static QList<QSharedPointer<MessageBase>> createFromData(const QList<QByteArray> &records,
+                                                             FileManager *files, qint64 ownUserId);
 
     MessageBase(const im::Message &proto, FileManager *files, qint64 ownUserId);
     ~MessageBase() override;
@@ -69,7 +70,7 @@ public:
     QSharedPointer<MessageBase> quoteMessage() const;
     bool isRemoved() const;
     bool isRevoked() const;
-    // A copy of the protocol record the message was made from.
+    // The protocol record the message was made from, parsed anew on every call.
     im::Message proto() const;
     // The messages a combined message holds, as their own message objects.
     QList<QSharedPointer<MessageBase>> combinedMessages() const;
@@ -91,11 +92,15 @@ private:
     struct Snapshot;
     struct Batch;
 
-    MessageBase(im::Message &&proto, FileManager *files, qint64 ownUserId, const Batch &batch);
-    static QSharedPointer<MessageBase> make(im::Message &&proto, FileManager *files,
-                                            qint64 ownUserId, const Batch &batch);
-    void applyProto(im::Message &&proto, const Batch &batch);
-    std::shared_ptr<const Snapshot> snapshot() const;
+    // data is proto serialized, as the message keeps it.
+    MessageBase(const im::Message &proto, const QByteArray &data, FileManager *files,
+                qint64 ownUserId, const Batch &batch);
+    static QSharedPointer<MessageBase> make(const im::Message &proto, const QByteArray &data,
+                                            FileManager *files, qint64 ownUserId,
+                                            const Batch &batch);
+    void applyProto(const im::Message &proto, const QByteArray &data, const Batch &batch);
+    // The protocol record, parsed again from the kept bytes.
+    im::Message parsed() const;
     // What read finds in the current snapshot, read under the lock: a single field needs no
     // reference to the snapshot, whose counting cost more than the read. read must not call
     // back into this message.

@@ -3,16 +3,41 @@
 #include "database.h"
 #include "sqlhelpers_p.h"
 
+#include <QVarLengthArray>
+
 namespace storage {
 
 namespace {
 
-FileRecord recordAt(const Sql::NativeRow &stored)
+// The few suffixes a batch of files has, each read into one string that all its files share.
+class Suffixes
+{
+public:
+    QString of(QUtf8StringView suffix)
+    {
+        for (const QString &known : std::as_const(m_known)) {
+            if (QAnyStringView::equal(known, suffix)) {
+                return known;
+            }
+        }
+        QString read = suffix.toString();
+        if (m_known.size() < MaxKept) {
+            m_known.append(read);
+        }
+        return read;
+    }
+
+private:
+    static constexpr qsizetype MaxKept = 8;
+    QVarLengthArray<QString, MaxKept> m_known;
+};
+
+// The columns after the first of "?, type, suffix, size, name, url, state, downloaded".
+FileRecord recordAfterFirstColumn(const Sql::NativeRow &stored, Suffixes &suffixes)
 {
     FileRecord record;
-    record.fileId = stored.text(0);
     record.type = int(stored.integer(1));
-    record.suffix = stored.text(2);
+    record.suffix = suffixes.of(stored.textView(2));
     record.size = stored.integer(3);
     record.name = stored.text(4);
     record.url = stored.text(5);
@@ -42,22 +67,36 @@ bool FileStorage::save(const QList<FileRecord> &records)
 
 FileRecord FileStorage::info(const QString &fileId)
 {
-    // The id must match as a whole: an id the lookup cannot carry intact names no stored file.
-    const QList<FileRecord> records = infos({fileId});
-    return !records.isEmpty() && records.constFirst().fileId == fileId ? records.constFirst()
-                                                                       : FileRecord();
+    return recordsOf({fileId}).value(0);
 }
 
 QList<FileRecord> FileStorage::infos(const QList<QString> &fileIds, bool *ok)
 {
-    QList<FileRecord> records;
-    records.reserve(fileIds.size());
-    const bool succeeded =
-            Sql::selectWithIds(m_db->connection(),
-                               QStringLiteral("SELECT file_id, type, suffix, size, name, "
-                                              "url, state, downloaded FROM file_record "
-                                              "WHERE file_id IN (%1)"),
-                               {}, fileIds, recordAt, records);
+    QList<FileRecord> records = recordsOf(Sql::uniqueIds(fileIds), ok);
+    records.removeIf([](const FileRecord &record) { return record.fileId.isEmpty(); });
+    return records;
+}
+
+// A gallery page looks up two files a row. Walking the ids in their order gives each row its
+// position, so a row's record takes the caller's string of the id instead of reading its own.
+QList<FileRecord> FileStorage::recordsOf(const QList<QString> &fileIds, bool *ok)
+{
+    QList<FileRecord> records(fileIds.size());
+    const QVariant idList = Sql::idArrayByPosition(fileIds);
+    Suffixes suffixes;
+    const auto takeRow = [&](const Sql::NativeRow &row) {
+        const qint64 position = row.integer(0);
+        if (position >= 0 && position < records.size()) {
+            records[position] = recordAfterFirstColumn(row, suffixes);
+            records[position].fileId = fileIds.at(position);
+        }
+    };
+    const bool succeeded = idList.isNull()
+            || Sql::visitRows(m_db->connection(),
+                              QStringLiteral("SELECT j.key, f.type, f.suffix, f.size, f.name, "
+                                             "f.url, f.state, f.downloaded FROM json_each(?) AS j "
+                                             "CROSS JOIN file_record AS f ON f.file_id = j.value"),
+                              {idList}, takeRow);
     return Sql::readResult(succeeded, std::move(records), ok);
 }
 
@@ -82,11 +121,19 @@ bool FileStorage::remove(const QList<QString> &fileIds)
 QList<FileRecord> FileStorage::infosAfter(const QString &fileId, int count)
 {
     QList<FileRecord> records;
-    const bool ok = Sql::select(m_db->connection(),
-                                QStringLiteral("SELECT file_id, type, suffix, size, name, url, "
-                                               "state, downloaded FROM file_record "
-                                               "WHERE file_id > ? ORDER BY file_id LIMIT ?"),
-                                {Sql::text(fileId), qBound(0, count, 100000)}, recordAt, records);
+    Suffixes suffixes;
+    const bool ok = Sql::select(
+            m_db->connection(),
+            QStringLiteral("SELECT file_id, type, suffix, size, name, url, "
+                           "state, downloaded FROM file_record "
+                           "WHERE file_id > ? ORDER BY file_id LIMIT ?"),
+            {Sql::text(fileId), qBound(0, count, 100000)},
+            [&suffixes](const Sql::NativeRow &row) {
+                FileRecord record = recordAfterFirstColumn(row, suffixes);
+                record.fileId = row.text(0);
+                return record;
+            },
+            records);
     return ok ? records : QList<FileRecord>();
 }
 

@@ -36,6 +36,10 @@ public:
     // The known records among fileIds, in no particular order; ok tells a failed read from none
     // found.
     QList<FileRecord> infos(const QList<QString> &fileIds, bool *ok = nullptr);
+    // One record per id, in the order of fileIds: its row, or an empty record (empty fileId) for
+    // an id the table lacks or that names nothing (empty, or holding a NUL). A failed read returns
+    // no records at all, and ok tells it from a successful one.
+    QList<FileRecord> recordsOf(const QList<QString> &fileIds, bool *ok = nullptr);
     // Records the download state of a known file; false when the file is unknown.
     bool updateState(const QString &fileId, int state, qint64 downloaded);
     bool remove(const QList<QString> &fileIds);

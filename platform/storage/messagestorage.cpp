@@ -6,6 +6,8 @@
 
 #include <QSet>
 #include <algorithm>
+#include <charconv>
+#include <iterator>
 #include <tuple>
 
 namespace storage {
@@ -26,32 +28,52 @@ const QString &selectColumns()
 // one primary-key lookup and the statement text never changes. Bound one by one, hundreds of
 // placeholders cost more to parse than the lookups themselves, and as an IN list of row values
 // they make SQLite walk every row of the dialog.
-const QString &keyedSelect()
+QString keyedSelect(QLatin1String columns)
 {
-    static const QString sql = QStringLiteral(
-            "SELECT m.dialog_id, m.message_id, m.sub_msg_id, m.date_time, m.type, m.sender_id, "
-            "m.text, m.removed, m.data FROM json_each(?) AS k CROSS JOIN message AS m "
-            "ON m.dialog_id = ? AND m.message_id = json_extract(k.value, '$[0]') "
-            "AND m.sub_msg_id = json_extract(k.value, '$[1]')");
+    return QStringLiteral("SELECT %1 FROM json_each(?) AS k CROSS JOIN message AS m "
+                          "ON m.dialog_id = ? AND m.message_id = json_extract(k.value, '$[0]') "
+                          "AND m.sub_msg_id = json_extract(k.value, '$[1]')")
+            .arg(columns);
+}
+
+const QString &keyedRecordSelect()
+{
+    static const QString sql =
+            keyedSelect(QLatin1String("m.dialog_id, m.message_id, m.sub_msg_id, m.date_time, "
+                                      "m.type, m.sender_id, m.text, m.removed, m.data"));
     return sql;
+}
+
+const QString &keyedDataSelect()
+{
+    static const QString sql = keyedSelect(QLatin1String("m.message_id, m.sub_msg_id, m.data"));
+    return sql;
+}
+
+void appendNumber(QByteArray &json, qint64 number)
+{
+    char digits[24];
+    const auto written = std::to_chars(std::begin(digits), std::end(digits), number);
+    json.append(digits, written.ptr - digits);
 }
 
 QString keyList(const QList<MessageKey> &keys)
 {
-    QString json;
+    QByteArray json;
     json.reserve(keys.size() * 16 + 2);
-    json.append(QLatin1Char('['));
+    json.append('[');
     for (const MessageKey &key : keys) {
         if (json.size() > 1) {
-            json.append(QLatin1Char(','));
+            json.append(',');
         }
-        json.append(QLatin1Char('[')).append(QString::number(key.messageId));
-        json.append(QLatin1Char(','))
-                .append(QString::number(key.subMsgId))
-                .append(QLatin1Char(']'));
+        json.append('[');
+        appendNumber(json, key.messageId);
+        json.append(',');
+        appendNumber(json, key.subMsgId);
+        json.append(']');
     }
-    json.append(QLatin1Char(']'));
-    return json;
+    json.append(']');
+    return QString::fromLatin1(json);
 }
 
 MessageRecord recordAt(const Sql::NativeRow &stored)
@@ -152,11 +174,30 @@ QList<MessageRecord> MessageStorage::messages(const QString &dialogId,
     }
     QList<MessageRecord> records;
     records.reserve(unique.size());
-    if (!Sql::select(m_db->connection(), keyedSelect(), {keyList(unique), Sql::text(dialogId)},
-                     recordAt, records)) {
+    if (!Sql::select(m_db->connection(), keyedRecordSelect(),
+                     {keyList(unique), Sql::text(dialogId)}, recordAt, records)) {
         return {};
     }
     return records;
+}
+
+QList<MessageData> MessageStorage::messageData(const QString &dialogId,
+                                               const QList<MessageKey> &keys)
+{
+    const QList<MessageKey> unique = Sql::uniqueIds(keys);
+    if (unique.isEmpty()) {
+        return {};
+    }
+    QList<MessageData> found;
+    found.reserve(unique.size());
+    const auto dataAt = [](const Sql::NativeRow &row) {
+        return MessageData {row.integer(0), row.integer(1), row.blob(2)};
+    };
+    if (!Sql::select(m_db->connection(), keyedDataSelect(), {keyList(unique), Sql::text(dialogId)},
+                     dataAt, found)) {
+        return {};
+    }
+    return found;
 }
 
 QList<MessageRecord> MessageStorage::subMessages(const QString &dialogId, qint64 messageId)

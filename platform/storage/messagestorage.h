@@ -25,6 +25,14 @@ struct MessageRecord
     QByteArray data; // the serialized protocol message, opaque here
 };
 
+// A stored message's key and protocol record: what building the message takes.
+struct MessageData
+{
+    qint64 messageId = 0;
+    qint64 subMsgId = 0;
+    QByteArray data;
+};
+
 // What a message search asks for. Filters combine with AND.
 struct MessageSearchInfo
 {
@@ -54,6 +62,9 @@ public:
     MessageRecord message(const QString &dialogId, const MessageKey &key);
     // The records of the keys that exist, in no particular order.
     QList<MessageRecord> messages(const QString &dialogId, const QList<MessageKey> &keys);
+    // messages() reading only what building the messages takes, as a gallery page does for
+    // hundreds at a time.
+    QList<MessageData> messageData(const QString &dialogId, const QList<MessageKey> &keys);
     // The children of a combined message, by subMsgId.
     QList<MessageRecord> subMessages(const QString &dialogId, qint64 messageId);
     // One page of the rows matching info, removed rows left out, top-level and sub rows alike,

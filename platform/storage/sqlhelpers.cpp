@@ -154,6 +154,25 @@ QVariant idArray(const QList<QString> &ids)
     return json.size() > 2 ? QVariant(QString::fromUtf8(json)) : QVariant();
 }
 
+QVariant idArrayByPosition(const QList<QString> &ids)
+{
+    QByteArray json("[");
+    bool namesAny = false;
+    for (const QString &id : ids) {
+        if (json.size() > 1) {
+            json += ',';
+        }
+        if (namesSomething(id)) {
+            appendJsonString(json, id);
+            namesAny = true;
+        } else {
+            json += "null";
+        }
+    }
+    json += ']';
+    return namesAny ? QVariant(QString::fromUtf8(json)) : QVariant();
+}
+
 QVariant idArray(const QList<qint64> &ids)
 {
     if (ids.isEmpty()) {
@@ -295,9 +314,13 @@ int Value::bindTo(sqlite3_stmt *statement, int index, BindBuffer &buffer) const
 
 QString NativeRow::text(int column) const
 {
+    return textView(column).toString();
+}
+
+QUtf8StringView NativeRow::textView(int column) const
+{
     const auto *data = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
-    const int bytes = sqlite3_column_bytes(m_statement, column);
-    return data ? QString::fromUtf8(data, bytes) : QString();
+    return QUtf8StringView(data, sqlite3_column_bytes(m_statement, column));
 }
 
 qint64 NativeRow::integer(int column) const

@@ -70,6 +70,10 @@ QString idSet();
 // intact; null when no id is left.
 QVariant idArray(const QList<QString> &ids);
 QVariant idArray(const QList<qint64> &ids);
+// idArray that keeps every id in its place: one that names nothing is a JSON null, which matches
+// no row. Joined as "json_each(?) AS j CROSS JOIN t ON t.id = j.value", j.key is then each row's
+// position in ids, and the rows come in that order.
+QVariant idArrayByPosition(const QList<QString> &ids);
 
 // Memory that bound text and bytes are copied into until the statement has run: SQLite reads
 // bound values in place. Its blocks are kept for the next run, so binding allocates nothing once
@@ -142,6 +146,8 @@ public:
     { }
 
     QString text(int column) const;
+    // The text as SQLite holds it, valid until the row moves on.
+    QUtf8StringView textView(int column) const;
     qint64 integer(int column) const;
     bool boolean(int column) const { return integer(column) != 0; }
     QByteArray blob(int column) const;
@@ -181,12 +187,17 @@ public:
     template<typename Row, typename RowAt>
     bool appendRows(const QVariantList &values, RowAt rowAt, QList<Row> &rows)
     {
+        return visitRows(values, [&](const NativeRow &row) { rows.append(rowAt(row)); });
+    }
+    // Binds values, calls visit(const NativeRow &) for every row and resets the statement.
+    template<typename Visit> bool visitRows(const QVariantList &values, Visit visit)
+    {
         if (!start(values)) {
             return false;
         }
         const NativeRow row(m_statement);
         while (nextRow()) {
-            rows.append(rowAt(row));
+            visit(row);
         }
         return !m_failed;
     }
@@ -224,6 +235,14 @@ bool select(QSqlDatabase db, const QString &sql, const QVariantList &values, Row
 {
     NativeStatement statement(db, sql);
     return statement.isValid() && statement.appendRows(values, rowAt, rows);
+}
+
+// Runs a SELECT and calls visit(const NativeRow &) for every row.
+template<typename Visit>
+bool visitRows(QSqlDatabase db, const QString &sql, const QVariantList &values, Visit visit)
+{
+    NativeStatement statement(db, sql);
+    return statement.isValid() && statement.visitRows(values, visit);
 }
 
 // "(?, ?), (?, ?)" for rowCount rows of columnCount values.
