@@ -35,6 +35,7 @@ private Q_SLOTS:
     void registerFilesKeepsTheStateOfKnownFiles();
     void registerFilesAnswersEveryRecordInOrder();
     void registerFilesChecksTheDiskOfEveryFolderInABatch();
+    void registerFilesMakesRecordsOnlyForNewFiles();
     void saveAsFileCopies_data();
     void saveAsFileCopies();
     void saveAsFileFailsForUnknownFiles();
@@ -288,6 +289,35 @@ void tst_FileManager::registerFilesAnswersEveryRecordInOrder()
                      ->infos({QStringLiteral("one"), QStringLiteral("two")})
                      .size(),
              2);
+}
+
+// A record costs a page of messages its strings: only a file that neither a holder nor the file
+// table knows has one made, once per id.
+void tst_FileManager::registerFilesMakesRecordsOnlyForNewFiles()
+{
+    const QSharedPointer<FileData> held =
+            m_env->files()
+                    ->registerFiles({FileTestEnvironment::record(QStringLiteral("held"), 10, {})})
+                    .value(0);
+    QVERIFY(m_env->storage()->fileStorage()->save(
+            {FileTestEnvironment::record(QStringLiteral("stored"), 20, {})}));
+    const QList<QString> fileIds {QStringLiteral("held"), QStringLiteral("stored"),
+                                  QStringLiteral("fresh"), QStringLiteral("fresh"), QString()};
+    QList<qsizetype> asked;
+    const QList<QSharedPointer<FileData>> files =
+            m_env->files()->registerFiles(fileIds, [&](qsizetype position) {
+                asked.append(position);
+                return FileTestEnvironment::record(fileIds.at(position), 30, {});
+            });
+
+    QCOMPARE(asked, QList<qsizetype> {2});
+    QCOMPARE(files.size(), fileIds.size());
+    QCOMPARE(files.at(0), held);
+    QCOMPARE(files.at(1)->size(), qint64(20));
+    QCOMPARE(files.at(2)->size(), qint64(30));
+    QCOMPARE(files.at(3), files.at(2));
+    QVERIFY(files.at(4).isNull());
+    QCOMPARE(m_env->storage()->fileStorage()->info(QStringLiteral("fresh")).size, qint64(30));
 }
 
 void tst_FileManager::saveAsFileCopies_data()

@@ -22,6 +22,8 @@
 #include <QtConcurrent/QtConcurrentRun>
 #include <QtTest>
 
+Q_DECLARE_METATYPE(im::Message)
+
 namespace {
 
 im::Message photo(const char *dialogId, qint64 id, qint64 time)
@@ -57,6 +59,8 @@ private Q_SLOTS:
     void batchedMessagesMatchSingleLookups();
     void batchedMessagesShareHeldObjects();
     void batchedMessagesSkipUnreadableRows();
+    void storedMessageAnswersFromItsRecord_data();
+    void storedMessageAnswersFromItsRecord();
     void storeWritesGalleryRows_data();
     void storeWritesGalleryRows();
     void editedMessageEmitsContentChanged();
@@ -214,6 +218,59 @@ void TestAccount::batchedMessagesSkipUnreadableRows()
             m_account->dialog("g1")->messages({MessageKey(50, 0), MessageKey(51, 0)});
     QVERIFY(batch.at(0).isNull());
     QCOMPARE(batch.at(1)->msgId(), qint64(51));
+}
+
+// A message loaded from the store keeps its record as stored: the record it gives back and every
+// accessor agree with what was written, also for fields read only on demand.
+void TestAccount::storedMessageAnswersFromItsRecord_data()
+{
+    QTest::addColumn<im::Message>("record");
+    im::Message quoting = photo("g1", 60, 60000);
+    quoting.set_text("look at this");
+    quoting.set_ref_dialog_id("u1");
+    quoting.set_ref_msg_id("2");
+    *quoting.mutable_quote() = photo("u1", 2, 2000);
+    quoting.mutable_quote()->set_sender_id(7);
+    QTest::newRow("a photo quoting another, with a caption") << quoting;
+    im::Message withdrawn = photo("g1", 61, 61000);
+    withdrawn.set_revoked(true);
+    withdrawn.set_not_forwardable(true);
+    QTest::newRow("withdrawn and not forwardable") << withdrawn;
+    im::Message album = photo("g1", 62, 62000);
+    album.set_type(CONTENT_COMBINED);
+    album.clear_file();
+    album.clear_thumb();
+    for (int c = 1; c <= 3; ++c) {
+        im::Message *child = album.add_combined_messages();
+        *child = photo("g1", c, 62000);
+        child->set_parent_msg_id(62);
+    }
+    QTest::newRow("a combined message") << album;
+}
+
+void TestAccount::storedMessageAnswersFromItsRecord()
+{
+    QFETCH(im::Message, record);
+    QVERIFY(m_account->storeMessages({record}));
+    const QSharedPointer<MessageBase> message =
+            m_account->dialog("g1")->messages({MessageKey(record.msg_id(), 0)}).value(0);
+    QVERIFY(message);
+    QCOMPARE(QByteArray::fromStdString(message->proto().SerializeAsString()),
+             QByteArray::fromStdString(record.SerializeAsString()));
+    QCOMPARE(message->text(), QString::fromStdString(record.text()));
+    QCOMPARE(message->referenceDialogId(), QString::fromStdString(record.ref_dialog_id()));
+    const ReferenceInfo reference = message->referenceInfo();
+    QCOMPARE(reference.messageId, QString::fromStdString(record.ref_msg_id()));
+    QCOMPARE(reference.senderId, record.has_quote() ? record.quote().sender_id() : 0);
+    QCOMPARE(message->quoteMessage().isNull(), !record.has_quote());
+    QCOMPARE(message->isRevoked(), record.revoked());
+    QCOMPARE(message->canForward(false), !record.revoked() && !record.not_forwardable());
+    QCOMPARE(message->senderId(), record.sender_id());
+    const QList<QSharedPointer<MessageBase>> children = message->combinedMessages();
+    QCOMPARE(children.size(), record.combined_messages_size());
+    for (int c = 0; c < children.size(); ++c) {
+        QCOMPARE(children.at(c)->key(), MessageKey(record.msg_id(), c + 1));
+    }
 }
 
 void TestAccount::storeWritesGalleryRows_data()

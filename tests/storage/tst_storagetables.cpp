@@ -357,6 +357,10 @@ void tst_StorageTables::idLists_data()
     QTest::newRow("beyond ASCII") << foreign + QStringList {"cafe"} << foreign << foreign;
     QTest::newRow("empty ids name nothing")
             << QStringList {"", "a"} << QStringList {"", ""} << QStringList();
+    QTest::newRow("an id with a NUL names nothing, not the id before it")
+            << QStringList {"a", "b"}
+            << QStringList {QStringLiteral("a") + QChar(u'\0') + QStringLiteral("b"), "b"}
+            << QStringList {"b"};
     QStringList many;
     for (int i = 0; i < 5000; ++i) {
         many.append(QStringLiteral("id%1").arg(i));
@@ -392,6 +396,14 @@ void tst_StorageTables::idLists()
         foundIds.append(record.fileId);
     }
     QCOMPARE(sorted(foundIds), sorted(found));
+    // By position: each asked id has its own row, or an empty record in its place.
+    const QList<FileRecord> byPosition = files.recordsOf(asked);
+    QCOMPARE(byPosition.size(), asked.size());
+    for (qsizetype i = 0; i < asked.size(); ++i) {
+        const bool known = found.contains(asked.at(i));
+        QCOMPARE(byPosition.at(i).fileId, known ? asked.at(i) : QString());
+        QCOMPARE(byPosition.at(i).name, known ? asked.at(i) : QString());
+    }
     QVERIFY(files.remove(asked));
     for (const QString &fileId : stored) {
         QCOMPARE(files.info(fileId).fileId.isEmpty(), fileId.isEmpty() || found.contains(fileId));
