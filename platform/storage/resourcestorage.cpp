@@ -41,10 +41,15 @@ const QString &selectColumns()
     return columns;
 }
 
-ResourceInfo rowAt(const Sql::NativeRow &stored)
+// knownDialogId, when it is the row's, is shared instead of read: a page's rows all name the
+// dialog it was asked for.
+ResourceInfo rowAt(const Sql::NativeRow &stored, const QString &knownDialogId = QString())
 {
     ResourceInfo row;
-    row.dialogId = stored.text(0);
+    const QUtf8StringView dialogId = stored.textView(0);
+    row.dialogId = !knownDialogId.isEmpty() && QAnyStringView::equal(knownDialogId, dialogId)
+            ? knownDialogId
+            : dialogId.toString();
     row.messageId = stored.integer(1);
     row.subMsgId = stored.integer(2);
     row.type = int(stored.integer(3));
@@ -291,12 +296,13 @@ private:
             return false;
         }
         if (!m_dialogIds) {
-            return statement.appendRows(values, rowAt, rows);
+            return statement.appendRows(values, [](const auto &row) { return rowAt(row); }, rows);
         }
         QList<ResourceInfo> merged;
         for (const QString &dialogId : *m_dialogIds) {
             values[0] = Sql::text(dialogId);
-            if (!statement.appendRows(values, rowAt, merged)) {
+            const auto rowOfDialog = [&dialogId](const auto &row) { return rowAt(row, dialogId); };
+            if (!statement.appendRows(values, rowOfDialog, merged)) {
                 return false;
             }
         }

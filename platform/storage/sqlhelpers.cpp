@@ -266,10 +266,12 @@ void BindBuffer::clear()
     m_used = 0;
 }
 
+// Blocks are written before they are read, so they are left uninitialised: zeroing a block for
+// every statement that binds a value touched memory that nothing else needed.
 char *BindBuffer::roomFor(qsizetype size)
 {
     if (size > BlockSize) {
-        m_apart.push_back(std::make_unique<char[]>(size_t(size)));
+        m_apart.push_back(std::unique_ptr<char[]>(new char[size_t(size)]));
         return m_apart.back().get();
     }
     if (m_block < m_blocks.size() && m_used + size > BlockSize) {
@@ -277,7 +279,7 @@ char *BindBuffer::roomFor(qsizetype size)
         m_used = 0;
     }
     if (m_block == m_blocks.size()) {
-        m_blocks.push_back(std::make_unique<char[]>(BlockSize));
+        m_blocks.push_back(std::unique_ptr<char[]>(new char[BlockSize]));
     }
     return m_blocks[m_block].get() + m_used;
 }
