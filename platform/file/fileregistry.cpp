@@ -196,6 +196,8 @@ QList<QSharedPointer<FileData>> FileRegistry::registerFiles(const QList<QString>
     resolved.reserve(fileIds.size());
     QList<qsizetype> unresolved; // the first position of each id nobody holds
     QList<QString> unresolvedIds;
+    unresolved.reserve(fileIds.size());
+    unresolvedIds.reserve(fileIds.size());
     {
         // A batch of a whole chat names many files: each id is looked up once.
         QSet<QString> seen;
