@@ -58,6 +58,14 @@ QByteArray serialized(const im::Message &proto)
     return QByteArray::fromStdString(proto.SerializeAsString());
 }
 
+im::Message parsed(const QByteArray &data)
+{
+    im::Message proto;
+    // It parsed when the message was made from it, or was serialized from a record then.
+    proto.ParseFromArray(data.constData(), int(data.size()));
+    return proto;
+}
+
 } // namespace
 
 QSharedPointer<MessageBase> MessageBase::create(const im::Message &proto, FileManager *files,
@@ -156,15 +164,6 @@ void MessageBase::applyProto(const im::Message &proto, const QByteArray &data, c
     }
 }
 
-im::Message MessageBase::parsed() const
-{
-    const QByteArray data = read([](const Snapshot &current) { return current.data; });
-    im::Message proto;
-    // It parsed when the message was made from it, or was serialized from a record then.
-    proto.ParseFromArray(data.constData(), int(data.size()));
-    return proto;
-}
-
 QString MessageBase::dialogId() const
 {
     return read([](const Snapshot &current) { return current.dialogId; });
@@ -220,16 +219,18 @@ MessageKey MessageBase::key() const
 
 QString MessageBase::referenceDialogId() const
 {
-    return QString::fromStdString(parsed().ref_dialog_id());
+    return QString::fromStdString(proto().ref_dialog_id());
 }
 
 ReferenceInfo MessageBase::referenceInfo() const
 {
-    const im::Message proto = parsed();
+    const auto [data, quote] = read(
+            [](const Snapshot &current) { return std::make_pair(current.data, current.quote); });
+    const im::Message proto = parsed(data);
     ReferenceInfo info;
     info.dialogId = QString::fromStdString(proto.ref_dialog_id());
     info.messageId = QString::fromStdString(proto.ref_msg_id());
-    if (const QSharedPointer<MessageBase> quote = quoteMessage()) {
+    if (quote) {
         info.senderId = quote->senderId();
         info.type = quote->type();
     }
@@ -253,15 +254,15 @@ bool MessageBase::isRevoked() const
 
 im::Message MessageBase::proto() const
 {
-    return parsed();
+    return parsed(read([](const Snapshot &current) { return current.data; }));
 }
 
 QList<QSharedPointer<MessageBase>> MessageBase::combinedMessages() const
 {
-    const im::Message proto = parsed();
+    const im::Message record = proto();
     QList<QSharedPointer<MessageBase>> children;
-    children.reserve(proto.combined_messages_size());
-    for (const im::Message &child : proto.combined_messages()) {
+    children.reserve(record.combined_messages_size());
+    for (const im::Message &child : record.combined_messages()) {
         children.append(create(child, m_files, m_ownUserId));
     }
     return children;

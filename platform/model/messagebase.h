@@ -99,8 +99,6 @@ private:
                                             FileManager *files, qint64 ownUserId,
                                             const Batch &batch);
     void applyProto(const im::Message &proto, const QByteArray &data, const Batch &batch);
-    // The protocol record, parsed again from the kept bytes.
-    im::Message parsed() const;
     // What read finds in the current snapshot, read under the lock: a single field needs no
     // reference to the snapshot, whose counting cost more than the read. read must not call
     // back into this message.
