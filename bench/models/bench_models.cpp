@@ -3,7 +3,9 @@
 //    to a sectioned MediaModel whose items span ten years (about 120 month sections);
 //  - 10,000 single inserts at random places into a model of 100,000 items;
 //  - deleting 10,000 message ids from a model of 100,000 items;
-//  - the heap bytes each held item costs, the item and its slot in the model together.
+//  - the heap bytes each held item costs, the item and its slot in the model together, beside the
+//    floor of any item that is a QObject QML must never delete: a bare QObject marked for C++
+//    ownership, as every item is.
 // Items are built from resource table rows, as the loader builds them before messages arrive.
 // Building the items is not timed: only the model operations are.
 
@@ -14,10 +16,12 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QJSEngine>
 #include <QRandomGenerator>
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -146,6 +150,19 @@ size_t heapInUse()
     return mallinfo2().uordblks;
 }
 
+// Heap bytes of a bare QObject marked for C++ ownership, its private part and QML data included.
+double markedQObjectBytes(int count)
+{
+    const size_t before = heapInUse();
+    std::vector<std::unique_ptr<QObject>> objects;
+    objects.reserve(size_t(count));
+    for (int i = 0; i < count; ++i) {
+        objects.push_back(std::make_unique<QObject>());
+        QJSEngine::setObjectOwnership(objects.back().get(), QJSEngine::CppOwnership);
+    }
+    return double(heapInUse() - before) / count;
+}
+
 void BM_MemoryPerItem(benchmark::State &state)
 {
     const int count = 100000;
@@ -160,6 +177,7 @@ void BM_MemoryPerItem(benchmark::State &state)
         state.ResumeTiming();
     }
     state.counters["bytes_per_item"] = bytesPerItem;
+    state.counters["marked_qobject_floor_bytes"] = markedQObjectBytes(count);
 }
 
 BENCHMARK(BM_AppendPages)
