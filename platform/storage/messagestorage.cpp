@@ -24,57 +24,78 @@ const QString &selectColumns()
     return sql;
 }
 
-// The keys travel as one JSON array of [messageId, subMsgId] pairs and drive the loop, so each is
-// one primary-key lookup and the statement text never changes. Bound one by one, hundreds of
-// placeholders cost more to parse than the lookups themselves, and as an IN list of row values
-// they make SQLite walk every row of the dialog.
-QString keyedSelect(QLatin1String columns)
+// The keys travel as JSON arrays and drive the loop, so each is one primary-key lookup and the
+// statement texts never change. Bound one by one, hundreds of placeholders cost more to parse than
+// the lookups themselves, and as an IN list of row values they make SQLite walk every row of the
+// dialog. Keys without a sub-message id, nearly all of them, travel as a flat array of message
+// ids: taking the two ids out of a [messageId, subMsgId] pair costs SQLite as much as the lookup.
+class KeyedSelect
 {
-    return QStringLiteral("SELECT %1 FROM json_each(?) AS k CROSS JOIN message AS m "
-                          "ON m.dialog_id = ? AND m.message_id = json_extract(k.value, '$[0]') "
-                          "AND m.sub_msg_id = json_extract(k.value, '$[1]')")
-            .arg(columns);
-}
+public:
+    explicit KeyedSelect(QLatin1String columns)
+        : m_plain(QStringLiteral("SELECT %1 FROM json_each(?) AS k CROSS JOIN message AS m "
+                                 "ON m.dialog_id = ? AND m.message_id = k.value "
+                                 "AND m.sub_msg_id = 0")
+                          .arg(columns))
+        , m_pairs(QStringLiteral("SELECT %1 FROM json_each(?) AS k CROSS JOIN message AS m "
+                                 "ON m.dialog_id = ? "
+                                 "AND m.message_id = json_extract(k.value, '$[0]') "
+                                 "AND m.sub_msg_id = json_extract(k.value, '$[1]')")
+                          .arg(columns))
+    { }
 
-const QString &keyedRecordSelect()
-{
-    static const QString sql =
-            keyedSelect(QLatin1String("m.dialog_id, m.message_id, m.sub_msg_id, m.date_time, "
-                                      "m.type, m.sender_id, m.text, m.removed, m.data"));
-    return sql;
-}
-
-const QString &keyedDataSelect()
-{
-    static const QString sql = keyedSelect(QLatin1String("m.message_id, m.sub_msg_id, m.data"));
-    return sql;
-}
-
-void appendNumber(QByteArray &json, qint64 number)
-{
-    char digits[24];
-    const auto written = std::to_chars(std::begin(digits), std::end(digits), number);
-    json.append(digits, written.ptr - digits);
-}
-
-QString keyList(const QList<MessageKey> &keys)
-{
-    QByteArray json;
-    json.reserve(keys.size() * 16 + 2);
-    json.append('[');
-    for (const MessageKey &key : keys) {
-        if (json.size() > 1) {
-            json.append(',');
+    // Appends rowAt(row) for the row of every key that exists, in no particular order.
+    template<typename Row, typename RowAt>
+    bool select(QSqlDatabase db, const QString &dialogId, const QList<MessageKey> &keys,
+                RowAt rowAt, QList<Row> &rows) const
+    {
+        QList<MessageKey> plain;
+        QList<MessageKey> pairs;
+        for (const MessageKey &key : Sql::uniqueIds(keys)) {
+            (key.subMsgId == 0 ? plain : pairs).append(key);
         }
-        json.append('[');
-        appendNumber(json, key.messageId);
-        json.append(',');
-        appendNumber(json, key.subMsgId);
-        json.append(']');
+        rows.reserve(rows.size() + plain.size() + pairs.size());
+        const QVariant dialog = Sql::text(dialogId);
+        return (plain.isEmpty()
+                || Sql::select(db, m_plain, {keyList(plain, false), dialog}, rowAt, rows))
+                && (pairs.isEmpty()
+                    || Sql::select(db, m_pairs, {keyList(pairs, true), dialog}, rowAt, rows));
     }
-    json.append(']');
-    return QString::fromLatin1(json);
-}
+
+private:
+    static void appendNumber(QByteArray &json, qint64 number)
+    {
+        char digits[24];
+        const auto written = std::to_chars(std::begin(digits), std::end(digits), number);
+        json.append(digits, written.ptr - digits);
+    }
+
+    static QString keyList(const QList<MessageKey> &keys, bool asPairs)
+    {
+        QByteArray json;
+        json.reserve(keys.size() * 16 + 2);
+        json.append('[');
+        for (const MessageKey &key : keys) {
+            if (json.size() > 1) {
+                json.append(',');
+            }
+            if (asPairs) {
+                json.append('[');
+            }
+            appendNumber(json, key.messageId);
+            if (asPairs) {
+                json.append(',');
+                appendNumber(json, key.subMsgId);
+                json.append(']');
+            }
+        }
+        json.append(']');
+        return QString::fromLatin1(json);
+    }
+
+    const QString m_plain;
+    const QString m_pairs;
+};
 
 MessageRecord recordAt(const Sql::NativeRow &stored)
 {
@@ -168,36 +189,25 @@ MessageRecord MessageStorage::message(const QString &dialogId, const MessageKey 
 QList<MessageRecord> MessageStorage::messages(const QString &dialogId,
                                               const QList<MessageKey> &keys)
 {
-    const QList<MessageKey> unique = Sql::uniqueIds(keys);
-    if (unique.isEmpty()) {
-        return {};
-    }
+    static const KeyedSelect select(QLatin1String("m.dialog_id, m.message_id, m.sub_msg_id, "
+                                                  "m.date_time, m.type, m.sender_id, m.text, "
+                                                  "m.removed, m.data"));
     QList<MessageRecord> records;
-    records.reserve(unique.size());
-    if (!Sql::select(m_db->connection(), keyedRecordSelect(),
-                     {keyList(unique), Sql::text(dialogId)}, recordAt, records)) {
-        return {};
-    }
-    return records;
+    return select.select(m_db->connection(), dialogId, keys, recordAt, records)
+            ? records
+            : QList<MessageRecord>();
 }
 
 QList<MessageData> MessageStorage::messageData(const QString &dialogId,
                                                const QList<MessageKey> &keys)
 {
-    const QList<MessageKey> unique = Sql::uniqueIds(keys);
-    if (unique.isEmpty()) {
-        return {};
-    }
-    QList<MessageData> found;
-    found.reserve(unique.size());
+    static const KeyedSelect select(QLatin1String("m.message_id, m.sub_msg_id, m.data"));
     const auto dataAt = [](const Sql::NativeRow &row) {
         return MessageData {row.integer(0), row.integer(1), row.blob(2)};
     };
-    if (!Sql::select(m_db->connection(), keyedDataSelect(), {keyList(unique), Sql::text(dialogId)},
-                     dataAt, found)) {
-        return {};
-    }
-    return found;
+    QList<MessageData> found;
+    return select.select(m_db->connection(), dialogId, keys, dataAt, found) ? found
+                                                                            : QList<MessageData>();
 }
 
 QList<MessageRecord> MessageStorage::subMessages(const QString &dialogId, qint64 messageId)

@@ -58,6 +58,7 @@ private Q_SLOTS:
     void messagesAreSharedAcrossThreads();
     void batchedMessagesMatchSingleLookups();
     void batchedMessagesShareHeldObjects();
+    void batchedMessagesMixPlainAndChildKeys();
     void batchedMessagesSkipUnreadableRows();
     void storedMessageAnswersFromItsRecord_data();
     void storedMessageAnswersFromItsRecord();
@@ -201,6 +202,23 @@ void TestAccount::batchedMessagesShareHeldObjects()
     QCOMPARE(image->sourceFilePtr().data(), heldFile.data());
     QCOMPARE(m_account->fileManager()->filePtrWithId("t2", false).data(),
              image->thumbFilePtr().data());
+}
+
+// Plain keys and the keys of combined messages' children are read apart; the answer keeps the
+// order of the keys asked.
+void TestAccount::batchedMessagesMixPlainAndChildKeys()
+{
+    const QList<MessageKey> keys {MessageKey(2, 0), MessageKey(5, 2), MessageKey(99, 0),
+                                  MessageKey(5, 9), MessageKey(1, 0), MessageKey(5, 1)};
+    const QList<QSharedPointer<MessageBase>> batch = m_account->dialog("u1")->messages(keys);
+    QCOMPARE(batch.size(), keys.size());
+    for (qsizetype i = 0; i < keys.size(); ++i) {
+        const bool stored = keys.at(i).messageId != 99 && keys.at(i).subMsgId != 9;
+        QCOMPARE(!batch.at(i).isNull(), stored);
+        if (stored) {
+            QCOMPARE(batch.at(i)->key(), keys.at(i));
+        }
+    }
 }
 
 void TestAccount::batchedMessagesSkipUnreadableRows()
