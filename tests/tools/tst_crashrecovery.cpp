@@ -375,8 +375,11 @@ void TestCrashRecovery::killedInitLeavesNoHalfAccount()
         QVERIFY(QDir(folder).removeRecursively());
         const int delayMs = killDelay(i, kInitKills, runMs);
         if (runAndKill(init, delayMs)) {
-            QVERIFY2(!QFileInfo::exists(folder),
-                     qPrintable(QStringLiteral("init killed after %1 ms left %2")
+            // A kill after the final rename, while the process winds down (the sanitizers' exit
+            // checks take a while), finds the whole account in place; before it, none.
+            QVERIFY2(!QFileInfo::exists(folder)
+                             || AccountManager::userIdOfFolder(folder) == SampleAccount::UserId,
+                     qPrintable(QStringLiteral("init killed after %1 ms left a half account in %2")
                                         .arg(delayMs)
                                         .arg(folder)));
         } else {
