@@ -296,12 +296,15 @@ private:
             return false;
         }
         if (!m_dialogIds) {
-            return statement.appendRows(values, [](const auto &row) { return rowAt(row); }, rows);
+            return statement.appendRows(
+                    values, [](const auto &row) { return rowAt(row); }, rows);
         }
         QList<ResourceInfo> merged;
         for (const QString &dialogId : *m_dialogIds) {
             values[0] = Sql::text(dialogId);
-            const auto rowOfDialog = [&dialogId](const auto &row) { return rowAt(row, dialogId); };
+            const auto rowOfDialog = [&dialogId](const auto &row) {
+                return rowAt(row, dialogId);
+            };
             if (!statement.appendRows(values, rowOfDialog, merged)) {
                 return false;
             }
