@@ -139,30 +139,23 @@ QString idSet()
     return QStringLiteral("SELECT value FROM json_each(?)");
 }
 
-QVariant idArray(const QList<QString> &ids)
-{
-    QByteArray json("[");
-    for (const QString &id : ids) {
-        if (namesSomething(id)) {
-            if (json.size() > 1) {
-                json += ',';
-            }
-            appendJsonString(json, id);
-        }
-    }
-    json += ']';
-    return json.size() > 2 ? QVariant(QString::fromUtf8(json)) : QVariant();
-}
+namespace {
 
-QVariant idArrayByPosition(const QList<QString> &ids)
+// The JSON array of the ids that name something; an id that names nothing is left out, or stands
+// as null when keepPlaces. Null when no id names anything.
+QVariant jsonIdArray(const QList<QString> &ids, bool keepPlaces)
 {
     QByteArray json("[");
     bool namesAny = false;
     for (const QString &id : ids) {
+        const bool names = namesSomething(id);
+        if (!names && !keepPlaces) {
+            continue;
+        }
         if (json.size() > 1) {
             json += ',';
         }
-        if (namesSomething(id)) {
+        if (names) {
             appendJsonString(json, id);
             namesAny = true;
         } else {
@@ -171,6 +164,18 @@ QVariant idArrayByPosition(const QList<QString> &ids)
     }
     json += ']';
     return namesAny ? QVariant(QString::fromUtf8(json)) : QVariant();
+}
+
+} // namespace
+
+QVariant idArray(const QList<QString> &ids)
+{
+    return jsonIdArray(ids, false);
+}
+
+QVariant idArrayByPosition(const QList<QString> &ids)
+{
+    return jsonIdArray(ids, true);
 }
 
 QVariant idArray(const QList<qint64> &ids)
