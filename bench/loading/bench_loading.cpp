@@ -9,7 +9,10 @@
 //    their messages, file records and model slots, with what the allocator keeps around them);
 //    peak_resident_mb is the process's peak resident set by then, the generated chat's page cache
 //    included. Resident figures, not the allocator's: items are built on pool threads, whose
-//    arenas mallinfo2() does not count.
+//    arenas mallinfo2() does not count. page_faults_per_item, user_cpu_s and system_cpu_s say
+//    where the wall-clock time went: on this shared virtual machine a first touch of a page can
+//    cost 20 us in the kernel, so the time of a run follows the memory it grows by, and the cost
+//    of a fault varies several times from day to day.
 //  - QueryFloor: the same pages read with SQLite alone, building nothing (see FloorReader): what
 //    no loader of these tables can beat on this machine.
 // All are wall-clock times, since the work runs on a pool thread while the main thread waits.
@@ -39,6 +42,7 @@
 #include <limits>
 #include <memory>
 #include <sqlite3.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -253,6 +257,22 @@ qint64 statusBytes(const QByteArray &field)
     return 0;
 }
 
+// What the process has used so far, all threads together.
+struct Usage
+{
+    qint64 pageFaults = 0; // minor faults: pages the kernel handed out on first touch
+    double userSeconds = 0;
+    double systemSeconds = 0;
+
+    static Usage now()
+    {
+        rusage usage {};
+        getrusage(RUSAGE_SELF, &usage);
+        return {usage.ru_minflt, seconds(usage.ru_utime), seconds(usage.ru_stime)};
+    }
+    static double seconds(const timeval &time) { return double(time.tv_sec) + time.tv_usec / 1e6; }
+};
+
 void WholeChat(benchmark::State &state)
 {
     const Chat &chat = Chat::instance();
@@ -263,6 +283,7 @@ void WholeChat(benchmark::State &state)
     qint64 items = 0;
     for (auto _ : state) {
         const qint64 residentBefore = statusBytes("VmRSS");
+        const Usage before = Usage::now();
         std::unique_ptr<MediaResource> list = makeList(chat);
         while (loadPage(*list)) {
         }
@@ -271,6 +292,11 @@ void WholeChat(benchmark::State &state)
         state.PauseTiming();
         state.counters["resident_bytes_per_item"] =
                 double(statusBytes("VmRSS") - residentBefore) / qMax(1, count);
+        const Usage after = Usage::now();
+        state.counters["page_faults_per_item"] =
+                double(after.pageFaults - before.pageFaults) / qMax(1, count);
+        state.counters["user_cpu_s"] = after.userSeconds - before.userSeconds;
+        state.counters["system_cpu_s"] = after.systemSeconds - before.systemSeconds;
         state.counters["peak_resident_mb"] = double(statusBytes("VmHWM")) / (1024 * 1024);
         list.reset();
         releaseDeferred();

@@ -32,7 +32,7 @@ class MEDIAMODEL_EXPORT ResourceItem : public QObject
     Q_PROPERTY(qlonglong dateTime READ dateTime CONSTANT)
     Q_PROPERTY(int type READ type CONSTANT)
     Q_PROPERTY(MessageKey mediaKey READ mediaKey CONSTANT)
-    Q_PROPERTY(MessageBase *msgData READ msgData NOTIFY msgDataChanged)
+    Q_PROPERTY(MessageBase *msgData READ msgDataForQml NOTIFY msgDataChanged)
 
 public:
     // An empty item without a message.
@@ -89,6 +89,10 @@ protected:
 
 private:
     void takeFieldsFrom(const MessageBase &msg);
+    // msgData as QML reads it: the message is marked as owned by C++ when it is handed over, not
+    // when it is made, as most of a long chat's messages never reach QML and the mark costs a
+    // message as much again as its QObject.
+    MessageBase *msgDataForQml() const;
 
     QSharedPointer<MessageBase> m_msgData;
     QString m_dialogId;

@@ -159,6 +159,15 @@ void ResourceItem::takeFieldsFrom(const MessageBase &msg)
                                     : MessageKey(msg.msgId(), msg.subMsgId());
 }
 
+MessageBase *ResourceItem::msgDataForQml() const
+{
+    MessageBase *msg = m_msgData.data();
+    if (msg) {
+        QJSEngine::setObjectOwnership(msg, QJSEngine::CppOwnership);
+    }
+    return msg;
+}
+
 bool ResourceItem::operator==(const ResourceItem &other) const
 {
     return m_dateTime == other.m_dateTime && m_mediaKey == other.m_mediaKey

@@ -5,16 +5,18 @@
 
 namespace {
 
-QString folderOf(const QString &localPath)
+qsizetype nameStart(const QString &path)
 {
-    return localPath.first(localPath.lastIndexOf(QLatin1Char('/')) + 1);
+    return path.lastIndexOf(QLatin1Char('/')) + 1;
 }
 
-// The name in localPath, or null when it is the cache's name of the file.
-QString nameOf(const QString &localPath, const QString &fileId, const QString &suffix)
+// What a file made from localPath keeps: the folder alone when the name in the path is the
+// cache's name of the file.
+QString locationOf(const QString &localPath, const QString &fileId, const QString &suffix)
 {
-    const QString name = localPath.sliced(localPath.lastIndexOf(QLatin1Char('/')) + 1);
-    return name == CacheLayout::fileName(fileId, suffix) ? QString() : name;
+    const qsizetype start = nameStart(localPath);
+    return localPath.sliced(start) == CacheLayout::fileName(fileId, suffix) ? localPath.first(start)
+                                                                            : localPath;
 }
 
 } // namespace
@@ -24,8 +26,7 @@ BaseFile::BaseFile(const QString &fileId, const QString &suffix, qint64 size,
     : m_fileId(fileId)
     , m_suffix(suffix)
     , m_size(qMax<qint64>(0, size))
-    , m_folder(folderOf(localPath))
-    , m_fileName(nameOf(localPath, fileId, suffix))
+    , m_location(locationOf(localPath, fileId, suffix))
 { }
 
 BaseFile::BaseFile(const QString &fileId, const QString &suffix, qint64 size,
@@ -33,19 +34,30 @@ BaseFile::BaseFile(const QString &fileId, const QString &suffix, qint64 size,
     : m_fileId(fileId)
     , m_suffix(suffix)
     , m_size(qMax<qint64>(0, size))
-    , m_folder(folder.path)
+    , m_location(folder.path)
 { }
 
 BaseFile::~BaseFile() = default;
 
+bool BaseFile::hasOwnPath() const
+{
+    return !m_location.isEmpty() && !m_location.endsWith(QLatin1Char('/'));
+}
+
 QString BaseFile::localPath() const
 {
-    return m_folder + fileName();
+    return hasOwnPath() ? m_location : m_location + CacheLayout::fileName(m_fileId, m_suffix);
+}
+
+QString BaseFile::folder() const
+{
+    return hasOwnPath() ? m_location.first(nameStart(m_location)) : m_location;
 }
 
 QString BaseFile::fileName() const
 {
-    return m_fileName.isNull() ? CacheLayout::fileName(m_fileId, m_suffix) : m_fileName;
+    return hasOwnPath() ? m_location.sliced(nameStart(m_location))
+                        : CacheLayout::fileName(m_fileId, m_suffix);
 }
 
 QString BaseFile::partialPath() const

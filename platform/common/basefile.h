@@ -40,7 +40,7 @@ public:
     QString localPath() const;
     // The two parts of localPath: the folder (empty or ending with a separator) and the file's
     // name.
-    QString folder() const { return m_folder; }
+    QString folder() const;
     QString fileName() const;
     QString partialPath() const;
 
@@ -54,11 +54,17 @@ public:
     int percent() const;
 
 private:
+    // Whether m_location is the file's whole path rather than the folder it has the cache's name
+    // in.
+    bool hasOwnPath() const;
+
     const QString m_fileId;
     const QString m_suffix;
     const qint64 m_size;
-    const QString m_folder;
-    const QString m_fileName; // null for the cache's name of the file, formed when asked for
-    std::atomic<int> m_state {StateNone};
+    // The folder (empty or ending with a separator) of a file named by the cache's rule, formed
+    // when asked for; the whole path of a file named otherwise. One string either way, a chat's
+    // worth of files being held at once.
+    const QString m_location;
     std::atomic<qint64> m_downloaded {0};
+    std::atomic<int> m_state {StateNone}; // last, so that a subclass's int fills what is left
 };

@@ -13,8 +13,8 @@ static QString fromStd(const std::string &text)
 
 ContentItem::ContentItem(const im::Message &message)
     : m_type(message.type())
-    , m_content(fromStd(message.text()))
     , m_canSave(!message.not_savable())
+    , m_content(fromStd(message.text()))
 {
     m_urls.reserve(message.urls_size());
     for (const std::string &url : message.urls()) {

@@ -35,7 +35,7 @@ public:
 
 private:
     int m_type = 0;
+    bool m_canSave = true; // beside the int, where it takes no room of its own
     QString m_content;
     QStringList m_urls;
-    bool m_canSave = true;
 };

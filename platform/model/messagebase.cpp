@@ -5,7 +5,6 @@
 #include "im.pb.h"
 
 #include <QCoreApplication>
-#include <QJSEngine>
 #include <QThread>
 #include <google/protobuf/arena.h>
 
@@ -123,7 +122,6 @@ MessageBase::MessageBase(const im::Message &proto, const QByteArray &data, FileM
     : m_files(files)
     , m_ownUserId(ownUserId)
 {
-    QJSEngine::setObjectOwnership(this, QJSEngine::CppOwnership);
     applyProto(proto, data, batch);
 }
 

@@ -20,9 +20,9 @@ class FileData;
 class FileManager;
 
 // One chat message as the client holds it. Held by QSharedPointer (deleted with deleteLater on
-// its own thread) and always owned by C++, also when QML holds a pointer to it. Accessors read an
-// immutable snapshot under a lock, so they are safe from any thread; setProto replaces the
-// snapshot and emits contentChanged.
+// its own thread) and always owned by C++: whoever hands one to QML marks it so
+// (QJSEngine::CppOwnership) as it does. Accessors read an immutable snapshot under a lock, so they
+// are safe from any thread; setProto replaces the snapshot and emits contentChanged.
 class MessageBase : public QObject, public QEnableSharedFromThis<MessageBase>
 {
     Q_OBJECT

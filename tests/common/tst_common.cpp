@@ -41,6 +41,8 @@ private Q_SLOTS:
     void cacheLayoutAgreesOnFolders();
     void baseFilePercent_data();
     void baseFilePercent();
+    void baseFileKeepsItsPath_data();
+    void baseFileKeepsItsPath();
 };
 
 void TestCommon::messageKeyOrder_data()
@@ -297,6 +299,49 @@ void TestCommon::baseFilePercent()
     file.setFileState(state);
     QCOMPARE(file.percent(), percent);
     QCOMPARE(file.partialPath(), QString("/tmp/id.bin.cache"));
+}
+
+void TestCommon::baseFileKeepsItsPath_data()
+{
+    QTest::addColumn<QString>("suffix");
+    QTest::addColumn<QString>("localPath");
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("fileName");
+
+    QTest::newRow("the cache's name") << "bin"
+                                      << "/tmp/c/id.bin"
+                                      << "/tmp/c/"
+                                      << "id.bin";
+    QTest::newRow("a name of its own") << "bin"
+                                       << "/tmp/c/report.pdf"
+                                       << "/tmp/c/"
+                                       << "report.pdf";
+    QTest::newRow("no suffix") << ""
+                               << "/tmp/c/id"
+                               << "/tmp/c/"
+                               << "id";
+    QTest::newRow("the cache's name, no folder") << "bin"
+                                                 << "id.bin"
+                                                 << ""
+                                                 << "id.bin";
+    QTest::newRow("a name of its own, no folder") << "bin"
+                                                  << "notes.txt"
+                                                  << ""
+                                                  << "notes.txt";
+}
+
+// A file made from a path answers that path whole, whether or not the cache would name it so.
+void TestCommon::baseFileKeepsItsPath()
+{
+    QFETCH(QString, suffix);
+    QFETCH(QString, localPath);
+    QFETCH(QString, folder);
+    QFETCH(QString, fileName);
+    const BaseFile file("id", suffix, 10, localPath);
+    QCOMPARE(file.localPath(), localPath);
+    QCOMPARE(file.folder(), folder);
+    QCOMPARE(file.fileName(), fileName);
+    QCOMPARE(file.partialPath(), localPath + ".cache");
 }
 
 QTEST_GUILESS_MAIN(TestCommon)

@@ -43,6 +43,15 @@ im::Message childProto(qint64 parentId, qint64 ownId, qint64 time)
 
 } // namespace
 
+// Hands an object on through a method, as a QML handler passing an item's message along does. An
+// engine takes what a method returns as its own to collect, unless it was marked as C++'s.
+class Relay : public QObject
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE QObject *pass(QObject *object) const { return object; }
+};
+
 // The media entry every list, selection and player passes around: its identity, its total order
 // and what it takes from its message.
 class TestResourceItem : public QObject
@@ -69,6 +78,7 @@ private Q_SLOTS:
     void startDestroyComesBeforeTheMessageIsReleased();
     void qmlNeverDeletesAnItem_data();
     void qmlNeverDeletesAnItem();
+    void qmlNeverDeletesAMessageAnItemHandsOver();
 
     void linkAndTitle_data();
     void linkAndTitle();
@@ -335,6 +345,24 @@ void TestResourceItem::qmlNeverDeletesAnItem()
     QVERIFY(item);
     QCOMPARE(QJSEngine::objectOwnership(item), QJSEngine::CppOwnership);
     delete item;
+}
+
+void TestResourceItem::qmlNeverDeletesAMessageAnItemHandsOver()
+{
+    const QSharedPointer<MessageBase> message = makeMessage(photoProto("u1", 2, 2));
+    ResourceItem item(message);
+    Relay relay;
+    QJSEngine::setObjectOwnership(&relay, QJSEngine::CppOwnership);
+    {
+        QJSEngine engine;
+        engine.globalObject().setProperty("item", engine.newQObject(&item));
+        engine.globalObject().setProperty("relay", engine.newQObject(&relay));
+        QVERIFY(!engine.evaluate("relay.pass(item.msgData); null").isError());
+        QCOMPARE(QJSEngine::objectOwnership(message.data()), QJSEngine::CppOwnership);
+        engine.collectGarbage();
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCOMPARE(message->msgId(), 2);
 }
 
 void TestResourceItem::linkAndTitle_data()
