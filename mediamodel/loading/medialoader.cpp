@@ -14,6 +14,7 @@
 #include "resourcelinkitem.h"
 #include "resourcestorage.h"
 #include "searchservicecmd.h"
+#include "sidebyside_p.h"
 #include "tempfilemgr.h"
 #include "userstorageprovider.h"
 
@@ -56,6 +57,32 @@ QList<int> searchCategories(int type)
     default:
         return {};
     }
+}
+
+// Reading and building its messages is most of a page's time, and messages share nothing but
+// the dialog's and the files' caches, which are guarded: a page's keys are read in slices side by
+// side, each on its own thread's connection. A slice is large enough that the hand-off to a
+// helper costs little beside it.
+QList<QSharedPointer<MessageBase>> messagesSideBySide(DialogBase &dialog,
+                                                      const QList<MessageKey> &keys)
+{
+    constexpr qsizetype MinSlice = 32;
+    const qsizetype sliceCount =
+            std::clamp<qsizetype>(keys.size() / MinSlice, 1, QThread::idealThreadCount());
+    if (sliceCount == 1) {
+        return dialog.messages(keys);
+    }
+    const qsizetype sliceSize = (keys.size() + sliceCount - 1) / sliceCount;
+    QList<QList<QSharedPointer<MessageBase>>> slices(sliceCount);
+    runSideBySide(sliceCount, [&](qsizetype i) {
+        slices[i] = dialog.messages(keys.mid(i * sliceSize, sliceSize));
+    });
+    QList<QSharedPointer<MessageBase>> messages;
+    messages.reserve(keys.size());
+    for (const QList<QSharedPointer<MessageBase>> &slice : std::as_const(slices)) {
+        messages.append(slice);
+    }
+    return messages;
 }
 
 ResultCount pageResult(const QList<ResourceItem *> &out, int loadCount, bool hasMore)
@@ -537,7 +564,7 @@ MediaLoader::messagesOf(const QSharedPointer<DialogBase> &dialog,
         for (qsizetype i : it.value()) {
             keys.append(MessageKey(rows.at(i)->messageId, rows.at(i)->subMsgId));
         }
-        const QList<QSharedPointer<MessageBase>> found = owner->messages(keys);
+        const QList<QSharedPointer<MessageBase>> found = messagesSideBySide(*owner, keys);
         for (qsizetype k = 0; k < found.size(); ++k) {
             messages[it.value().at(k)] = found.at(k);
         }

@@ -21,6 +21,7 @@
 #include "notifyingsetter_p.h"
 #include "ownerthread_p.h"
 #include "resourcedata.h"
+#include "sidebyside_p.h"
 #include "storagerecords_p.h"
 #include "userstorageprovider.h"
 #include "util.h"
@@ -337,28 +338,6 @@ void runScanStep(ScanStep &step, const QString &cacheRoot,
     }
 }
 
-// Runs fn on every step, the calling thread taking steps in turn with helpers from the global
-// pool. The caller works rather than waits, as it holds a thread of that pool itself: a helper
-// that never gets a thread is run by the wait, and finds no step left.
-template<typename Fn> void runSideBySide(QList<ScanStep> &steps, Fn fn)
-{
-    std::atomic<qsizetype> next {0};
-    const auto work = [&steps, &next, &fn] {
-        for (qsizetype i = next++; i < steps.size(); i = next++) {
-            fn(steps[i]);
-        }
-    };
-    const int helperCount = std::min(int(steps.size()), QThread::idealThreadCount()) - 1;
-    QList<QFuture<void>> helpers;
-    for (int i = 0; i < helperCount; ++i) {
-        helpers.append(QtConcurrent::run(QThreadPool::globalInstance(), work));
-    }
-    work();
-    for (QFuture<void> &helper : helpers) {
-        helper.waitForFinished();
-    }
-}
-
 } // namespace
 
 // What a scan is given; the worker reads nothing else but the stop flags.
@@ -547,7 +526,8 @@ void MediaStorageModel::runScan(MediaStorageModel *model, const Scan &scan)
     QList<storage::FileReferenceInfo> fileRows;
     QList<storage::FileReferenceInfo> thumbRows;
     QList<ScanStep> steps = scanSteps(scan.cacheRoot, scan.stickerFolders, scan.miscFolders);
-    runSideBySide(steps, [&](ScanStep &step) {
+    runSideBySide(steps.size(), [&](qsizetype i) {
+        ScanStep &step = steps[i];
         runScanStep(step, scan.cacheRoot, scan.references, stopped);
         if (!step.bComplete && !step.bLookupFailed) {
             return;

@@ -158,7 +158,7 @@ QSharedPointer<FileData> FileRegistry::file(const QString &fileId, bool loadFrom
     }
     {
         QMutexLocker locker(&m_mutex);
-        if (QSharedPointer<FileData> known = m_files.value(fileId).toStrongRef()) {
+        if (QSharedPointer<FileData> known = m_files.value(HashedId(fileId)).toStrongRef()) {
             return known;
         }
     }
@@ -192,24 +192,35 @@ FileRegistry::registerFiles(const QList<storage::FileRecord> &records)
 QList<QSharedPointer<FileData>> FileRegistry::registerFiles(const QList<QString> &fileIds,
                                                             const RecordOf &recordOf)
 {
-    QHash<QString, QSharedPointer<FileData>> resolved;
-    resolved.reserve(fileIds.size());
-    QList<qsizetype> unresolved; // the first position of each id nobody holds
-    QList<QString> unresolvedIds;
-    unresolved.reserve(fileIds.size());
-    unresolvedIds.reserve(fileIds.size());
+    // A batch of a whole chat names many files: each id is looked up once, and the lock is held
+    // for the lookups alone, as the loaders of a page register its files side by side.
+    QList<qsizetype> firsts; // the first position of each id
+    firsts.reserve(fileIds.size());
     {
-        // A batch of a whole chat names many files: each id is looked up once.
         QSet<QString> seen;
         seen.reserve(fileIds.size());
-        QMutexLocker locker(&m_mutex);
         for (qsizetype i = 0; i < fileIds.size(); ++i) {
-            const QString &fileId = fileIds.at(i);
-            if (fileId.isEmpty() || seen.contains(fileId)) {
+            if (fileIds.at(i).isEmpty()) {
                 continue;
             }
-            seen.insert(fileId);
-            if (QSharedPointer<FileData> known = m_files.value(fileId).toStrongRef()) {
+            const qsizetype seenBefore = seen.size();
+            seen.insert(fileIds.at(i));
+            if (seen.size() > seenBefore) {
+                firsts.append(i);
+            }
+        }
+    }
+    QHash<QString, QSharedPointer<FileData>> resolved;
+    resolved.reserve(firsts.size());
+    QList<qsizetype> unresolved; // the first position of each id nobody holds
+    QList<QString> unresolvedIds;
+    unresolved.reserve(firsts.size());
+    unresolvedIds.reserve(firsts.size());
+    {
+        QMutexLocker locker(&m_mutex);
+        for (qsizetype i : std::as_const(firsts)) {
+            const QString &fileId = fileIds.at(i);
+            if (QSharedPointer<FileData> known = m_files.value(HashedId(fileId)).toStrongRef()) {
                 resolved.insert(fileId, known);
             } else {
                 unresolved.append(i);
@@ -376,7 +387,7 @@ void FileRegistry::adoptAll(QList<Candidate> &candidates,
 
 QSharedPointer<FileData> FileRegistry::adoptLocked(const QSharedPointer<FileData> &file)
 {
-    QWeakPointer<FileData> &slot = m_files[file->fileId()];
+    QWeakPointer<FileData> &slot = m_files[HashedId(file->fileId())];
     if (QSharedPointer<FileData> known = slot.toStrongRef()) {
         return known;
     }

@@ -67,6 +67,25 @@ public:
 private:
     class FolderProbe;
 
+    // A file id with its hash, worked out once. The table holds millions of ids: growing it, or
+    // probing past another id, would otherwise read that id's characters, a cache miss each.
+    struct HashedId
+    {
+        QString id;
+        size_t hash;
+
+        explicit HashedId(const QString &fileId)
+            : id(fileId)
+            , hash(qHash(fileId, QHashSeed::globalSeed()))
+        { }
+        friend bool operator==(const HashedId &a, const HashedId &b)
+        {
+            return a.hash == b.hash && a.id == b.id;
+        }
+        // Every QHash is seeded with the global seed, which the stored hash already has.
+        friend size_t qHash(const HashedId &key, size_t) noexcept { return key.hash; }
+    };
+
     // A file made for registerFiles, with what saving it takes if this call registers it.
     struct Candidate
     {
@@ -92,6 +111,6 @@ private:
     const QHash<int, QString> m_kindFolders; // by cache kind
 
     QMutex m_mutex; // guards m_files and m_purgeThreshold
-    QHash<QString, QWeakPointer<FileData>> m_files;
+    QHash<HashedId, QWeakPointer<FileData>> m_files;
     qsizetype m_purgeThreshold = 64; // expired entries are dropped when the table grows past it
 };
