@@ -158,7 +158,7 @@ QSharedPointer<FileData> FileRegistry::file(const QString &fileId, bool loadFrom
     }
     {
         QMutexLocker locker(&m_mutex);
-        if (QSharedPointer<FileData> known = m_files.value(HashedId(fileId)).toStrongRef()) {
+        if (QSharedPointer<FileData> known = m_files.value(HashedId(fileId))) {
             return known;
         }
     }
@@ -220,7 +220,7 @@ QList<QSharedPointer<FileData>> FileRegistry::registerFiles(const QList<QString>
         QMutexLocker locker(&m_mutex);
         for (qsizetype i : std::as_const(firsts)) {
             const QString &fileId = fileIds.at(i);
-            if (QSharedPointer<FileData> known = m_files.value(HashedId(fileId)).toStrongRef()) {
+            if (QSharedPointer<FileData> known = m_files.value(HashedId(fileId))) {
                 resolved.insert(fileId, known);
             } else {
                 unresolved.append(i);
@@ -365,45 +365,20 @@ QSharedPointer<FileData> FileRegistry::makeFile(const storage::FileRecord &recor
 QSharedPointer<FileData> FileRegistry::adopt(const QSharedPointer<FileData> &file)
 {
     QMutexLocker locker(&m_mutex);
-    QSharedPointer<FileData> registered = adoptLocked(file);
-    purgeExpiredIfGrown();
-    return registered;
+    return m_files.adopt(HashedId(file->fileId()), file);
 }
 
 void FileRegistry::adoptAll(QList<Candidate> &candidates,
                             QHash<QString, QSharedPointer<FileData>> &resolved)
 {
     QMutexLocker locker(&m_mutex);
-    m_files.reserve(m_files.size() + candidates.size());
+    m_files.reserveMore(candidates.size());
     for (Candidate &candidate : candidates) {
-        QSharedPointer<FileData> registered = adoptLocked(candidate.file);
+        QSharedPointer<FileData> registered =
+                m_files.adopt(HashedId(candidate.file->fileId()), candidate.file);
         if (registered != candidate.file) {
             candidate.file.reset(); // another thread registered it meanwhile, and saved it
         }
         resolved.insert(registered->fileId(), std::move(registered));
     }
-    purgeExpiredIfGrown();
-}
-
-QSharedPointer<FileData> FileRegistry::adoptLocked(const QSharedPointer<FileData> &file)
-{
-    QWeakPointer<FileData> &slot = m_files[HashedId(file->fileId())];
-    if (QSharedPointer<FileData> known = slot.toStrongRef()) {
-        return known;
-    }
-    slot = file;
-    return file;
-}
-
-void FileRegistry::purgeExpiredIfGrown()
-{
-    if (m_files.size() > m_purgeThreshold) {
-        purgeExpired();
-    }
-}
-
-void FileRegistry::purgeExpired()
-{
-    m_files.removeIf([](const auto &entry) { return entry.value().isNull(); });
-    m_purgeThreshold = qMax<qsizetype>(64, m_files.size() * 2);
 }

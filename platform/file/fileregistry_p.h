@@ -6,6 +6,7 @@
 //
 
 #include "filedata.h"
+#include "weakcache.h"
 
 #include <QHash>
 #include <QMutex>
@@ -101,16 +102,11 @@ private:
     // adopt for every candidate under one lock; a candidate another thread registered first
     // leaves its file null, and that one goes into resolved instead.
     void adoptAll(QList<Candidate> &candidates, QHash<QString, QSharedPointer<FileData>> &resolved);
-    // Under m_mutex.
-    QSharedPointer<FileData> adoptLocked(const QSharedPointer<FileData> &file);
-    void purgeExpiredIfGrown();
-    void purgeExpired();
 
     storage::UserStorageProvider *const m_storage; // not owned
     const QString m_cacheRoot;
     const QHash<int, QString> m_kindFolders; // by cache kind
 
-    QMutex m_mutex; // guards m_files and m_purgeThreshold
-    QHash<HashedId, QWeakPointer<FileData>> m_files;
-    qsizetype m_purgeThreshold = 64; // expired entries are dropped when the table grows past it
+    QMutex m_mutex; // guards m_files
+    WeakCache<HashedId, FileData> m_files;
 };

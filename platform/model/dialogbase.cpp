@@ -23,11 +23,7 @@ QSharedPointer<MessageBase> DialogBase::cacheMessage(const MessageKey &key,
 {
     QMutexLocker locker(&m_cacheMutex);
     // Another thread may have made the same message meanwhile; the first one wins.
-    if (QSharedPointer<MessageBase> existing = m_messages.value(key).toStrongRef()) {
-        return existing;
-    }
-    m_messages.insert(key, message);
-    return message;
+    return m_messages.adopt(key, message);
 }
 
 QSharedPointer<MessageBase> DialogBase::message(const MessageKey &key)
@@ -43,7 +39,7 @@ QList<QSharedPointer<MessageBase>> DialogBase::messages(const QList<MessageKey> 
     {
         QMutexLocker locker(&m_cacheMutex);
         for (const MessageKey &key : keys) {
-            found.append(m_messages.value(key).toStrongRef());
+            found.append(m_messages.value(key));
             if (!found.constLast()) {
                 unheld.append(key);
             }

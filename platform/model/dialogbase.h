@@ -3,6 +3,7 @@
 #include "dialogstorage.h"
 #include "messagekey.h"
 #include "messagestorage.h"
+#include "weakcache.h"
 
 #include <QHash>
 #include <QMutex>
@@ -63,5 +64,5 @@ private:
     AccountBase *const m_account;
     const storage::DialogRecord m_record;
     QMutex m_cacheMutex; // guards m_messages
-    QHash<MessageKey, QWeakPointer<MessageBase>> m_messages;
+    WeakCache<MessageKey, MessageBase> m_messages;
 };

@@ -4,6 +4,7 @@
 #include "messageidrange.h"
 #include "messagekey.h"
 #include "util.h"
+#include "weakcache.h"
 
 #include <QDir>
 #include <QFile>
@@ -43,6 +44,9 @@ private Q_SLOTS:
     void baseFilePercent();
     void baseFileKeepsItsPath_data();
     void baseFileKeepsItsPath();
+
+    void weakCacheKeepsTheFirstHeldObject();
+    void weakCacheSweepsWhatNobodyHolds();
 };
 
 void TestCommon::messageKeyOrder_data()
@@ -346,3 +350,39 @@ void TestCommon::baseFileKeepsItsPath()
 
 QTEST_GUILESS_MAIN(TestCommon)
 #include "tst_common.moc"
+
+void TestCommon::weakCacheKeepsTheFirstHeldObject()
+{
+    WeakCache<int, QString> cache;
+    auto first = QSharedPointer<QString>::create(QStringLiteral("first"));
+    QCOMPARE(cache.adopt(1, first), first);
+    QCOMPARE(cache.adopt(1, QSharedPointer<QString>::create(QStringLiteral("second"))), first);
+    QCOMPARE(cache.value(1), first);
+    QVERIFY(!cache.value(2));
+
+    // Once nobody holds it, the key takes a new object.
+    first.reset();
+    QVERIFY(!cache.value(1));
+    const auto third = QSharedPointer<QString>::create(QStringLiteral("third"));
+    QCOMPARE(cache.adopt(1, third), third);
+}
+
+// A long chat paged through and released must not leave its dead entries behind: the cache holds
+// at most about twice what is alive.
+void TestCommon::weakCacheSweepsWhatNobodyHolds()
+{
+    WeakCache<int, int> cache;
+    QList<QSharedPointer<int>> held;
+    for (int key = 0; key < 100000; ++key) {
+        const auto object = QSharedPointer<int>::create(key);
+        cache.adopt(key, object);
+        if (key % 1000 == 0) {
+            held.append(object);
+        }
+    }
+    QVERIFY2(cache.size() <= 2 * qMax<qsizetype>(64, held.size()) + 1,
+             qPrintable(QString::number(cache.size())));
+    for (const QSharedPointer<int> &object : std::as_const(held)) {
+        QCOMPARE(cache.value(*object), object);
+    }
+}
