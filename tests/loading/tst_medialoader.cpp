@@ -2,11 +2,13 @@
 #include "contenttype.h"
 #include "dialogbase.h"
 #include "dialogstorage.h"
+#include "fileitem.h"
 #include "filemanager.h"
 #include "filereferencestorage.h"
 #include "im_chat.pb.h"
 #include "medialoader.h"
 #include "mediatestsupport.h"
+#include "messagebase.h"
 #include "resourceitem.h"
 #include "resourcestorage.h"
 #include "searchsinglequery.h"
@@ -127,6 +129,7 @@ private Q_SLOTS:
     void initStatus();
     void pagingBeforeLosesAndRepeatsNothing();
     void pagingAfterLosesAndRepeatsNothing();
+    void longPageKeepsOrderAndSharesObjects();
     void resultCount_data();
     void resultCount();
     void invalidRowsTriggerFurtherQuery();
@@ -275,6 +278,41 @@ void TestMediaLoader::pagingAfterLosesAndRepeatsNothing()
         loader.loadBeforeItems(pages.items, dialog("u1"), SearchKey(), CONTENT_VIDEO, 4, false);
     }
     QCOMPARE(labels(pages.items), idLabels("u1", range(20, 1)));
+}
+
+// A long page is built in slices on several threads. Its items keep the rows' order, a message
+// someone already holds is the one the page shows, and a file that messages of different slices
+// name is one object.
+void TestMediaLoader::longPageKeepsOrderAndSharesObjects()
+{
+    constexpr int Count = 300;
+    const QString dialogId = QStringLiteral("long");
+    QList<im::Message> messages;
+    for (int id = 1; id <= Count; ++id) {
+        messages.append(media(dialogId, id, CONTENT_PHOTO, id * 1000));
+        if (id % 100 == 0) {
+            messages.last().mutable_file()->set_file_id("forwarded");
+        }
+    }
+    QVERIFY(m_account->storeDialog(dialogId, dialogId, DIALOG_PRIVATE, 1000));
+    QVERIFY(m_account->storeMessages(messages));
+    const QSharedPointer<MessageBase> held = dialog(dialogId)->message(MessageKey(150, 0));
+    QVERIFY(held);
+
+    MediaLoader loader(m_account.get(), nullptr);
+    Pages pages;
+    loader.loadBeforeItems(pages.items, dialog(dialogId), SearchKey(), CONTENT_PHOTO, Count, false);
+    QCOMPARE(labels(pages.items), idLabels(dialogId, range(Count, 1)));
+    QCOMPARE(pages.items.at(Count - 150)->msgData(), held.data());
+    const auto sourceOf = [&pages](int id) {
+        const auto file =
+                pages.items.at(Count - id)->msgData()->contentItem().dynamicCast<FileItem>();
+        return file ? file->sourceFilePtr() : QSharedPointer<FileData>();
+    };
+    QVERIFY(sourceOf(300));
+    QCOMPARE(sourceOf(300), sourceOf(200));
+    QCOMPARE(sourceOf(300), sourceOf(100));
+    QVERIFY(sourceOf(299) != sourceOf(300));
 }
 
 void TestMediaLoader::resultCount_data()
