@@ -15,7 +15,6 @@ struct MessageBase::Snapshot
 {
     QByteArray data; // the serialized protocol record
     QString dialogId;
-    QString text;
     qint64 time = 0;
     qint64 msgId = 0;
     qint64 subMsgId = 0;
@@ -25,7 +24,7 @@ struct MessageBase::Snapshot
     bool removed = false;
     bool revoked = false;
     bool notForwardable = false;
-    QSharedPointer<ContentItem> content;
+    QSharedPointer<ContentItem> content; // never null; it keeps the message's text as well
     QSharedPointer<MessageBase> quote;
 };
 
@@ -137,7 +136,6 @@ void MessageBase::applyProto(const im::Message &proto, const QByteArray &data, c
     auto next = std::make_shared<Snapshot>();
     next->data = data;
     next->dialogId = batch.dialogIdOf(proto);
-    next->text = QString::fromStdString(proto.text());
     next->time = proto.time();
     next->msgId = proto.msg_id();
     next->subMsgId = proto.sub_msg_id();
@@ -179,7 +177,7 @@ int MessageBase::type() const
 
 QString MessageBase::text() const
 {
-    return read([](const Snapshot &current) { return current.text; });
+    return read([](const Snapshot &current) { return current.content->content(); });
 }
 
 qint64 MessageBase::msgId() const
