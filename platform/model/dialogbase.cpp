@@ -59,12 +59,18 @@ QList<QSharedPointer<MessageBase>> DialogBase::messages(const QList<MessageKey> 
             MessageBase::createFromData(records, m_account->fileManager(), m_account->userId());
     QHash<MessageKey, QSharedPointer<MessageBase>> loaded;
     loaded.reserve(made.size());
-    for (qsizetype i = 0; i < made.size(); ++i) {
-        const MessageKey key(stored.at(i).messageId, stored.at(i).subMsgId);
-        if (made.at(i)) {
-            loaded.insert(key, cacheMessage(key, made.at(i)));
-        } else {
-            qCWarning(lcPlatform) << "unreadable stored message" << dialogId() << key;
+    {
+        // One lock for the batch, as the slices of a long page are cached from several threads;
+        // as in cacheMessage, a message another thread cached first wins.
+        QMutexLocker locker(&m_cacheMutex);
+        m_messages.reserveMore(made.size());
+        for (qsizetype i = 0; i < made.size(); ++i) {
+            const MessageKey key(stored.at(i).messageId, stored.at(i).subMsgId);
+            if (made.at(i)) {
+                loaded.insert(key, m_messages.adopt(key, made.at(i)));
+            } else {
+                qCWarning(lcPlatform) << "unreadable stored message" << dialogId() << key;
+            }
         }
     }
     for (qsizetype i = 0; i < keys.size(); ++i) {
