@@ -348,9 +348,6 @@ void TestCommon::baseFileKeepsItsPath()
     QCOMPARE(file.partialPath(), localPath + ".cache");
 }
 
-QTEST_GUILESS_MAIN(TestCommon)
-#include "tst_common.moc"
-
 void TestCommon::weakCacheKeepsTheFirstHeldObject()
 {
     WeakCache<int, QString> cache;
@@ -386,3 +383,6 @@ void TestCommon::weakCacheSweepsWhatNobodyHolds()
         QCOMPARE(cache.value(*object), object);
     }
 }
+
+QTEST_GUILESS_MAIN(TestCommon)
+#include "tst_common.moc"
