@@ -11,7 +11,6 @@
 #include <QHash>
 #include <QMutex>
 #include <QSharedPointer>
-#include <QWeakPointer>
 #include <functional>
 
 namespace storage {

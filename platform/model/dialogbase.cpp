@@ -7,6 +7,7 @@
 #include "platformlog.h"
 #include "userstorageprovider.h"
 
+#include <QHash>
 #include <QJSEngine>
 
 DialogBase::DialogBase(AccountBase *account, const storage::DialogRecord &record)

@@ -5,11 +5,9 @@
 #include "messagestorage.h"
 #include "weakcache.h"
 
-#include <QHash>
 #include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
-#include <QWeakPointer>
 
 namespace im {
 class Message;
